@@ -1,0 +1,104 @@
+/// @file
+/// The process-wide logger.
+#pragma once
+
+#include "sdk/Timer.h"
+
+#include <fstream>
+#include <string>
+#include <string_view>
+
+namespace thalvo {
+
+/// Writes lines to a log file and to the standard error stream, each with a threshold of its own.
+///
+/// A line reads `WARNING [sdk/SimpleXML:120] @ 1.5s :message`: level, origin, seconds since the
+/// logger was made. Levels are 0 error, 1 warning, 2 information, 3 debug; any other number is
+/// written as an error. Until configure() is called, nothing is written but one warning.
+/// The logger never reports failures of its own, and no operation throws. Not for use from several
+/// threads at once.
+class Logger {
+public:
+    /// Where lines go: one bit of each pair, combined.
+    enum loggerConf_ : int {
+        LOGFILE_ON = 1,  ///< write lines to the log file
+        LOGFILE_OFF = 2, ///< file output off
+        CONSOLE_ON = 4,  ///< write lines to the standard error stream
+        CONSOLE_OFF = 8, ///< console output off
+    };
+
+    /// @return The one instance, made on the first call and owned by the class; null when memory
+    ///         runs out.
+    static Logger* getInstance() noexcept;
+
+    /// Destroys the instance, if there is one, and closes its file.
+    static void releaseInstance() noexcept;
+
+    Logger(Logger const&) = delete;
+    Logger& operator=(Logger const&) = delete;
+
+    /// Sets outputs and thresholds; closes the log file of an earlier call and opens a new one.
+    /// @param filename     Base name of the log file. The file's name is this, "_", the local date
+    ///                     and time and ".log", as in vessimo.log_9_11_2026_3-7-5.log.
+    /// @param conf         Combination of #loggerConf_ bits; only #LOGFILE_ON and #CONSOLE_ON
+    /// count.
+    /// @param fileLevel    Highest level written to the file; a negative one lets all through.
+    /// @param consoleLevel Highest level written to the standard error stream, likewise.
+    ///
+    /// The file is opened for appending, here and nowhere else. When that fails, nothing is
+    /// reported and lines for the file are lost.
+    void configure(std::string const& filename, loggerConf_ conf, int fileLevel,
+                   int consoleLevel) noexcept;
+
+    /// Writes one line to each output whose threshold lets @p level through.
+    /// @param level Level of the line.
+    /// @param file  Source file that reports, such as `sdk/SimpleXML`.
+    /// @param line  Its line.
+    /// @param msg   The message, in any encoding, written as it stands.
+    void print(unsigned int level, std::string const& file, int line,
+               std::string const& msg) noexcept;
+
+    /// @param level Level of a line.
+    /// @return Whether print() with this level would write anything now.
+    bool wouldPrint(unsigned int level) const noexcept;
+
+private:
+    Logger() = default;
+    ~Logger();
+
+    bool fileTakes(unsigned int level) const noexcept;
+    bool consoleTakes(unsigned int level) const noexcept;
+    void warnNotConfigured(std::string const& file, int line);
+
+    static Logger* m_;
+
+    bool m_configured = false;
+    std::string m_filename;
+    loggerConf_ m_conf = LOGFILE_ON;
+    std::ofstream m_file;
+    int m_fileLevel = 0;
+    int m_consoleLevel = 0;
+    zel::Timer m_clock;
+};
+
+/// Prints the concatenation of @p parts through the one logger. It is composed only if some output
+/// takes the level, so a message below the threshold costs next to nothing.
+/// @param level Level of the line.
+/// @param file  Source file that reports, such as `sdk/SimpleXML`.
+/// @param line  Its line.
+/// @param parts Pieces of the message, in order; each converts to `std::string_view`.
+template <class... Parts>
+void report(unsigned int level, char const* file, int line, Parts const&... parts) noexcept {
+    Logger* const logger = Logger::getInstance();
+    if (logger == nullptr || !logger->wouldPrint(level))
+        return;
+    try {
+        std::string message;
+        (message.append(std::string_view(parts)), ...);
+        logger->print(level, file, line, message);
+    } catch (...) {
+        // No memory for the message: it is lost, like a line for a file that could not be opened.
+    }
+}
+
+} // namespace thalvo
