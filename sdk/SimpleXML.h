@@ -1,0 +1,127 @@
+/// @file
+/// A small reader for the XML subset of calibration descriptions and download links.
+#pragma once
+
+#include "sdk/XmlComments.h"
+
+#include <array>
+#include <string>
+#include <string_view>
+
+namespace zel {
+
+/// Reads one document and answers queries relative to a selected element.
+///
+/// There is no tree. open() keeps the text between the lines of the root element's tags, without
+/// line breaks and comments; each query searches it for the literal tags `<name>` and `</name>`
+/// inside the selected element, at whatever depth they lie. So elements carry no attributes and do
+/// not hold elements of their own name, empty-element tags, references and CDATA sections mean
+/// nothing, and text is returned untrimmed, in the encoding of the file.
+///
+/// After open(), select the root with setNode() before any other query. A name is an element's name
+/// without brackets. Nothing throws: an operation that runs out of memory gives its failure value.
+/// A null name, directory or target likewise.
+class SimpleXML {
+public:
+    /// An empty document. Sets the process's numeric locale to "C", so that a decimal point is read
+    /// the same everywhere.
+    SimpleXML() noexcept;
+
+    SimpleXML(SimpleXML const&) = delete;
+    SimpleXML& operator=(SimpleXML const&) = delete;
+
+    /// Loads a file; replaces a document loaded earlier.
+    ///
+    /// The root's tags must stand on lines of their own; what is before the root is ignored, a line
+    /// of 4096 or more characters ends reading. Comments may span lines and nest. A file without
+    /// the root, an empty one included, is an empty document.
+    /// @param filename Path of the file.
+    /// @param rootname Name of the root element, whose opening tag may carry attributes.
+    /// @return false when the file cannot be opened (logged for debugging) or its comments do not
+    ///         pair up (logged as an error, with the whole text).
+    bool open(char const* filename, char const* rootname) noexcept;
+
+    /// Loads "directory/name.xml", formed by createConfigFilepath(), which creates a missing
+    /// directory and takes an empty one for the sub-directory "Imager" of the current one.
+    /// @param directory Directory without a trailing '/'.
+    /// @param name      File name without ".xml".
+    /// @param rootname  Name of the root element.
+    /// @return As the other form; false without a message when the path cannot be formed.
+    bool open(char const* directory, char const* name, char const* rootname) noexcept;
+
+    /// Selects the root. @return true, always.
+    bool setNode() noexcept;
+
+    /// Descends into the first element @p name inside the selected one.
+    /// @return false when there is none or the depth is 254; the selection stays as it was then.
+    bool setNode(char const* name) noexcept;
+
+    /// Descends into an element @p name inside the selected one.
+    /// @param name  Name of the element.
+    /// @param index Which of them, 0 for the first.
+    /// @return false when there are fewer or the depth is 254; the selection stays as it was then.
+    bool setNode(char const* name, int index) noexcept;
+
+    /// Climbs one level. @return false at the root.
+    bool resetNode() noexcept;
+
+    /// Copies out the text of the selected element, or of the whole document at the root.
+    /// @param text Receives a terminated array that the caller releases with `delete[]`; untouched
+    ///             when the result is false.
+    /// @return Whether the element has any text.
+    bool getNode(char** text) const noexcept;
+
+    /// @return Elements @p name inside the selected one.
+    unsigned int getNodeCount(char const* name) const noexcept;
+
+    /// Searches one tag.
+    /// @param name    Name of the element.
+    /// @param from    Offset in the document, in characters, to search from.
+    /// @param limit   A hit at or beyond this offset does not count.
+    /// @param closing Whether to search `</name>` instead of `<name>`.
+    /// @return Offset of the closing tag, or just behind the opening tag; -1 when there is none or
+    ///         @p from is outside the document.
+    int getKey(char const* name, int from, int limit, bool closing) const noexcept;
+
+    /// Reads a child as an integer: decimal, hexadecimal behind 0x, octal behind 0.
+    /// @param name  Name of the child.
+    /// @param value Receives the number; untouched when the child holds none.
+    /// @return Whether the child exists, whatever its text.
+    bool getInt(char const* name, int* value) noexcept;
+
+    /// Reads a child as a decimal integer; otherwise like getInt().
+    /// @param name  Name of the child.
+    /// @param value Receives the number; untouched when the child holds none.
+    /// @return Whether the child exists, whatever its text.
+    bool getLong(char const* name, long* value) noexcept;
+
+    /// Reads a child as a number with a decimal point; otherwise like getInt().
+    /// @param name  Name of the child.
+    /// @param value Receives the number; untouched when the child holds none.
+    /// @return Whether the child exists, whatever its text.
+    bool getFloat(char const* name, float* value) noexcept;
+
+    /// Copies out the text of a child, also an empty one.
+    /// @param name Name of the child.
+    /// @param text Set to null first; then receives a terminated array that the caller releases
+    ///             with `delete[]`.
+    /// @return Whether the child exists.
+    bool getString(char const* name, char** text) noexcept;
+
+private:
+    static constexpr int maxDepth = 254;
+
+    int find(std::string_view tag, int from, int limit) const noexcept;
+    bool descend(std::string_view name, int index);
+    std::string_view selectedText() const noexcept;
+    template <class Number>
+    bool getNumber(char const* name, Number* value, int (*read)(char const*, Number*)) noexcept;
+
+    int m_length = 0; // characters read, comments included
+    std::array<int, maxDepth + 2> m_nodeStart{};
+    std::array<int, maxDepth + 2> m_nodeEnd{};
+    unsigned short m_depth = 0;
+    std::string m_doc; // what is left of them without comments
+};
+
+} // namespace zel

@@ -1,0 +1,28 @@
+/// @file
+/// Comments of an XML document.
+#pragma once
+
+#include <string>
+
+namespace zel {
+
+/// Start or end of a comment in a document.
+struct CommentToken {
+    int type;     ///< 0 the start of a comment, 1 its end
+    int position; ///< offset of the first character of "<!--", or just behind "-->"
+};
+
+/// Orders comment tokens by position alone.
+/// @param a A token.
+/// @param b Another one.
+/// @return Whether @p a stands before @p b.
+bool compTokens(CommentToken a, CommentToken b) noexcept;
+
+/// Takes the comments out of a document. They may span lines and nest: a comment ends with the
+/// "-->" that closes its first "<!--".
+/// @param text The document, shorter than 2 GiB; unchanged when the result is false.
+/// @return false when a "-->" has no "<!--" before it or a "<!--" is left open.
+/// @throws std::bad_alloc
+bool removeComments(std::string& text);
+
+} // namespace zel
