@@ -1,0 +1,248 @@
+/// @file
+/// The calibration description of a camera: `Cali-<serial>.xml`.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+/// Handle of one optic of a description, which field of view and text identify together.
+struct OPTICS {
+    int fov;          ///< field of view
+    char const* text; ///< distinguishing text, in the description's encoding; may be null. A text
+                      ///< handed out belongs to the description and lives until it is reloaded.
+};
+
+/// A temperature interval.
+struct Range {
+    float lo; ///< low limit
+    float hi; ///< high limit
+};
+
+/// Scalar calibration constants. Each field but `spare` is named after the element that sets it.
+struct MainSection {
+    std::uint16_t TecA = 3400;
+    std::uint16_t TecB = 400;
+    std::uint16_t TecC = 400;
+    std::uint16_t TecD = 120;
+    float TempTEC_Step = 5.0F;
+    float spare = 10.0F; ///< not in the file
+    float TempTECOffset = 294.5F;
+    float TempTECGain = 13.055F;
+    float TempFlagOffset = 0.0F;
+    float TempChipFactor = 1.0F;
+    float TempChipOffset = 0.0F;
+    float TempBoxOffset = 0.0F;
+    float TempOpticsOffset = 0.0F;
+    float TempProcOffset = 0.0F;
+    float TempHouseOffset = 0.0F;
+    float PifInOffset = 0.0F;
+    float PifInGain = 1.0F;
+    float PifOutOffset = 0.0F;
+    float PifOutGain = 1.0F;
+    std::int16_t AddedOffset = 0;
+    float BindTempChipToTempFlagOffset = 0.8F;
+    std::uint16_t FlagCycles = 10;
+    std::uint16_t FlagCycles_Ignore = 2;
+    float AlphaLowTemp = 23.0F;
+    float AlphaLowFactor = 1.0F;
+};
+
+/// Parameters of a range's temperature table.
+struct TableParams {
+    double T1 = 0.0;
+    double T3 = 0.0;
+    std::uint16_t E1 = 0;
+    std::uint16_t E3 = 0;
+    double Lambda = 0.0;
+    double spare1 = 0.0;      ///< not in the file
+    double spare2 = -100.0;   ///< not in the file
+    std::uint16_t spare3 = 0; ///< not in the file
+    bool Normalize = false;
+};
+
+/// One temperature range of an optic.
+struct TempRangeDefinition {
+    std::uint16_t Fid = 0;
+    std::uint16_t Skim = 0;
+    Range range{0.0F, 0.0F};
+    Range extRange{-100.0F, -100.0F}; ///< always contains `range` once loaded
+    /// Frame rates in the file's order. No list and an empty list differ: without a list the range
+    /// is not split by frame rate, an empty one accepts none.
+    std::optional<std::vector<std::uint16_t>> framerates;
+    std::uint16_t Decimal = 1;
+    TableParams tableParams;
+};
+
+/// One optic.
+struct OpticsDefinition {
+    int FOV = 0;                  ///< field of view
+    int SerNo = 0;                ///< serial number of the optic
+    std::unique_ptr<char[]> Text; ///< distinguishing text, or null
+    double spare = -1.0;          ///< not in the file
+    bool SamplePointCali = false; ///< such an optic needs no characteristic-curve files
+    std::vector<TempRangeDefinition> tempRanges;
+};
+
+/// The optics of a description, in the file's order.
+using OpticsTable = std::vector<OpticsDefinition>;
+
+/// The calibration description: one camera's at a time.
+///
+/// Until a description is loaded, and after a load that failed, it holds one optic with field of
+/// view 30, no text and the ranges -20 to 100, 0 to 250 and 150 to 900.
+///
+/// Two rules find an optic, each taking the first that matches in table order. The exact one, used
+/// by all queries but one: the field of view is equal and so is the text, where null and empty are
+/// the same. Ranges are found by both limits, compared for exact equality. Records returned by
+/// pointer are new and belong to the caller, who releases them with `delete`; null also stands for
+/// no memory. Nothing here throws. Not for use from several threads at once.
+class ConfigCali {
+public:
+    /// Result of load() for a description that cannot be opened or parsed.
+    static constexpr int loadFailed = static_cast<int>(0x80070005U);
+
+    /// @return The one instance, made on the first call and never destroyed by the library; null
+    ///         when memory runs out.
+    static ConfigCali* getInstance() noexcept;
+
+    /// The initial content. @throws std::bad_alloc
+    ConfigCali();
+
+    ConfigCali(ConfigCali const&) = delete;
+    ConfigCali& operator=(ConfigCali const&) = delete;
+
+    /// @return Whether the description of camera @p serialNumber is the one loaded.
+    bool isLoaded(int serialNumber) const noexcept;
+
+    /// Loads `Cali-<serial>.xml`, unless it is loaded already. The description of another camera is
+    /// discarded first, whether or not the load succeeds.
+    /// @param path         Directory of the file, without a trailing '/'; its last component is
+    ///                     created when missing.
+    /// @param serialNumber Serial number of the camera.
+    /// @return 0, or #loadFailed when the file cannot be opened or parsed.
+    int load(char const* path, int serialNumber) noexcept;
+
+    /// @return Number of optics.
+    int getOpticsCount() const noexcept;
+
+    /// @return Index of the optic; -1 when there is none.
+    int getOpticsIndex(OPTICS const* optic) const noexcept;
+
+    /// Finds an optic by the lenient rule: the field of view is equal, and so are the texts unless
+    /// either is null or empty. So a request without a text takes any optic of that field of view,
+    /// and an optic without a text answers any request; the other overload is strict.
+    /// @param fov  Field of view.
+    /// @param text Text, may be null.
+    /// @return Index of the first such optic; -1 when there is none.
+    int getOpticsIndex(int fov, char const* text) const noexcept;
+
+    /// @param index Index of an optic.
+    /// @return Its handle, owned by the caller; null for an index outside the table.
+    OPTICS* getOptics(int index) const noexcept;
+
+    /// @return The optic itself, which belongs to the description; null when there is none.
+    OpticsDefinition const* findOptic(int fov, char const* text) const noexcept;
+
+    /// @return Number of ranges of the optic; -1 when it is not found.
+    int getTempRangeCount(OPTICS const* optic) const noexcept;
+    /// @copydoc getTempRangeCount(OPTICS const*) const
+    int getTempRangeCount(int fov, char const* text) const noexcept;
+
+    /// @return Index of the range with exactly these limits; -1 when optic or range is not found.
+    int getTempRangeIndex(OPTICS const* optic, Range const* range) const noexcept;
+    /// @copydoc getTempRangeIndex(OPTICS const*, Range const*) const
+    int getTempRangeIndex(int fov, char const* text, float lo, float hi) const noexcept;
+
+    /// @return A copy of the optic's range at @p index, owned by the caller; null when there is
+    ///         none.
+    Range* getTempRange(OPTICS const* optic, int index) const noexcept;
+    /// @copydoc getTempRange(OPTICS const*, int) const
+    Range* getTempRange(int fov, char const* text, int index) const noexcept;
+
+    /// @return A copy of the extended range at @p index, owned by the caller; null when there is
+    ///         none.
+    Range* getExtendedTempRange(OPTICS const* optic, int index) const noexcept;
+    /// @copydoc getExtendedTempRange(OPTICS const*, int) const
+    Range* getExtendedTempRange(int fov, char const* text, int index) const noexcept;
+    /// @return A copy of the extended range of the range with exactly these limits, owned by the
+    ///         caller; null when optic or range is not found.
+    Range* getExtendedTempRange(int fov, char const* text, float lo, float hi) const noexcept;
+
+    /// @return The span of the optic's ranges, owned by the caller: 1000000 to -1000000 when it has
+    ///         none; null when the optic is not found. Extended ranges do not count.
+    Range* getTempRangeOverAll(OPTICS const* optic) const noexcept;
+    /// @return The span of all ranges of all optics, owned by the caller: 1000000 to -1000000 when
+    ///         there are none.
+    Range* getTempRangeOverAll() const noexcept;
+
+    /// @return `Decimal` of the range with exactly these limits; 0 when it is not found.
+    unsigned short getTempRangeDecimal(int fov, char const* text, float lo,
+                                       float hi) const noexcept;
+
+    /// @return Number of frame rates of the range, 0 also when it has no list; -1 when optic or
+    ///         range is not found.
+    int getFramerateCount(OPTICS const* optic, Range const* range) const noexcept;
+
+    /// @return Index of the first frame rate equal to @p framerate; -1 when optic, range or list is
+    ///         missing, -2 when the list does not hold it.
+    int getFramerateIndex(OPTICS const* optic, Range const* range,
+                          unsigned short framerate) const noexcept;
+    /// @copydoc getFramerateIndex(OPTICS const*, Range const*, unsigned short) const
+    int getFramerateIndex(int fov, char const* text, float lo, float hi,
+                          unsigned short framerate) const noexcept;
+
+    /// @return The frame rate at @p index in hertz; 0 when there is none.
+    unsigned short getFramerate(OPTICS const* optic, Range const* range, int index) const noexcept;
+
+    /// Tells whether a frame rate is calibrated; only an exact match is.
+    /// @param optic     The optic.
+    /// @param range     The range.
+    /// @param framerate The wanted frame rate in hertz; stays as it is when it is listed, else
+    ///                  becomes 0, which stands for no particular one.
+    /// @return Whether the caller can go on: true also when optic, range or list is missing, since
+    ///         such a range is not split by frame rate.
+    bool checkFramerate(OPTICS const* optic, Range const* range,
+                        unsigned short& framerate) const noexcept;
+    /// @copydoc checkFramerate(OPTICS const*, Range const*, unsigned short&) const
+    bool checkFramerate(int fov, char const* text, float lo, float hi,
+                        unsigned short& framerate) const noexcept;
+
+    /// Builds the name stem of one calibration data set, as in 12345-30-X-M20-100-32: serial
+    /// number, optic, limits without their fractions ("M" for a negative one), frame rate.
+    /// @param serial     Serial number of the camera.
+    /// @param fov        Field of view of the optic.
+    /// @param text       Text of the optic, may be null.
+    /// @param range      The range.
+    /// @param framerate  The frame rate in hertz, 0 for none.
+    /// @param buffer     Receives the stem, cut to @p bufferSize - 1 characters, and a terminator.
+    /// @param bufferSize Room in @p buffer, in characters.
+    /// @return Whether there was something to write; false for a null range or buffer, or a
+    ///         negative size.
+    static bool caliFilenameString(int serial, int fov, char const* text, Range const* range,
+                                   unsigned short framerate, char* buffer, int bufferSize) noexcept;
+    /// As the other form, with the limits given directly.
+    /// @param serial     Serial number of the camera.
+    /// @param fov        Field of view of the optic.
+    /// @param text       Text of the optic, may be null.
+    /// @param lo         Low limit of the range.
+    /// @param hi         High limit of the range.
+    /// @param framerate  The frame rate in hertz, 0 for none.
+    /// @param buffer     Receives the stem, cut to @p bufferSize - 1 characters, and a terminator.
+    /// @param bufferSize Room in @p buffer, in characters.
+    /// @return Whether there was something to write.
+    static bool caliFilenameString(int serial, int fov, char const* text, float lo, float hi,
+                                   unsigned short framerate, char* buffer, int bufferSize) noexcept;
+
+    std::unique_ptr<MainSection> mainSection; ///< scalar constants
+    std::unique_ptr<OpticsTable> optics;      ///< the optics
+    bool loaded = false;                      ///< a description has been loaded
+    int serial = -1;                          ///< serial number of the loaded description
+
+private:
+    void resetContent();
+
+    static ConfigCali* _this;
+};
