@@ -1,0 +1,311 @@
+#include "sdk/IRCalibrationManager.h"
+
+#include "imgproc/Cali.h"
+#include "sdk/DownloadRepository.h"
+#include "sdk/SetCheck.h"
+#include "sdk/UsbCamera.h"
+#include "util/Logger.h"
+#include "util/StringHelpers.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <sstream>
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zel {
+
+namespace {
+
+constexpr char const* sourceFile = "sdk/IRCalibrationManager";
+constexpr unsigned int errorLevel = 0;
+constexpr unsigned int infoLevel = 2;
+constexpr unsigned int debugLevel = 3;
+
+constexpr char const* defaultCalibrationDir = "/usr/share/libzentho/cali";
+constexpr char const* defaultFormatsDir = "/usr/share/libzentho";
+constexpr char const* usbDevices = "/sys/bus/usb/devices";
+
+/// Stores a directory text, cut to the capacity.
+void setDirectory(PathBuffer& buffer, char const* dir) noexcept {
+    if (dir == nullptr)
+        return;
+    PathBuffer fresh{}; // the text may come from the buffer itself
+    tstrcpy(fresh.data(), pathCapacity, dir);
+    buffer = fresh;
+}
+
+struct DirectoryCloser {
+    void operator()(DIR* directory) const noexcept { closedir(directory); }
+};
+using Directory = std::unique_ptr<DIR, DirectoryCloser>;
+
+struct PipeCloser {
+    void operator()(std::FILE* pipe) const noexcept { pclose(pipe); }
+};
+using Pipe = std::unique_ptr<std::FILE, PipeCloser>;
+
+/// @return Whether a device entry is a link, as sysfs presents every device and interface.
+bool isLink(char const* entry) noexcept {
+    errno = 0;
+    struct stat status {};
+    if (lstat(entry, &status) != 0) {
+        thalvo::report(debugLevel, sourceFile, __LINE__, "errno: ", std::strerror(errno));
+        return false;
+    }
+    return S_ISLNK(status.st_mode);
+}
+
+bool isDotEntry(char const* entry) noexcept {
+    return tstrcmp(entry, ".") == 0 || tstrcmp(entry, "..") == 0;
+}
+
+/// @return The serial number of the camera at a device entry; 0 when it is none or has none.
+unsigned long cameraSerial(char const* entry) {
+    if (isDotEntry(entry) || !isLink(entry) || !isCamera(entry))
+        return 0;
+    auto const text = usbSerialText(entry);
+    if (!text)
+        return 0;
+    thalvo::report(debugLevel, sourceFile, __LINE__, "Found device with serial ", *text);
+    return std::strtoul(text->c_str(), nullptr, 10);
+}
+
+/// @return The first camera in directory order that has the wanted serial number, or any for 0.
+unsigned long findCamera(DIR* devices, unsigned long wanted) {
+    while (dirent const* const entry = readdir(devices)) {
+        unsigned long const serial = cameraSerial(entry->d_name);
+        if (serial != 0 && (wanted == 0 || serial == wanted))
+            return serial;
+    }
+    return 0;
+}
+
+int truncated(float limit) noexcept {
+    constexpr auto largest = std::numeric_limits<int>::max();
+    constexpr auto smallest = std::numeric_limits<int>::min();
+    if (std::isnan(limit))
+        return 0;
+    if (limit >= static_cast<float>(largest))
+        return largest;
+    if (limit <= static_cast<float>(smallest))
+        return smallest;
+    return static_cast<int>(limit);
+}
+
+IROptics listed(OpticsDefinition const& definition, ConfigCali const& description) {
+    char const* const text = definition.Text.get();
+    IROptics entry{definition.FOV, {}, text != nullptr ? text : ""};
+    // The first optic of that field of view and text answers for all that share them.
+    for (auto const& range : description.findOptic(definition.FOV, text)->tempRanges) {
+        entry.tempRanges.push_back({truncated(range.range.lo), truncated(range.range.hi)});
+    }
+    return entry;
+}
+
+/// Fetches one file from the first link that will do.
+/// @param lastUrl Receives the last URL formed; empty without links.
+/// @return Whether a command could be started.
+bool download(std::string const& name, std::string const& serialText, std::string const& targetDir,
+              std::vector<std::string> const& links, std::string& lastUrl) {
+    for (std::string const& link : links) {
+        lastUrl = quotedUrl(link, serialText, name);
+        if (fetch(lastUrl, targetDir + "/" + name))
+            return true;
+    }
+    return false;
+}
+
+/// Fetches every file of a list.
+/// @return Whether the command of at least one could be started.
+bool downloadAll(char const* fileList, std::string const& serialText, std::string const& targetDir,
+                 std::vector<std::string> const& links) {
+    std::istringstream names(fileList);
+    bool success = false;
+    for (std::string name; std::getline(names, name, ';');) {
+        std::string lastUrl;
+        if (download(name, serialText, targetDir, links, lastUrl)) {
+            success = true;
+        } else if (!success) {
+            thalvo::report(errorLevel, sourceFile, __LINE__, "Error downloading ",
+                           thalvo::W2C(lastUrl.c_str()));
+        }
+    }
+    return success;
+}
+
+/// @return Whether files can be created in a directory; a failure is logged.
+bool isWritable(std::string const& dir) {
+    std::string const probe = dir + "/.zentho_access";
+    errno = 0;
+    std::FILE* const file = std::fopen(probe.c_str(), "w");
+    if (file != nullptr) {
+        std::fclose(file);
+        std::remove(probe.c_str());
+        return true;
+    }
+    if (errno == EACCES) {
+        thalvo::report(errorLevel, sourceFile, __LINE__, "No writing permissions to ",
+                       thalvo::W2C(dir.c_str()));
+    } else {
+        thalvo::report(errorLevel, sourceFile, __LINE__,
+                       "Something went wrong: ", thalvo::W2C(std::strerror(errno)));
+    }
+    return false;
+}
+
+} // namespace
+
+IRCalibrationManager* IRCalibrationManager::_this = nullptr;
+
+IRCalibrationManager* IRCalibrationManager::getInstance() noexcept {
+    if (_this != nullptr)
+        return _this;
+    try {
+        _this = new IRCalibrationManager;
+    } catch (...) {
+        return nullptr;
+    }
+    return _this;
+}
+
+IRCalibrationManager::IRCalibrationManager() {
+    setCalibrationDir(defaultCalibrationDir);
+    setFormatsDir(defaultFormatsDir);
+}
+
+IRCalibrationManager::~IRCalibrationManager() {
+    _this = nullptr;
+}
+
+void IRCalibrationManager::setCalibrationDir(char const* dir) noexcept {
+    setDirectory(m_calibrationDir, dir);
+}
+
+void IRCalibrationManager::setFormatsDir(char const* dir) noexcept {
+    setDirectory(m_formatsDir, dir);
+}
+
+char* IRCalibrationManager::getCalibrationDir() noexcept {
+    return m_calibrationDir.data();
+}
+
+char* IRCalibrationManager::getFormatsDir() noexcept {
+    return m_formatsDir.data();
+}
+
+bool IRCalibrationManager::createConfigFilepath(char* out, char const* dir, short capacity,
+                                                char const* name, char const* suffix) noexcept {
+    return zel::createConfigFilepath(out, dir, capacity, name, suffix);
+}
+
+bool IRCalibrationManager::findSerial(unsigned long& serial) noexcept try {
+    thalvo::report(debugLevel, sourceFile, __LINE__, "Query directory ", usbDevices);
+    errno = 0;
+    // The working directory stays there: the entries are tested relative to it.
+    if (chdir(usbDevices) != 0) {
+        thalvo::report(errorLevel, sourceFile, __LINE__, "Query directory ", usbDevices,
+                       " could not be opened: ", std::strerror(errno));
+        return false;
+    }
+    errno = 0;
+    Directory const devices(opendir(usbDevices));
+    if (devices == nullptr) {
+        thalvo::report(errorLevel, sourceFile, __LINE__,
+                       "Failed to open usb device directory: ", std::strerror(errno));
+        return false;
+    }
+    serial = findCamera(devices.get(), serial);
+    return serial != 0;
+} catch (...) {
+    return false;
+}
+
+bool IRCalibrationManager::isOnlineCalibrationRepoAccessible() noexcept {
+    Pipe const pipe(popen("/sbin/route -n | grep -c '^0\\.0\\.0\\.0'", "r"));
+    if (pipe == nullptr)
+        return false;
+    unsigned int defaultRoutes = 0;
+    static_cast<void>(std::fscanf(pipe.get(), "%u", &defaultRoutes)); // no number counts as none
+    return defaultRoutes == 1; // several at once do not tell which way a download would go
+}
+
+bool IRCalibrationManager::downloadTarget(char const* fileList, std::string serialText,
+                                          std::string targetDir) noexcept try {
+    if (fileList == nullptr)
+        return false;
+    fetchDownloadLinks();
+    DownloadLinks const links = readDownloadLinks();
+    if (links.failure == LinksFailure::unreadable) {
+        // The file stays, for a look at what the server sent.
+        thalvo::report(errorLevel, sourceFile, __LINE__, "Error reading ",
+                       thalvo::W2C(downloadLinksPath));
+        return false;
+    }
+    std::remove(downloadLinksPath);
+    if (links.failure == LinksFailure::malformed) {
+        thalvo::report(errorLevel, sourceFile, __LINE__,
+                       "Error parsing download links file: ", thalvo::W2C(downloadLinksPath));
+        return false;
+    }
+    return downloadAll(fileList, serialText, targetDir, links.urls);
+} catch (...) {
+    return false;
+}
+
+bool IRCalibrationManager::downloadCalibration(unsigned long serial) noexcept try {
+    std::string const dir = m_calibrationDir.data();
+    if (!isWritable(dir))
+        return false;
+    if (serial == 0) {
+        thalvo::report(errorLevel, sourceFile, __LINE__, "No serial number specified.");
+        return false;
+    }
+
+    std::string const serialText = std::to_string(serial);
+    constexpr int passes = 3;
+    for (int pass = 0; pass < passes; ++pass) {
+        SetCheck const check = checkSet(dir.c_str(), serial);
+        bool const installed = check.missing != nullptr && check.missing[0] == '\0';
+        if (check.complete || installed) {
+            thalvo::report(infoLevel, sourceFile, __LINE__, "All files installed.");
+            return true;
+        }
+        if (!downloadTarget(check.missing.get(), serialText, dir)) {
+            // Information, not an error: downloadTarget has told what is wrong.
+            thalvo::report(infoLevel, sourceFile, __LINE__, "Download failed.");
+            return false;
+        }
+    }
+    return true; // no check after the last pass: what the server lacks does not fail the workflow
+} catch (...) {
+    return false;
+}
+
+std::vector<IROptics>* IRCalibrationManager::getAvailableOptics(unsigned long serial) noexcept try {
+    if (serial == 0)
+        return &m_optics;
+    ConfigCali* const description = ConfigCali::getInstance();
+    if (description == nullptr)
+        return &m_optics;
+    auto const descriptionSerial = static_cast<int>(serial);
+    if (!description->isLoaded(descriptionSerial)) {
+        description->load(m_calibrationDir.data(), descriptionSerial);
+    }
+    m_optics.clear();
+    for (OpticsDefinition const& definition : *description->optics) {
+        m_optics.push_back(listed(definition, *description));
+    }
+    return &m_optics;
+} catch (...) {
+    return &m_optics;
+}
+
+} // namespace zel
