@@ -6,6 +6,7 @@
 #include "util/StringHelpers.h"
 
 #include <algorithm>
+#include <charconv>
 #include <clocale>
 #include <cstddef>
 #include <cstring>
@@ -47,6 +48,17 @@ std::optional<std::string> readFile(char const* filename) {
     return bytes;
 }
 
+/// @return Offset of the first occurrence at or behind @p from, or npos.
+std::size_t findText(std::string_view text, std::string_view searched, std::size_t from) noexcept {
+    if (from >= text.size())
+        return std::string_view::npos;
+    void const* const hit =
+        memmem(text.data() + from, text.size() - from, searched.data(), searched.size());
+    if (hit == nullptr)
+        return std::string_view::npos;
+    return static_cast<std::size_t>(static_cast<char const*>(hit) - text.data());
+}
+
 bool contains(std::string_view line, std::string_view searched) noexcept {
     return line.find(searched) != std::string_view::npos;
 }
@@ -56,36 +68,128 @@ bool contains(std::string_view line, std::string_view searched) noexcept {
 void keepRootContent(std::string& text, std::string_view rootname) {
     std::string const opening = std::string("<").append(rootname); // no '>': it may have attributes
     std::string const closing = std::string("</").append(rootname).append(">");
+    bool const hasNulls = contains(text, std::string_view("\0", 1));
 
     std::size_t kept = 0;
     bool inside = false;
+    std::size_t closingAt = 0;         // no closing tag of the root begins before here
     std::size_t next = text.find('<'); // leading bytes, such as a byte order mark, are skipped
     while (next < text.size()) {
         std::size_t const lineEnd = std::min(text.find('\n', next), text.size());
         if (lineEnd - next > maxLineLength)
             break;
         std::string_view line(text.data() + next, lineEnd - next);
-        line = line.substr(0, line.find('\0'));
+        if (hasNulls)
+            line = line.substr(0, line.find('\0'));
         next = lineEnd + 1;
 
         if (!inside) {
             inside = contains(line, opening);
+            closingAt = next;
             continue;
         }
-        if (contains(line, closing))
-            break;
+        if (closingAt < next) {
+            if (contains(line, closing))
+                break;
+            closingAt = findText(text, closing, next);
+        }
         std::memmove(text.data() + kept, line.data(), line.size());
         kept += line.size();
     }
     text.resize(kept);
 }
 
-std::string openingTag(std::string_view name) {
-    return std::string("<").append(name).append(">");
+/// Turns carriage returns into line feeds.
+void replaceCarriageReturns(std::string& text) noexcept {
+    if (!contains(text, "\r"))
+        return;
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return c == '\r' ? '\n' : c; });
 }
 
-std::string closingTag(std::string_view name) {
-    return std::string("</").append(name).append(">");
+/// Searches the tags of one name in a document. The index answers for ordinary names. A name with
+/// a bracket makes tags that overlap others, so those are searched for as they stand.
+class TagSearch {
+public:
+    TagSearch(std::string const& document, TagIndex const& index, std::string_view name) noexcept
+        : m_document(document), m_name(name), m_element(index.find(name)) {
+        if (m_element != nullptr) {
+            m_openings = &m_element->openings;
+            m_closings = &m_element->closings;
+        } else {
+            m_literal = name.find_first_of("<>") != std::string_view::npos;
+        }
+        if (name.empty() || name.front() != '/')
+            return;
+        // The opening tag of "/x" is the closing tag of "x".
+        ElementTags const* const unslashed = index.find(name.substr(1));
+        m_openings = unslashed != nullptr ? &unslashed->closings : nullptr;
+    }
+
+    int openingLength() const noexcept { return static_cast<int>(m_name.size()) + 2; }
+
+    /// @return Offset of the first opening tag that begins in [from, limit), or -1.
+    int opening(int from, int limit) const {
+        return within(m_literal ? literal("<", from) : indexed(m_openings, from), limit);
+    }
+
+    /// @return Offset of the first closing tag that begins in [from, limit), or -1.
+    int closing(int from, int limit) const {
+        return within(m_literal ? literal("</", from) : indexed(m_closings, from), limit);
+    }
+
+    /// @return Where the search of an index can go on; null for a name that is not indexed.
+    LastFound* lastFound() const noexcept {
+        return m_element != nullptr ? &m_element->lastFound : nullptr;
+    }
+
+private:
+    static int within(int hit, int limit) noexcept { return hit < limit ? hit : -1; }
+
+    static int indexed(TagPositions const* positions, int from) noexcept {
+        return positions != nullptr ? positions->firstFrom(from) : -1;
+    }
+
+    int literal(char const* start, int from) const {
+        auto const hit = m_document.find(std::string(start).append(m_name).append(">"),
+                                         static_cast<std::size_t>(from));
+        return hit != std::string::npos ? static_cast<int>(hit) : -1;
+    }
+
+    std::string const& m_document;
+    std::string_view m_name;
+    ElementTags const* m_element;
+    TagPositions const* m_openings = nullptr;
+    TagPositions const* m_closings = nullptr;
+    bool m_literal = false;
+};
+
+/// Reads a plain decimal, which needs none of the C library's scanning.
+/// @return false for anything else, like signs, blanks, bases and numbers out of range.
+template <class Integer>
+bool readPlain(std::string_view text, Integer* value) noexcept {
+    bool const leadingZero = text.size() > 1 && text.front() == '0';
+    if (leadingZero || text.empty() || text.front() < '0' || text.front() > '9')
+        return false;
+    Integer number = 0;
+    auto const end = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (end.ec != std::errc() || end.ptr != text.data() + text.size())
+        return false;
+    *value = number;
+    return true;
+}
+
+bool readPlain(std::string_view text, float* value) noexcept {
+    auto const digits = text.substr(!text.empty() && text.front() == '-' ? 1 : 0);
+    if (digits.empty() || digits.front() < '0' || digits.front() > '9')
+        return false;
+    float number = 0.0F;
+    auto const end =
+        std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
+    if (end.ec != std::errc() || end.ptr != text.data() + text.size())
+        return false;
+    *value = number;
+    return true;
 }
 
 std::unique_ptr<char[]> copyOf(std::string_view text) {
@@ -110,18 +214,24 @@ bool SimpleXML::open(char const* filename, char const* rootname) noexcept try {
         return false;
     }
     keepRootContent(*text, rootname);
-    std::replace(text->begin(), text->end(), '\r', '\n');
+    replaceCarriageReturns(*text);
+    m_tags.clear();
     m_doc = std::move(*text);
     m_length = static_cast<int>(m_doc.size());
     m_depth = 0;
 
-    if (removeComments(m_doc))
+    bool const wellFormed = removeComments(m_doc);
+    m_tags.build(m_doc);
+    if (wellFormed)
         return true;
     thalvo::report(0, sourceFile, __LINE__, m_doc);
     thalvo::report(0, sourceFile, __LINE__, "Format of file ", thalvo::W2C(filename),
                    " is wrong. Verify, that the XML document is well-formed!");
     return false;
 } catch (...) {
+    m_tags.clear();
+    m_doc.clear();
+    m_length = 0;
     return false;
 }
 
@@ -132,19 +242,6 @@ bool SimpleXML::open(char const* directory, char const* name, char const* rootna
     return open(path.data(), rootname);
 }
 
-/// @return Offset of the first @p tag that begins in [from, limit), or -1.
-int SimpleXML::find(std::string_view tag, int from, int limit) const noexcept {
-    auto const textEnd = static_cast<int>(m_doc.size());
-    if (from < 0 || from > textEnd || from >= limit)
-        return -1;
-
-    // A tag that begins before the limit may end behind it when its name holds a bracket.
-    auto const begin = static_cast<std::size_t>(from);
-    auto const window = static_cast<std::size_t>(limit - from) + tag.size() - 1;
-    auto const hit = std::string_view(m_doc).substr(begin, window).find(tag);
-    return hit == std::string_view::npos ? -1 : from + static_cast<int>(hit);
-}
-
 bool SimpleXML::setNode() noexcept {
     m_depth = 0;
     m_nodeStart[0] = 0;
@@ -152,36 +249,68 @@ bool SimpleXML::setNode() noexcept {
     return true;
 }
 
-bool SimpleXML::descend(std::string_view name, int index) {
-    if (index < 0 || m_depth >= maxDepth)
-        return false;
-    std::string const opening = openingTag(name);
-    std::string const closing = closingTag(name);
-
+/// @return The first element of a name inside the selected one.
+std::optional<SimpleXML::Element> SimpleXML::findFirst(std::string_view name) const {
+    if (m_depth >= maxDepth)
+        return std::nullopt;
+    TagSearch const tags(m_doc, m_tags, name);
     int const limit = m_nodeEnd[m_depth];
-    int start = 0;
-    int end = m_nodeStart[m_depth];
-    for (int i = 0; i <= index; ++i) {
-        int const hit = find(opening, end, limit);
-        if (hit < 0)
-            return false;
-        start = hit + static_cast<int>(opening.size());
-        end = find(closing, start, limit);
-        if (end < 0)
-            return false;
+    int const opening = tags.opening(m_nodeStart[m_depth], limit);
+    if (opening < 0)
+        return std::nullopt;
+    int const start = opening + tags.openingLength();
+    int const end = tags.closing(start, limit);
+    if (end < 0)
+        return std::nullopt;
+    return Element{start, end};
+}
+
+/// @return The element of a name and an index inside the selected one. Going through the indexes
+///         in ascending order takes constant time each.
+std::optional<SimpleXML::Element> SimpleXML::findByIndex(std::string_view name, int index) const {
+    if (index < 0 || m_depth >= maxDepth)
+        return std::nullopt;
+    TagSearch const tags(m_doc, m_tags, name);
+    int const limit = m_nodeEnd[m_depth];
+    Element found{0, m_nodeStart[m_depth]};
+    int i = 0;
+    LastFound* const last = tags.lastFound();
+    if (last != nullptr && last->parentStart == m_nodeStart[m_depth] && last->parentEnd == limit &&
+        last->index < index) {
+        found.end = last->end;
+        i = last->index + 1;
     }
+    for (; i <= index; ++i) {
+        int const opening = tags.opening(found.end, limit);
+        if (opening < 0)
+            return std::nullopt;
+        found.start = opening + tags.openingLength();
+        found.end = tags.closing(found.start, limit);
+        if (found.end < 0)
+            return std::nullopt;
+    }
+    if (last != nullptr)
+        *last = {m_nodeStart[m_depth], limit, index, found.end};
+    return found;
+}
+
+bool SimpleXML::select(std::optional<Element> element) noexcept {
+    if (!element)
+        return false;
     ++m_depth;
-    m_nodeStart[m_depth] = start;
-    m_nodeEnd[m_depth] = end;
+    m_nodeStart[m_depth] = element->start;
+    m_nodeEnd[m_depth] = element->end;
     return true;
 }
 
-bool SimpleXML::setNode(char const* name) noexcept {
-    return setNode(name, 0);
+bool SimpleXML::setNode(char const* name) noexcept try {
+    return name != nullptr && select(findFirst(name));
+} catch (...) {
+    return false;
 }
 
 bool SimpleXML::setNode(char const* name, int index) noexcept try {
-    return name != nullptr && descend(name, index);
+    return name != nullptr && select(findByIndex(name, index));
 } catch (...) {
     return false;
 }
@@ -193,18 +322,18 @@ bool SimpleXML::resetNode() noexcept {
     return true;
 }
 
-std::string_view SimpleXML::selectedText() const noexcept {
-    auto const start = static_cast<std::size_t>(m_nodeStart[m_depth]);
-    auto const length = static_cast<std::size_t>(m_nodeEnd[m_depth] - m_nodeStart[m_depth]);
-    if (start > m_doc.size())
-        return {};
+/// @return The text of an element; the root's ends where the document does.
+std::string_view SimpleXML::textOf(Element element) const noexcept {
+    auto const start = static_cast<std::size_t>(element.start);
+    auto const length = static_cast<std::size_t>(element.end - element.start);
     return std::string_view(m_doc).substr(start, length);
 }
 
 bool SimpleXML::getNode(char** text) const noexcept try {
-    if (text == nullptr || m_nodeEnd[m_depth] - m_nodeStart[m_depth] < 1)
+    Element const selected{m_nodeStart[m_depth], m_nodeEnd[m_depth]};
+    if (text == nullptr || selected.end - selected.start < 1)
         return false;
-    *text = copyOf(selectedText()).release();
+    *text = copyOf(textOf(selected)).release();
     return true;
 } catch (...) {
     return false;
@@ -213,22 +342,20 @@ bool SimpleXML::getNode(char** text) const noexcept try {
 unsigned int SimpleXML::getNodeCount(char const* name) const noexcept try {
     if (name == nullptr || m_depth >= maxDepth)
         return 0;
-    std::string const opening = openingTag(name);
-    std::string const closing = closingTag(name);
+    TagSearch const tags(m_doc, m_tags, name);
 
     // Looser than a descent on purpose: a tag that touches the element's end still counts.
     int const limit = m_nodeEnd[m_depth];
     unsigned int count = 0;
     int at = m_nodeStart[m_depth];
     while (true) {
-        int const hit = find(opening, at, m_length);
-        int const start = hit + static_cast<int>(opening.size());
-        if (hit < 0 || start > limit)
+        int const opening = tags.opening(at, m_length);
+        int const start = opening + tags.openingLength();
+        if (opening < 0 || start > limit)
             return count;
-        int const end = find(closing, start, m_length);
-        if (end < 0 || end > limit)
+        at = tags.closing(start, m_length);
+        if (at < 0 || at > limit)
             return count;
-        at = end;
         ++count;
     }
 } catch (...) {
@@ -236,13 +363,13 @@ unsigned int SimpleXML::getNodeCount(char const* name) const noexcept try {
 }
 
 int SimpleXML::getKey(char const* name, int from, int limit, bool closing) const noexcept try {
-    if (name == nullptr)
+    if (name == nullptr || from < 0 || static_cast<std::size_t>(from) > m_doc.size())
         return -1;
-    std::string const tag = closing ? closingTag(name) : openingTag(name);
-    int const hit = find(tag, from, limit);
-    if (hit < 0 || closing)
-        return hit;
-    return hit + static_cast<int>(tag.size());
+    TagSearch const tags(m_doc, m_tags, name);
+    if (closing)
+        return tags.closing(from, limit);
+    int const hit = tags.opening(from, limit);
+    return hit < 0 ? -1 : hit + tags.openingLength();
 } catch (...) {
     return -1;
 }
@@ -250,12 +377,20 @@ int SimpleXML::getKey(char const* name, int from, int limit, bool closing) const
 template <class Number>
 bool SimpleXML::getNumber(char const* name, Number* value,
                           int (*read)(char const*, Number*)) noexcept try {
-    if (value == nullptr || !setNode(name))
+    if (name == nullptr || value == nullptr)
         return false;
-    std::string_view const text = selectedText();
-    resetNode();
-    // A text that holds no number leaves the value as it is, and the child exists all the same.
-    read(std::string(text).c_str(), value);
+    auto const element = findFirst(name);
+    if (!element)
+        return false;
+    if (readPlain(textOf(*element), value))
+        return true;
+
+    // Terminated where its closing tag begins, the text needs no copy. One that holds no number
+    // leaves the value as it is, and the child exists all the same.
+    char& closingBracket = m_doc[static_cast<std::size_t>(element->end)];
+    closingBracket = '\0';
+    read(m_doc.data() + element->start, value);
+    closingBracket = '<';
     return true;
 } catch (...) {
     return false;
@@ -277,14 +412,24 @@ bool SimpleXML::getString(char const* name, char** text) noexcept try {
     if (text == nullptr)
         return false;
     *text = nullptr;
-    if (!setNode(name))
+    auto const content = getText(name);
+    if (!content)
         return false;
-    std::string_view const content = selectedText();
-    resetNode();
-    *text = copyOf(content).release();
+    *text = copyOf(*content).release();
     return true;
 } catch (...) {
     return false;
+}
+
+std::optional<std::string_view> SimpleXML::getText(char const* name) const noexcept try {
+    if (name == nullptr)
+        return std::nullopt;
+    auto const element = findFirst(name);
+    if (!element)
+        return std::nullopt;
+    return textOf(*element);
+} catch (...) {
+    return std::nullopt;
 }
 
 } // namespace zel

@@ -2,9 +2,11 @@
 /// A small reader for the XML subset of calibration descriptions and download links.
 #pragma once
 
+#include "sdk/TagIndex.h"
 #include "sdk/XmlComments.h"
 
 #include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -108,12 +110,24 @@ public:
     /// @return Whether the child exists.
     bool getString(char const* name, char** text) noexcept;
 
+    /// The text of a child without a copy.
+    /// @param name Name of the child.
+    /// @return Its text, valid until the next open(); nothing when there is no such child.
+    std::optional<std::string_view> getText(char const* name) const noexcept;
+
 private:
     static constexpr int maxDepth = 254;
 
-    int find(std::string_view tag, int from, int limit) const noexcept;
-    bool descend(std::string_view name, int index);
-    std::string_view selectedText() const noexcept;
+    /// An element's text: from behind its opening tag to its closing tag.
+    struct Element {
+        int start;
+        int end;
+    };
+
+    std::optional<Element> findFirst(std::string_view name) const;
+    std::optional<Element> findByIndex(std::string_view name, int index) const;
+    bool select(std::optional<Element> element) noexcept;
+    std::string_view textOf(Element element) const noexcept;
     template <class Number>
     bool getNumber(char const* name, Number* value, int (*read)(char const*, Number*)) noexcept;
 
@@ -122,6 +136,7 @@ private:
     std::array<int, maxDepth + 2> m_nodeEnd{};
     unsigned short m_depth = 0;
     std::string m_doc; // what is left of them without comments
+    TagIndex m_tags;
 };
 
 } // namespace zel

@@ -22,18 +22,30 @@ struct Comment {
     int end;
 };
 
-int find(std::string const& text, std::string_view needle, int from) {
-    auto const hit = text.find(needle, static_cast<std::size_t>(from));
+int offset(std::size_t hit) noexcept {
     return hit == std::string::npos ? -1 : static_cast<int>(hit);
+}
+
+// Searched from its second character: most brackets in a document begin no comment.
+int findOpener(std::string const& text, int from) noexcept {
+    auto hit = text.find(opener.substr(1), static_cast<std::size_t>(from) + 1);
+    while (hit != std::string::npos && text[hit - 1] != opener.front()) {
+        hit = text.find(opener.substr(1), hit + 1);
+    }
+    return hit == std::string::npos ? -1 : offset(hit - 1);
+}
+
+int findCloser(std::string const& text, int from) noexcept {
+    return offset(text.find(closer, static_cast<std::size_t>(from)));
 }
 
 std::vector<CommentToken> startTokens(std::string const& text) {
     int const lastSearch = static_cast<int>(text.size()) - 4;
     std::vector<CommentToken> tokens;
-    int hit = find(text, opener, 0);
+    int hit = findOpener(text, 0);
     while (hit >= 0) {
         tokens.push_back({startOfComment, hit});
-        hit = hit < lastSearch ? find(text, opener, hit + 1) : -1;
+        hit = hit < lastSearch ? findOpener(text, hit + 1) : -1;
     }
     return tokens;
 }
@@ -43,11 +55,11 @@ std::vector<CommentToken> startTokens(std::string const& text) {
 std::vector<CommentToken> endTokens(std::string const& text) {
     int const lastSearch = static_cast<int>(text.size()) - 3;
     std::vector<CommentToken> tokens;
-    int hit = find(text, closer, 0);
+    int hit = findCloser(text, 0);
     while (hit >= 0) {
         int const behind = hit + static_cast<int>(closer.size());
         tokens.push_back({endOfComment, behind});
-        hit = behind < lastSearch ? find(text, closer, behind + 1) : -1;
+        hit = behind < lastSearch ? findCloser(text, behind + 1) : -1;
     }
     return tokens;
 }

@@ -1,0 +1,94 @@
+/// @file
+/// Where the tags of a document are.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace zel {
+
+/// Ascending offsets of one tag in a document.
+class TagPositions {
+public:
+    /// No offsets.
+    TagPositions() = default;
+
+    /// @param begin First offset; the offsets stay the caller's.
+    /// @param end   Behind the last.
+    TagPositions(int const* begin, int const* end) noexcept
+        : m_begin(begin), m_end(end), m_last(begin) {}
+
+    /// @param from Offset to search from.
+    /// @return First offset at or behind @p from; -1 when there is none. Takes constant time when
+    ///         searches move forward, as they do when a document is read in order.
+    int firstFrom(int from) const noexcept;
+
+private:
+    int const* m_begin = nullptr;
+    int const* m_end = nullptr;
+    mutable int const* m_last = nullptr; // where the last search ended
+};
+
+/// The element found last by its index inside a parent, from which the search of the next goes on.
+struct LastFound {
+    int parentStart = -1; ///< start of the parent's text, -1 when nothing was found yet
+    int parentEnd = -1;   ///< end of the parent's text
+    int index = -1;       ///< which of the parent's elements it is
+    int end = -1;         ///< offset of its closing tag
+};
+
+/// The tags `<name>` and `</name>` of one name.
+struct ElementTags {
+    TagPositions openings;       ///< offsets of the opening tags
+    TagPositions closings;       ///< offsets of the closing tags
+    mutable LastFound lastFound; ///< no part of the document, only a memory of searches in it
+};
+
+/// Every tag of a document by its name.
+///
+/// A tag is a "<" whose next bracket is a ">". So for a name without brackets the index has exactly
+/// the hits that a search for the literal tag has. Documents repeat themselves, and so do those who
+/// read them: the name that followed the last time is tried before the name is looked up.
+class TagIndex {
+public:
+    /// Indexes a document, which must stay as it is and where it is for as long as the index is
+    /// used. @throws std::bad_alloc
+    void build(std::string_view document);
+
+    /// Forgets the document.
+    void clear() noexcept;
+
+    /// @param name A name.
+    /// @return Its tags; null when the document has none.
+    ElementTags const* find(std::string_view name) const noexcept;
+
+private:
+    using Id = std::size_t;
+    static constexpr Id none = static_cast<Id>(-1);
+
+    struct Element {
+        std::string_view name;
+        ElementTags tags;
+        Id followedBy[2] = {none, none}; // in the document: behind its opening, its closing tag
+        mutable Id askedNext = none;     // by whoever reads the document
+    };
+
+    /// A tag in the document's order.
+    struct Tag {
+        int position;
+        unsigned int key; // twice the element's id, plus one for a closing tag
+    };
+
+    std::vector<Tag> collectTags(std::string_view document);
+    void sortByElement(std::vector<Tag> const& tags);
+    Id idOf(std::string_view name);
+
+    std::vector<Element> m_elements;
+    std::unordered_map<std::string_view, Id> m_ids;
+    std::vector<int> m_positions; // element by element, the openings before the closings
+    mutable Id m_lastAsked = none;
+};
+
+} // namespace zel
