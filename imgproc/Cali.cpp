@@ -40,11 +40,14 @@ bool readFloat(SimpleXML& xml, char const* name, Field& field) noexcept {
     return true;
 }
 
-/// @return The text of an element, or null.
-std::unique_ptr<char[]> readText(SimpleXML& xml, char const* name) noexcept {
-    char* text = nullptr;
-    xml.getString(name, &text);
-    return std::unique_ptr<char[]>(text);
+/// @return A copy of an element's text, or null.
+std::unique_ptr<char[]> readText(SimpleXML const& xml, char const* name) {
+    auto const text = xml.getText(name);
+    if (!text)
+        return nullptr;
+    auto copy = std::make_unique<char[]>(text->size() + 1);
+    std::copy(text->begin(), text->end(), copy.get());
+    return copy;
 }
 
 void reportTecValues(MainSection const& main) {
@@ -132,7 +135,7 @@ void readTempRange(SimpleXML& xml, TempRangeDefinition& definition) {
     readTableParams(xml, definition.tableParams);
 }
 
-std::vector<TempRangeDefinition> readTempRanges(SimpleXML& xml) {
+TempRangeTable readTempRanges(SimpleXML& xml) {
     std::vector<TempRangeDefinition> ranges(xml.getNodeCount("TemperatureRange"));
     for (std::size_t j = 0; j < ranges.size(); ++j) {
         if (!xml.setNode("TemperatureRange", static_cast<int>(j)))
@@ -140,21 +143,21 @@ std::vector<TempRangeDefinition> readTempRanges(SimpleXML& xml) {
         readTempRange(xml, ranges[j]);
         xml.resetNode();
     }
-    return ranges;
+    return TempRangeTable(std::move(ranges));
 }
 
-bool readSamplePointCali(SimpleXML& xml) noexcept {
+bool readSamplePointCali(SimpleXML const& xml) {
     auto const text = readText(xml, "SamplePointCali");
     return text != nullptr && tstrcmp(tstrlwr(text.get()), "true") == 0;
 }
 
-std::vector<TempRangeDefinition> defaultTempRanges() {
+TempRangeTable defaultTempRanges() {
     static constexpr std::array<Range, 3> limits{
         {{-20.0F, 100.0F}, {0.0F, 250.0F}, {150.0F, 900.0F}}};
     std::vector<TempRangeDefinition> ranges(limits.size());
     for (std::size_t i = 0; i < limits.size(); ++i)
         ranges[i].range = limits[i];
-    return ranges;
+    return TempRangeTable(std::move(ranges));
 }
 
 void readOptic(SimpleXML& xml, OpticsDefinition& definition) {
@@ -174,7 +177,7 @@ OpticsTable readOptics(SimpleXML& xml) {
     xml.setNode();
     xml.setNode("Temperature");
     xml.setNode("Optics");
-    OpticsTable table(xml.getNodeCount("OpticsDef"));
+    std::vector<OpticsDefinition> table(xml.getNodeCount("OpticsDef"));
     for (std::size_t i = 0; i < table.size(); ++i) {
         if (!xml.setNode("OpticsDef", static_cast<int>(i))) {
             table[i].tempRanges = defaultTempRanges();
@@ -183,17 +186,15 @@ OpticsTable readOptics(SimpleXML& xml) {
         readOptic(xml, table[i]);
         xml.resetNode();
     }
-    return table;
+    return OpticsTable(std::move(table));
 }
 
 bool isEmpty(char const* text) noexcept {
     return text == nullptr || tstrlen(text) == 0;
 }
 
-bool sameText(char const* left, char const* right) noexcept {
-    if (isEmpty(left) || isEmpty(right))
-        return isEmpty(left) && isEmpty(right);
-    return tstrcmp(left, right) == 0;
+char const* orEmpty(char const* text) noexcept {
+    return text != nullptr ? text : "";
 }
 
 bool matchesLeniently(char const* opticText, char const* requested) noexcept {
@@ -202,13 +203,7 @@ bool matchesLeniently(char const* opticText, char const* requested) noexcept {
 
 /// @return The range with exactly these limits, or null.
 TempRangeDefinition const* findRange(OpticsDefinition const* optic, float lo, float hi) noexcept {
-    if (optic == nullptr)
-        return nullptr;
-    for (auto const& definition : optic->tempRanges) {
-        if (definition.range.lo == lo && definition.range.hi == hi)
-            return &definition;
-    }
-    return nullptr;
+    return optic != nullptr ? optic->tempRanges.find({lo, hi}) : nullptr;
 }
 
 /// @return The range at an index, or null.
@@ -248,6 +243,16 @@ char const* signLetter(float limit) noexcept {
 
 } // namespace
 
+bool OpticIdentity::equal(OPTICS const& a, OPTICS const& b) noexcept {
+    return a.fov == b.fov && tstrcmp(orEmpty(a.text), orEmpty(b.text)) == 0;
+}
+
+bool OpticIdentity::less(OPTICS const& a, OPTICS const& b) noexcept {
+    if (a.fov != b.fov)
+        return a.fov < b.fov;
+    return tstrcmp(orEmpty(a.text), orEmpty(b.text)) < 0;
+}
+
 ConfigCali* ConfigCali::_this = nullptr;
 
 ConfigCali* ConfigCali::getInstance() noexcept {
@@ -267,9 +272,10 @@ ConfigCali::ConfigCali() {
 
 void ConfigCali::resetContent() {
     auto freshMain = std::make_unique<MainSection>();
-    auto freshOptics = std::make_unique<OpticsTable>(1);
-    freshOptics->front().FOV = 30;
-    freshOptics->front().tempRanges = defaultTempRanges();
+    std::vector<OpticsDefinition> defaultOptics(1);
+    defaultOptics.front().FOV = 30;
+    defaultOptics.front().tempRanges = defaultTempRanges();
+    auto freshOptics = std::make_unique<OpticsTable>(std::move(defaultOptics));
     mainSection = std::move(freshMain);
     optics = std::move(freshOptics);
 }
@@ -321,7 +327,7 @@ int ConfigCali::getOpticsIndex(OPTICS const* optic) const noexcept {
     if (optic == nullptr)
         return -1;
     auto const* const found = findOptic(optic->fov, optic->text);
-    return found != nullptr ? static_cast<int>(found - optics->data()) : -1;
+    return found != nullptr ? optics->indexOf(found) : -1;
 }
 
 int ConfigCali::getOpticsIndex(int fov, char const* text) const noexcept {
@@ -339,11 +345,7 @@ OPTICS* ConfigCali::getOptics(int index) const noexcept {
 }
 
 OpticsDefinition const* ConfigCali::findOptic(int fov, char const* text) const noexcept {
-    for (auto const& definition : *optics) {
-        if (definition.FOV == fov && sameText(definition.Text.get(), text))
-            return &definition;
-    }
-    return nullptr;
+    return optics->find({fov, text});
 }
 
 int ConfigCali::getTempRangeCount(OPTICS const* optic) const noexcept {
@@ -364,7 +366,7 @@ int ConfigCali::getTempRangeIndex(OPTICS const* optic, Range const* range) const
 int ConfigCali::getTempRangeIndex(int fov, char const* text, float lo, float hi) const noexcept {
     auto const* const optic = findOptic(fov, text);
     auto const* const range = findRange(optic, lo, hi);
-    return range != nullptr ? static_cast<int>(range - optic->tempRanges.data()) : -1;
+    return range != nullptr ? optic->tempRanges.indexOf(range) : -1;
 }
 
 Range* ConfigCali::getTempRange(OPTICS const* optic, int index) const noexcept {
@@ -485,8 +487,7 @@ bool ConfigCali::caliFilenameString(int serial, int fov, char const* text, float
         tsnprintf(suffix.data(), static_cast<unsigned int>(suffix.size()), "-%i", framerate);
     }
     char const* const separator = isEmpty(text) ? "" : "-";
-    char const* const shownText = isEmpty(text) ? "" : text;
     return tsnprintf(buffer, static_cast<unsigned int>(bufferSize), "%i-%i%s%s-%s%i-%s%i%s", serial,
-                     fov, separator, shownText, signLetter(lo), magnitude(lo), signLetter(hi),
+                     fov, separator, orEmpty(text), signLetter(lo), magnitude(lo), signLetter(hi),
                      magnitude(hi), suffix.data()) > 0;
 }

@@ -2,6 +2,8 @@
 /// The calibration description of a camera: `Cali-<serial>.xml`.
 #pragma once
 
+#include "imgproc/LookupTable.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -76,6 +78,22 @@ struct TempRangeDefinition {
     TableParams tableParams;
 };
 
+/// Both limits identify a range, compared for exact equality.
+struct RangeIdentity {
+    using Key = Range; ///< the limits
+    /// @return What identifies a range.
+    static Key of(TempRangeDefinition const& definition) noexcept { return definition.range; }
+    /// @return Whether two identities are the same.
+    static bool equal(Key const& a, Key const& b) noexcept { return a.lo == b.lo && a.hi == b.hi; }
+    /// @return Whether one identity comes before another in a sorted order.
+    static bool less(Key const& a, Key const& b) noexcept {
+        return a.lo < b.lo || (a.lo == b.lo && a.hi < b.hi);
+    }
+};
+
+/// The ranges of an optic, in the file's order.
+using TempRangeTable = LookupTable<TempRangeDefinition, RangeIdentity>;
+
 /// One optic.
 struct OpticsDefinition {
     int FOV = 0;                  ///< field of view
@@ -83,11 +101,24 @@ struct OpticsDefinition {
     std::unique_ptr<char[]> Text; ///< distinguishing text, or null
     double spare = -1.0;          ///< not in the file
     bool SamplePointCali = false; ///< such an optic needs no characteristic-curve files
-    std::vector<TempRangeDefinition> tempRanges;
+    TempRangeTable tempRanges;
+};
+
+/// Field of view and text identify an optic; a null and an empty text are the same.
+struct OpticIdentity {
+    using Key = OPTICS; ///< field of view and text
+    /// @return What identifies an optic.
+    static Key of(OpticsDefinition const& definition) noexcept {
+        return {definition.FOV, definition.Text.get()};
+    }
+    /// @return Whether two identities are the same.
+    static bool equal(Key const& a, Key const& b) noexcept;
+    /// @return Whether one identity comes before another in a sorted order.
+    static bool less(Key const& a, Key const& b) noexcept;
 };
 
 /// The optics of a description, in the file's order.
-using OpticsTable = std::vector<OpticsDefinition>;
+using OpticsTable = LookupTable<OpticsDefinition, OpticIdentity>;
 
 /// The calibration description: one camera's at a time.
 ///

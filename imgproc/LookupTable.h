@@ -1,0 +1,87 @@
+/// @file
+/// Records that are found by what identifies them.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+/// Unchangeable records in their order, of which the first with a given identity is found: by
+/// looking through them while they are few, by a sorted order once they are many.
+/// @tparam Record   What is held.
+/// @tparam Identity Gives `Key` the type of an identity, `of(record)` that of a record, and
+///                  `equal(a, b)` and `less(a, b)`. An identity that is not equal to itself is
+///                  never found.
+template <class Record, class Identity>
+class LookupTable {
+public:
+    using Key = typename Identity::Key; ///< what identifies a record
+
+    LookupTable() = default;
+
+    /// @param records The records, in the order they keep. @throws std::bad_alloc
+    explicit LookupTable(std::vector<Record> records) : m_records(std::move(records)) {
+        if (m_records.size() <= few)
+            return;
+        for (std::size_t i = 0; i < m_records.size(); ++i) {
+            if (Identity::equal(keyAt(i), keyAt(i)))
+                m_order.push_back(static_cast<Position>(i));
+        }
+        std::stable_sort(m_order.begin(), m_order.end(), [this](Position a, Position b) {
+            return Identity::less(keyAt(a), keyAt(b));
+        });
+    }
+
+    /// @return Number of records.
+    std::size_t size() const noexcept { return m_records.size(); }
+    /// @return The record at an index below size().
+    Record const& operator[](std::size_t index) const noexcept { return m_records[index]; }
+    /// @return The first record.
+    auto begin() const noexcept { return m_records.begin(); }
+    /// @return Behind the last record.
+    auto end() const noexcept { return m_records.end(); }
+
+    /// @return The first record with this identity; null when there is none.
+    Record const* find(Key const& key) const noexcept {
+        return m_records.size() <= few ? lookThrough(key) : search(key);
+    }
+
+    /// @return The index of a record that find() gave.
+    int indexOf(Record const* record) const noexcept {
+        return static_cast<int>(record - m_records.data());
+    }
+
+private:
+    using Position = std::uint32_t;
+    static constexpr std::size_t few = 16;
+
+    Key keyAt(std::size_t index) const noexcept { return Identity::of(m_records[index]); }
+
+    Record const* lookThrough(Key const& key) const noexcept {
+        for (Record const& record : m_records) {
+            if (Identity::equal(Identity::of(record), key))
+                return &record;
+        }
+        return nullptr;
+    }
+
+    Record const* search(Key const& key) const noexcept {
+        if (Identity::equal(keyAt(m_lastFound), key))
+            return &m_records[m_lastFound];
+        auto const hit =
+            std::lower_bound(m_order.begin(), m_order.end(), key, [this](Position a, Key const& b) {
+                return Identity::less(keyAt(a), b);
+            });
+        if (hit == m_order.end() || !Identity::equal(keyAt(*hit), key))
+            return nullptr;
+        m_lastFound = *hit;
+        return &m_records[m_lastFound];
+    }
+
+    std::vector<Record> m_records;
+    std::vector<Position> m_order; // positions sorted by identity; empty while records are few
+    mutable Position m_lastFound =
+        0; // the first of its identity, asked for again more often than not
+};
