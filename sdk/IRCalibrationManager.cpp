@@ -3,6 +3,7 @@
 #include "imgproc/Cali.h"
 #include "sdk/DownloadRepository.h"
 #include "sdk/SetCheck.h"
+#include "sdk/ShellSafety.h"
 #include "sdk/UsbCamera.h"
 #include "util/Logger.h"
 #include "util/StringHelpers.h"
@@ -110,7 +111,8 @@ IROptics listed(OpticsDefinition const& definition, ConfigCali const& descriptio
     return entry;
 }
 
-/// Fetches one file from the first link that will do.
+/// Fetches one file from the first link that will do. A link or name that would make the shell do
+/// anything else than that counts as a command that could not be started.
 /// @param lastUrl Receives the last URL formed; empty without links.
 /// @return Whether a command could be started.
 bool download(std::string const& name, std::string const& serialText, std::string const& targetDir,
