@@ -196,7 +196,13 @@ SetCheck checkSet(char const* dir, unsigned long serial) noexcept {
 }
 
 char* IRCalibrationManager::checkCalibration(unsigned long serial) noexcept {
-    return checkSet(m_calibrationDir.data(), serial).missing.release();
+    if (m_spareList == nullptr)
+        m_spareList.reset(new (std::nothrow) char[2]{';', '\0'});
+    SetCheck check = checkSet(m_calibrationDir.data(), serial);
+    if (check.complete)
+        return nullptr;
+    // Without memory for the list, an incomplete set must not look complete.
+    return check.missing != nullptr ? check.missing.release() : m_spareList.release();
 }
 
 } // namespace zel

@@ -4,6 +4,7 @@
 
 #include "util/ConfigFilepath.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -105,7 +106,8 @@ public:
     /// Checks the set in the calibration directory.
     /// @param serial Serial number of the camera.
     /// @return Null when it is complete; else the list of missing names, each with a ';' behind it,
-    ///         to be released with `delete[]`.
+    ///         to be released with `delete[]`. Without memory for the list, it holds one empty
+    ///         name.
     char* checkCalibration(unsigned long serial) noexcept;
 
     /// Copies a camera's files from a directory tree into the calibration directory with `find` and
@@ -155,6 +157,8 @@ private:
     PathBuffer m_calibrationDir{};
     PathBuffer m_formatsDir{};
     std::vector<IROptics> m_optics;
+    // What checkCalibration() gives without memory for a list: one file without a name.
+    std::unique_ptr<char[]> m_spareList{new char[2]{';', '\0'}};
 };
 
 } // namespace zel
