@@ -65,22 +65,27 @@ void Logger::releaseInstance() noexcept {
 }
 
 Logger::~Logger() {
-    if ((m_conf & LOGFILE_ON) != 0)
-        m_file.close();
+    closeFile();
+}
+
+void Logger::closeFile() {
+    if ((m_conf & LOGFILE_ON) != 0 && m_file)
+        m_file->close();
 }
 
 void Logger::configure(std::string const& filename, loggerConf_ conf, int fileLevel,
                        int consoleLevel) noexcept try {
     m_fileLevel = fileLevel;
     m_consoleLevel = consoleLevel;
-    if ((m_conf & LOGFILE_ON) != 0)
-        m_file.close();
+    closeFile();
     if (filename != m_filename)
         m_filename = decorated(filename);
     if ((conf & LOGFILE_ON) != 0) {
-        m_file.open(m_filename, std::ios::out | std::ios::app);
-        if (m_file.is_open())
-            m_file.clear();
+        if (!m_file)
+            m_file.emplace();
+        m_file->open(m_filename, std::ios::out | std::ios::app);
+        if (m_file->is_open())
+            m_file->clear();
     }
     m_configured = true;
     m_conf = conf;
@@ -123,8 +128,8 @@ void Logger::print(unsigned int level, std::string const& file, int line,
     std::string text = levelTag(level);
     appendOrigin(text, file, line, m_clock.getTime());
     text.append(msg).append("\n");
-    if (fileTakes(level))
-        m_file << text << std::flush;
+    if (fileTakes(level) && m_file)
+        *m_file << text << std::flush;
     if (consoleTakes(level))
         writeToConsole(text);
 } catch (...) {

@@ -5,6 +5,7 @@
 #include "sdk/Timer.h"
 
 #include <fstream>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -66,6 +67,7 @@ private:
     Logger() = default;
     ~Logger();
 
+    void closeFile();
     bool fileTakes(unsigned int level) const noexcept;
     bool consoleTakes(unsigned int level) const noexcept;
     void warnNotConfigured(std::string const& file, int line);
@@ -75,7 +77,7 @@ private:
     bool m_configured = false;
     std::string m_filename;
     loggerConf_ m_conf = LOGFILE_ON;
-    std::ofstream m_file;
+    std::optional<std::ofstream> m_file; // made when first needed: a stream costs a locale
     int m_fileLevel = 0;
     int m_consoleLevel = 0;
     zel::Timer m_clock;
