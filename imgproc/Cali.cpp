@@ -296,6 +296,7 @@ int ConfigCali::load(char const* path, int serialNumber) noexcept try {
                        std::to_string(serialNumber), "), reload Calibration XML.");
         loaded = false;
         serial = -1;
+        *optics = OpticsTable(); // gone even without memory for the initial content
         resetContent();
     }
 

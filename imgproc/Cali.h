@@ -123,7 +123,7 @@ using OpticsTable = LookupTable<OpticsDefinition, OpticIdentity>;
 /// The calibration description: one camera's at a time.
 ///
 /// Until a description is loaded, and after a load that failed, it holds one optic with field of
-/// view 30, no text and the ranges -20 to 100, 0 to 250 and 150 to 900.
+/// view 30, no text and the ranges -20 to 100, 0 to 250 and 150 to 900; none without memory for it.
 ///
 /// Two rules find an optic, each taking the first that matches in table order. The exact one, used
 /// by all queries but one: the field of view is equal and so is the text, where null and empty are

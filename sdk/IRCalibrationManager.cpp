@@ -119,7 +119,8 @@ bool download(std::string const& name, std::string const& serialText, std::strin
               std::vector<std::string> const& links, std::string& lastUrl) {
     for (std::string const& link : links) {
         lastUrl = quotedUrl(link, serialText, name);
-        if (fetch(lastUrl, targetDir + "/" + name))
+        bool const safe = isSafeBetweenQuotes(link) && isSafeFileName(name);
+        if (safe && fetch(lastUrl, targetDir + "/" + name))
             return true;
     }
     return false;

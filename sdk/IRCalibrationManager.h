@@ -148,7 +148,8 @@ public:
     /// Generates a camera configuration. The first optic's field of view and first temperature
     /// range stand in it as a suggestion, inside a comment.
     /// @param serial Serial number of the camera.
-    /// @return The XML text, 31 lines; no file is written. Empty when memory runs out.
+    /// @return The XML text, 31 lines; no file is written. When memory runs out it is empty, or
+    ///         suggests what it would without a description.
     std::string generateConfiguration(unsigned long serial) noexcept;
 
 private:

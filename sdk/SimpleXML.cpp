@@ -6,6 +6,7 @@
 #include "util/StringHelpers.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <clocale>
 #include <cstddef>
@@ -24,8 +25,25 @@ namespace {
 constexpr char const* sourceFile = "sdk/SimpleXML";
 constexpr std::size_t maxLineLength = 4095;
 
-/// @return The file's bytes; nothing when it cannot be opened or its offsets would not fit an int.
-///         What cannot be read to its end, like a directory, counts as far as it was read.
+/// Reads until the bytes end or nothing more comes. @return false for an error, like a bad disk's.
+bool readAll(FileDescriptor const& file, std::string& bytes) {
+    std::size_t filled = 0;
+    while (filled < bytes.size()) {
+        ssize_t const count = read(file.get(), bytes.data() + filled, bytes.size() - filled);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0)
+            return false;
+        if (count == 0)
+            break;
+        filled += static_cast<std::size_t>(count);
+    }
+    bytes.resize(filled);
+    return true;
+}
+
+/// @return The file's bytes; nothing when it cannot be opened or read, or when its offsets would
+///         not fit an int. What is no regular file, like a directory, holds nothing.
 std::optional<std::string> readFile(char const* filename) {
     auto const file = FileDescriptor::openForReading(filename);
     struct stat status {};
@@ -37,14 +55,8 @@ std::optional<std::string> readFile(char const* filename) {
         return std::nullopt;
 
     std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
-    std::size_t filled = 0;
-    while (filled < bytes.size()) {
-        ssize_t const count = read(file.get(), bytes.data() + filled, bytes.size() - filled);
-        if (count <= 0)
-            break;
-        filled += static_cast<std::size_t>(count);
-    }
-    bytes.resize(filled);
+    if (!readAll(file, bytes))
+        return std::nullopt;
     return bytes;
 }
 
