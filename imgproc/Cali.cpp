@@ -9,7 +9,6 @@
 #include <cmath>
 #include <limits>
 #include <new>
-#include <string>
 #include <utility>
 
 namespace {
@@ -50,11 +49,9 @@ std::unique_ptr<char[]> readText(SimpleXML const& xml, char const* name) {
     return copy;
 }
 
-void reportTecValues(MainSection const& main) {
-    thalvo::report(debugLevel, sourceFile, __LINE__,
-                   "Calibration data A: ", std::to_string(main.TecA),
-                   " B:", std::to_string(main.TecB), " C:", std::to_string(main.TecC),
-                   " D:", std::to_string(main.TecD));
+void reportTecValues(MainSection const& main) noexcept {
+    thalvo::report(debugLevel, sourceFile, __LINE__, "Calibration data A: ", main.TecA,
+                   " B:", main.TecB, " C:", main.TecC, " D:", main.TecD);
 }
 
 void readMainSection(SimpleXML& xml, MainSection& main) {
@@ -293,7 +290,7 @@ int ConfigCali::load(char const* path, int serialNumber) noexcept try {
         return loadFailed;
     if (loaded) {
         thalvo::report(debugLevel, sourceFile, __LINE__, "Serial number has changed (",
-                       std::to_string(serialNumber), "), reload Calibration XML.");
+                       serialNumber, "), reload Calibration XML.");
         loaded = false;
         serial = -1;
         *optics = OpticsTable(); // gone even without memory for the initial content

@@ -32,7 +32,7 @@ public:
         m_room = room - length - 1;
     }
 
-    void add(char const* name, char const* separator) noexcept {
+    void add(char const* name) noexcept {
         if (m_end == nullptr)
             return addToSize(std::strlen(name) + std::strlen(separator));
         append(name);
@@ -40,9 +40,11 @@ public:
     }
 
 private:
+    static constexpr char const* separator = ";";
+
     void addToSize(std::size_t length) noexcept {
-        auto const room = static_cast<std::size_t>(std::numeric_limits<int>::max() - 1 - *m_size);
-        *m_size += static_cast<int>(std::min(length, room));
+        constexpr long long largest = std::numeric_limits<int>::max() - 1; // the terminator follows
+        *m_size = static_cast<int>(std::min(*m_size + static_cast<long long>(length), largest));
     }
 
     // As tstrcat, from the remembered end: the size limits the piece and not the whole list.
@@ -74,7 +76,7 @@ void testFile(char const* dir, char const* baseName, char const* format,
     path[0] = '\0';
     bool const formed = createConfigFilepath(path.data(), dir, pathCapacity, name.data(), "");
     if (!formed || !exists(path.data()))
-        missing.add(name.data(), ";");
+        missing.add(name.data());
 }
 
 /// Where the files of a set are and what they are called.
@@ -131,15 +133,19 @@ ConfigCali const* loadedDescription(char const* dir, int serial) noexcept {
     return description->load(dir, serial) == 0 ? description : nullptr;
 }
 
-void reportDescriptionMissing(Naming const& naming, char* out, int* size,
-                              std::size_t room) noexcept {
+void reportDescriptionMissing(Naming const& naming, char* out, int* size) noexcept {
     std::array<char, 20> name{};
     tsnprintf(name.data(), static_cast<unsigned int>(name.size()), naming.xmlFormat, naming.serial);
+    int const length = static_cast<int>(tstrlen(name.data()));
     if (out == nullptr) {
-        *size = static_cast<int>(tstrlen(name.data())) + 2; // room for a separator and the end
+        *size = length + 2; // room for one character of a separator and the end
         return;
     }
-    MissingFiles(out, size, room).add(name.data(), naming.separator);
+    auto const capacity = static_cast<unsigned int>(std::max(*size, 0));
+    tstrcpy(out, capacity, name.data());
+    if (length >= *size)
+        out[capacity] = '\0'; // which the copy of so long a name leaves out
+    tstrcat(out, capacity, naming.separator);
 }
 
 /// @return Whether nothing is missing; the rest of the answer is in the list or its size.
@@ -152,7 +158,7 @@ bool check(Naming const& naming, char* out, int* size, std::size_t room) noexcep
 
     ConfigCali const* const description = loadedDescription(naming.dir, naming.serial);
     if (description == nullptr) {
-        reportDescriptionMissing(naming, out, size, room);
+        reportDescriptionMissing(naming, out, size);
         return false;
     }
     MissingFiles missing(out, size, room);

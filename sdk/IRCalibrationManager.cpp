@@ -236,8 +236,8 @@ bool IRCalibrationManager::isOnlineCalibrationRepoAccessible() noexcept {
     if (pipe == nullptr)
         return false;
     unsigned int defaultRoutes = 0;
-    static_cast<void>(std::fscanf(pipe.get(), "%u", &defaultRoutes)); // no number counts as none
-    return defaultRoutes == 1; // several at once do not tell which way a download would go
+    // Several at once do not tell which way a download would go; no number at all counts as none.
+    return std::fscanf(pipe.get(), "%u", &defaultRoutes) == 1 && defaultRoutes == 1;
 }
 
 bool IRCalibrationManager::downloadTarget(char const* fileList, std::string serialText,

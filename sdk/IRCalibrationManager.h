@@ -96,7 +96,7 @@ public:
     ///                  and cut to 19 characters.
     /// @param datFormat Format of a data file's name, filled with the name stem.
     /// @param prnFormat Format of a characteristic-curve file's name, likewise.
-    /// @param separator Follows the description's name when that is what is missing.
+    /// @param separator One character that follows the description's name when that is missing.
     /// @return Whether nothing is missing. A description that cannot be loaded is the only file
     ///         listed. A file exists when it can be opened for reading, whatever it holds.
     bool checkCaliFiles(char const* dir, int serial, char* out, int* size, char const* xmlFormat,

@@ -8,6 +8,7 @@ namespace zel {
 namespace {
 
 constexpr std::size_t charactersPerTag = 20; // in an indented description; a guess to start from
+constexpr std::size_t usualNames = 64;       // a description has fewer
 
 /// @return Whether a tag of this name ends at its '>' when its name begins at @p at.
 bool isTagOf(std::string_view name, char const* at, char const* end) noexcept {
@@ -19,28 +20,28 @@ char const* findBracket(char const* at, char const* end) noexcept {
     return std::find_if(at, end, [](char c) { return c == '<' || c == '>'; });
 }
 
-} // namespace
-
-int TagPositions::firstFrom(int from) const noexcept {
-    auto const isFirst = [&](int const* at) {
-        return (at == m_end || *at >= from) && (at == m_begin || at[-1] < from);
-    };
-    if (!isFirst(m_last)) {
-        bool const nextIsFirst = m_last != m_end && isFirst(m_last + 1);
-        m_last = nextIsFirst ? m_last + 1 : std::lower_bound(m_begin, m_end, from);
-    }
-    return m_last != m_end ? *m_last : -1;
+/// @return A number that names of another length or with other ends hardly share.
+std::size_t shapeOf(std::string_view name) noexcept {
+    if (name.empty())
+        return 0;
+    return name.size() * 1024 + static_cast<unsigned char>(name.front()) * 32U +
+           static_cast<unsigned char>(name.back());
 }
+
+} // namespace
 
 void TagIndex::clear() noexcept {
     m_elements.clear();
     m_ids.clear();
     m_positions.clear();
+    m_shapes.reset();
     m_lastAsked = none;
 }
 
 void TagIndex::build(std::string_view document) {
     clear();
+    m_elements.reserve(usualNames);
+    m_ids.reserve(usualNames);
     sortByElement(collectTags(document));
 }
 
@@ -90,6 +91,7 @@ TagIndex::Id TagIndex::idOf(std::string_view name) {
         Element element;
         element.name = name;
         m_elements.push_back(element);
+        m_shapes.set(shapeOf(name) % m_shapes.size());
     }
     return entry.first->second;
 }
@@ -116,18 +118,11 @@ void TagIndex::sortByElement(std::vector<Tag> const& tags) {
     }
 }
 
-ElementTags const* TagIndex::find(std::string_view name) const noexcept {
-    Id id = m_lastAsked != none ? m_elements[m_lastAsked].askedNext : none;
-    if (id == none || m_elements[id].name != name) {
-        auto const hit = m_ids.find(name);
-        if (hit == m_ids.end())
-            return nullptr;
-        id = hit->second;
-        if (m_lastAsked != none)
-            m_elements[m_lastAsked].askedNext = id;
-    }
-    m_lastAsked = id;
-    return &m_elements[id].tags;
+TagIndex::Id TagIndex::lookUp(std::string_view name) const noexcept {
+    if (!m_shapes[shapeOf(name) % m_shapes.size()])
+        return none;
+    auto const hit = m_ids.find(name);
+    return hit != m_ids.end() ? hit->second : none;
 }
 
 } // namespace zel

@@ -2,6 +2,8 @@
 /// Where the tags of a document are.
 #pragma once
 
+#include <algorithm>
+#include <bitset>
 #include <cstddef>
 #include <string_view>
 #include <unordered_map>
@@ -23,9 +25,19 @@ public:
     /// @param from Offset to search from.
     /// @return First offset at or behind @p from; -1 when there is none. Takes constant time when
     ///         searches move forward, as they do when a document is read in order.
-    int firstFrom(int from) const noexcept;
+    int firstFrom(int from) const noexcept {
+        if (m_last != m_end && *m_last < from)
+            ++m_last; // most searches want the next
+        if (!isFirst(m_last, from))
+            m_last = std::lower_bound(m_begin, m_end, from);
+        return m_last != m_end ? *m_last : -1;
+    }
 
 private:
+    bool isFirst(int const* at, int from) const noexcept {
+        return (at == m_end || *at >= from) && (at == m_begin || at[-1] < from);
+    }
+
     int const* m_begin = nullptr;
     int const* m_end = nullptr;
     mutable int const* m_last = nullptr; // where the last search ended
@@ -62,7 +74,18 @@ public:
 
     /// @param name A name.
     /// @return Its tags; null when the document has none.
-    ElementTags const* find(std::string_view name) const noexcept;
+    ElementTags const* find(std::string_view name) const noexcept {
+        Id id = m_lastAsked != none ? m_elements[m_lastAsked].askedNext : none;
+        if (id == none || m_elements[id].name != name) {
+            id = lookUp(name);
+            if (id == none)
+                return nullptr;
+            if (m_lastAsked != none)
+                m_elements[m_lastAsked].askedNext = id;
+        }
+        m_lastAsked = id;
+        return &m_elements[id].tags;
+    }
 
 private:
     using Id = std::size_t;
@@ -84,10 +107,12 @@ private:
     std::vector<Tag> collectTags(std::string_view document);
     void sortByElement(std::vector<Tag> const& tags);
     Id idOf(std::string_view name);
+    Id lookUp(std::string_view name) const noexcept;
 
     std::vector<Element> m_elements;
     std::unordered_map<std::string_view, Id> m_ids;
     std::vector<int> m_positions; // element by element, the openings before the closings
+    std::bitset<4096> m_shapes;   // of the names there are, to tell most missing ones at a glance
     mutable Id m_lastAsked = none;
 };
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iterator>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -39,48 +38,55 @@ int findCloser(std::string const& text, int from) noexcept {
     return offset(text.find(closer, static_cast<std::size_t>(from)));
 }
 
-std::vector<CommentToken> startTokens(std::string const& text) {
-    int const lastSearch = static_cast<int>(text.size()) - 4;
-    std::vector<CommentToken> tokens;
-    int hit = findOpener(text, 0);
-    while (hit >= 0) {
-        tokens.push_back({startOfComment, hit});
-        hit = hit < lastSearch ? findOpener(text, hit + 1) : -1;
-    }
-    return tokens;
-}
+/// The tokens of a document in order. At one position an end comes before a start, so "--><!--"
+/// closes before it opens.
+class CommentTokens {
+public:
+    explicit CommentTokens(std::string const& text) noexcept
+        : m_text(text), m_start{startOfComment, findOpener(text, 0)}, m_end(endFrom(0)) {}
 
-// The search goes on one character behind the closer, so of two closers without a character
-// between them the second is not seen; descriptions in the field load because of it.
-std::vector<CommentToken> endTokens(std::string const& text) {
-    int const lastSearch = static_cast<int>(text.size()) - 3;
-    std::vector<CommentToken> tokens;
-    int hit = findCloser(text, 0);
-    while (hit >= 0) {
-        int const behind = hit + static_cast<int>(closer.size());
-        tokens.push_back({endOfComment, behind});
-        hit = behind < lastSearch ? findCloser(text, behind + 1) : -1;
+    /// @return The next token; one with a negative position behind the last.
+    CommentToken next() noexcept {
+        bool const startIsNext =
+            m_start.position >= 0 && (m_end.position < 0 || compTokens(m_start, m_end));
+        CommentToken const token = startIsNext ? m_start : m_end;
+        if (startIsNext)
+            advanceStart();
+        else
+            advanceEnd();
+        return token;
     }
-    return tokens;
-}
 
-// At one position an end comes before a start, so "--><!--" closes before it opens.
-std::vector<CommentToken> tokensInOrder(std::string const& text) {
-    auto const starts = startTokens(text);
-    auto const ends = endTokens(text);
-    std::vector<CommentToken> tokens;
-    tokens.reserve(starts.size() + ends.size());
-    std::merge(ends.begin(), ends.end(), starts.begin(), starts.end(), std::back_inserter(tokens),
-               compTokens);
-    return tokens;
-}
+private:
+    CommentToken endFrom(int from) const noexcept {
+        int const hit = findCloser(m_text, from);
+        return {endOfComment, hit < 0 ? hit : hit + static_cast<int>(closer.size())};
+    }
+
+    void advanceStart() noexcept {
+        bool const more = m_start.position < static_cast<int>(m_text.size()) - 4;
+        m_start.position = more ? findOpener(m_text, m_start.position + 1) : -1;
+    }
+
+    // The search goes on one character behind the closer, so of two closers without a character
+    // between them the second is not seen; descriptions in the field load because of it.
+    void advanceEnd() noexcept {
+        bool const more = m_end.position < static_cast<int>(m_text.size()) - 3;
+        m_end = more ? endFrom(m_end.position + 1) : CommentToken{endOfComment, -1};
+    }
+
+    std::string const& m_text;
+    CommentToken m_start;
+    CommentToken m_end;
+};
 
 /// @return The outermost comments in order, or nothing when openers and closers do not pair up.
 std::optional<std::vector<Comment>> findComments(std::string const& text) {
     std::vector<Comment> comments;
     int nesting = 0;
     int begin = 0;
-    for (CommentToken const token : tokensInOrder(text)) {
+    CommentTokens tokens(text);
+    for (CommentToken token = tokens.next(); token.position >= 0; token = tokens.next()) {
         if (token.type == startOfComment) {
             if (nesting == 0)
                 begin = token.position;

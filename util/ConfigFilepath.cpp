@@ -24,7 +24,8 @@ bool startInWorkingDirectory(char* out, short capacity) noexcept {
 
 bool startInDirectory(char* out, short capacity, char const* dir) noexcept {
     auto const limit = static_cast<unsigned int>(capacity);
-    out[limit] = '\0'; // a directory of the full capacity is copied without a terminator
+    if (tstrlen(dir) >= limit)
+        out[limit] = '\0'; // which the copy of so long a directory leaves out
     return tstrcpy(out, limit, dir) != nullptr;
 }
 

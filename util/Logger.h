@@ -83,12 +83,22 @@ private:
     zel::Timer m_clock;
 };
 
+/// Appends one piece of a message. @throws std::bad_alloc
+inline void appendPart(std::string& message, std::string_view part) {
+    message.append(part);
+}
+
+/// Appends a number in decimal. @throws std::bad_alloc
+inline void appendPart(std::string& message, int part) {
+    message.append(std::to_string(part));
+}
+
 /// Prints the concatenation of @p parts through the one logger. It is composed only if some output
 /// takes the level, so a message below the threshold costs next to nothing.
 /// @param level Level of the line.
 /// @param file  Source file that reports, such as `sdk/SimpleXML`.
 /// @param line  Its line.
-/// @param parts Pieces of the message, in order; each converts to `std::string_view`.
+/// @param parts Pieces of the message, in order: texts and numbers.
 template <class... Parts>
 void report(unsigned int level, char const* file, int line, Parts const&... parts) noexcept {
     Logger* const logger = Logger::getInstance();
@@ -96,7 +106,7 @@ void report(unsigned int level, char const* file, int line, Parts const&... part
         return;
     try {
         std::string message;
-        (message.append(std::string_view(parts)), ...);
+        (appendPart(message, parts), ...);
         logger->print(level, file, line, message);
     } catch (...) {
         // No memory for the message: it is lost, like a line for a file that could not be opened.
