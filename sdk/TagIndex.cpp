@@ -24,8 +24,9 @@ char const* findBracket(char const* at, char const* end) noexcept {
 std::size_t shapeOf(std::string_view name) noexcept {
     if (name.empty())
         return 0;
-    return name.size() * 1024 + static_cast<unsigned char>(name.front()) * 32U +
-           static_cast<unsigned char>(name.back());
+    std::size_t const first = static_cast<unsigned char>(name.front());
+    std::size_t const last = static_cast<unsigned char>(name.back());
+    return name.size() * 1024 + first * 32 + last;
 }
 
 } // namespace
