@@ -544,6 +544,10 @@ TEST(LoadCaliAgain, CountsAsLoadedForNeitherCameraWhenTheReloadFails) {
     EXPECT_FALSE(failed.cali.isLoaded(2));
 }
 
+TEST(LoadCaliAgain, IsNoLongerLoadedAtAllWhenTheReloadFails) {
+    EXPECT_FALSE(FailedReload().cali.loaded);
+}
+
 TEST(LoadCaliAgain, GoesBackToSerialNumberMinusOneWhenTheReloadFails) {
     EXPECT_EQ(FailedReload().cali.serial, -1);
 }
@@ -1057,6 +1061,12 @@ TEST(LoadCaliLog, DoesNotCallTheSerialNumberChangedAfterAFailedLoad) {
               messagesOfLoading(directory, 2, "A: 3400 B:400 C:400 D:120"));
 }
 
+TEST(LoadCaliLog, DoesNotCallTheSerialNumberChangedAfterAFailedReload) {
+    FailedReload failed;
+    EXPECT_EQ(debugLogOf([&] { load(failed.cali, failed.directory, 1); }),
+              messagesOfLoading(failed.directory, 1, "A: 3410 B:410 C:405 D:118"));
+}
+
 TEST(LoadCaliLog, LeavesTheReportOfAMissingFileToTheReader) {
     TemporaryDirectory const directory;
     ConfigCali cali;
@@ -1534,7 +1544,8 @@ support::Camera manyRanges() {
     auto result = camera(serial).optic(30);
     for (int i = 0; i < 2 * many; ++i) {
         int const shuffled = i % many * 37 % many;
-        result.range(-50 + shuffled / 10, 100 + shuffled % 10).frameRate(i + 1).decimal(i + 1);
+        int const low = -50 + shuffled / 10;
+        result.range(low, 100 + shuffled % 10).frameRate(i + 1).decimal(i + 1);
     }
     return result;
 }
@@ -1582,7 +1593,8 @@ TEST(ManyRanges, AreEachFoundAtTheirFirstPlace) {
     auto const cali = loaded(manyRanges());
     for (int i = 0; i < many; ++i) {
         int const shuffled = i * 37 % many;
-        auto const lo = static_cast<float>(-50 + shuffled / 10);
+        int const low = -50 + shuffled / 10;
+        auto const lo = static_cast<float>(low);
         auto const hi = static_cast<float>(100 + shuffled % 10);
         EXPECT_EQ(rangeIndex(*cali, 30, nullptr, lo, hi), i);
         EXPECT_EQ(cali->getTempRangeDecimal(30, nullptr, lo, hi), i + 1);

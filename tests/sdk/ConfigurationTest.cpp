@@ -136,7 +136,7 @@ TEST(Configuration, NamesTheManagersFormatsDirectory) {
 }
 
 TEST(Configuration, NamesTheManagersCalibrationDirectory) {
-    EXPECT_EQ(line(6, generate(1, "/nowhere/cali")), "  <calipath>/nowhere/cali</calipath>");
+    EXPECT_EQ(line(6, generate(1, "/proc/nowhere")), "  <calipath>/proc/nowhere</calipath>");
 }
 
 TEST(Configuration, NamesADirectoryOfTheFullCapacity) {
@@ -207,6 +207,14 @@ TEST(Configuration, LooksInTheSecondOpticForNothingThatTheFirstLacks) {
     EXPECT_EQ(line(13, text), "  <fov>0</fov>");
 }
 
+TEST(Configuration, SuggestsNoRangeOfTheSecondOpticWhenTheFirstHasNone) {
+    auto const text = generateFrom(
+        {"<Temperature>", "<Optics>", "<OpticsDef>", "<FOV>30</FOV>", "</OpticsDef>", "<OpticsDef>",
+         "<TempRanges>", "<TemperatureRange>", "<TempLo>1</TempLo>", "<TempHi>2</TempHi>",
+         "</TemperatureRange>", "</TempRanges>", "</OpticsDef>", "</Optics>", "</Temperature>"});
+    EXPECT_EQ(suggestionOf(text), suggested("30", "-20", "100"));
+}
+
 TEST(Configuration, CutsFractionsOffTheDescriptionsNumbers) {
     EXPECT_EQ(suggestionOf(generateFrom(opticWith("23.9", "-20.5", "99.9"))),
               suggested("23", "-20", "99"));
@@ -257,15 +265,15 @@ TEST(Configuration, LoadsNoDescription) {
 
 TEST(Configuration, LeavesTheCalibrationDirectoryOfTheManagerAlone) {
     zel::IRCalibrationManager manager;
-    manager.setCalibrationDir("/nowhere/cali");
+    manager.setCalibrationDir("/proc/nowhere");
     manager.generateConfiguration(1);
-    EXPECT_STREQ(manager.getCalibrationDir(), "/nowhere/cali");
+    EXPECT_STREQ(manager.getCalibrationDir(), "/proc/nowhere");
 }
 
 TEST(Configuration, LogsOnlyWhatTheReaderTellsOfAMissingDescription) {
-    auto const log = support::debugLogOf([] { generate(12345678, "/nowhere/cali"); });
+    auto const log = support::debugLogOf([] { generate(12345678, "/proc/nowhere"); });
     EXPECT_EQ(log, Lines{"DEBUG [sdk/SimpleXML:LINE] @ TIMEs :Failed to open file"
-                         " /nowhere/cali/Cali-12345678.xml"});
+                         " /proc/nowhere/Cali-12345678.xml"});
 }
 
 TEST(Configuration, LogsNothingWhenTheDescriptionCanBeRead) {

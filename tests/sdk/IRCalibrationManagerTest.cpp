@@ -356,7 +356,7 @@ TEST(CreateConfigFilepath, CutsEachPieceToTheCapacity) {
 }
 
 TEST(CreateConfigFilepath, TakesADirectoryOfTheFullCapacity) {
-    std::string const dir = "/nowhere/" + std::string(251, 'd');
+    std::string const dir = "/proc/nowhere/" + std::string(246, 'd');
     EXPECT_EQ(form(dir, "a", ".xml").path, dir + "/a.xml");
 }
 

@@ -44,7 +44,7 @@ std::string decimalText(double value) {
     std::array<char, 400> digits{};
     auto const end = std::to_chars(digits.data(), digits.data() + digits.size(), value,
                                    std::chars_format::fixed);
-    return std::string(digits.data(), end.ptr);
+    return {digits.data(), end.ptr};
 }
 
 /// A limit as file names have it: the digits before the point, behind an M for a minus sign.
