@@ -129,7 +129,7 @@ public:
             m_openings = &m_element->openings;
             m_closings = &m_element->closings;
         } else {
-            m_literal = name.find_first_of("<>") != std::string_view::npos;
+            m_literal = contains(name, "<") || contains(name, ">");
         }
         if (name.empty() || name.front() != '/')
             return;
