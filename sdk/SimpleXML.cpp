@@ -262,26 +262,26 @@ bool SimpleXML::setNode() noexcept {
 }
 
 /// @return The first element of a name inside the selected one.
-std::optional<SimpleXML::Element> SimpleXML::findFirst(std::string_view name) const {
+SimpleXML::Element SimpleXML::findFirst(std::string_view name) const {
     if (m_depth >= maxDepth)
-        return std::nullopt;
+        return {};
     TagSearch const tags(m_doc, m_tags, name);
     int const limit = m_nodeEnd[m_depth];
     int const opening = tags.opening(m_nodeStart[m_depth], limit);
     if (opening < 0)
-        return std::nullopt;
+        return {};
     int const start = opening + tags.openingLength();
     int const end = tags.closing(start, limit);
     if (end < 0)
-        return std::nullopt;
-    return Element{start, end};
+        return {};
+    return {start, end};
 }
 
 /// @return The element of a name and an index inside the selected one. Going through the indexes
 ///         in ascending order takes constant time each.
-std::optional<SimpleXML::Element> SimpleXML::findByIndex(std::string_view name, int index) const {
+SimpleXML::Element SimpleXML::findByIndex(std::string_view name, int index) const {
     if (index < 0 || m_depth >= maxDepth)
-        return std::nullopt;
+        return {};
     TagSearch const tags(m_doc, m_tags, name);
     int const limit = m_nodeEnd[m_depth];
     Element found{0, m_nodeStart[m_depth]};
@@ -295,23 +295,23 @@ std::optional<SimpleXML::Element> SimpleXML::findByIndex(std::string_view name, 
     for (; i <= index; ++i) {
         int const opening = tags.opening(found.end, limit);
         if (opening < 0)
-            return std::nullopt;
+            return {};
         found.start = opening + tags.openingLength();
         found.end = tags.closing(found.start, limit);
         if (found.end < 0)
-            return std::nullopt;
+            return {};
     }
     if (last != nullptr)
         *last = {m_nodeStart[m_depth], limit, index, found.end};
     return found;
 }
 
-bool SimpleXML::select(std::optional<Element> element) noexcept {
-    if (!element)
+bool SimpleXML::select(Element element) noexcept {
+    if (!element.exists())
         return false;
     ++m_depth;
-    m_nodeStart[m_depth] = element->start;
-    m_nodeEnd[m_depth] = element->end;
+    m_nodeStart[m_depth] = element.start;
+    m_nodeEnd[m_depth] = element.end;
     return true;
 }
 
@@ -392,16 +392,16 @@ bool SimpleXML::getNumber(char const* name, Number* value,
     if (name == nullptr || value == nullptr)
         return false;
     auto const element = findFirst(name);
-    if (!element)
+    if (!element.exists())
         return false;
-    if (readPlain(textOf(*element), value))
+    if (readPlain(textOf(element), value))
         return true;
 
     // Terminated where its closing tag begins, the text needs no copy. One that holds no number
     // leaves the value as it is, and the child exists all the same.
-    char& closingBracket = m_doc[static_cast<std::size_t>(element->end)];
+    char& closingBracket = m_doc[static_cast<std::size_t>(element.end)];
     closingBracket = '\0';
-    read(m_doc.data() + element->start, value);
+    read(m_doc.data() + element.start, value);
     closingBracket = '<';
     return true;
 } catch (...) {
@@ -437,9 +437,9 @@ std::optional<std::string_view> SimpleXML::getText(char const* name) const noexc
     if (name == nullptr)
         return std::nullopt;
     auto const element = findFirst(name);
-    if (!element)
+    if (!element.exists())
         return std::nullopt;
-    return textOf(*element);
+    return textOf(element);
 } catch (...) {
     return std::nullopt;
 }

@@ -120,13 +120,15 @@ private:
 
     /// An element's text: from behind its opening tag to its closing tag.
     struct Element {
-        int start;
-        int end;
+        int start = -1; // -1 for none
+        int end = -1;
+
+        bool exists() const noexcept { return start >= 0; }
     };
 
-    std::optional<Element> findFirst(std::string_view name) const;
-    std::optional<Element> findByIndex(std::string_view name, int index) const;
-    bool select(std::optional<Element> element) noexcept;
+    Element findFirst(std::string_view name) const;
+    Element findByIndex(std::string_view name, int index) const;
+    bool select(Element element) noexcept;
     std::string_view textOf(Element element) const noexcept;
     template <class Number>
     bool getNumber(char const* name, Number* value, int (*read)(char const*, Number*)) noexcept;

@@ -46,9 +46,10 @@ void TagIndex::build(std::string_view document) {
     sortByElement(collectTags(document));
 }
 
-std::vector<TagIndex::Tag> TagIndex::collectTags(std::string_view document) {
-    std::vector<Tag> tags;
-    tags.reserve(document.size() / charactersPerTag);
+TagIndex::Tags TagIndex::collectTags(std::string_view document) {
+    Tags tags;
+    tags.positions.reserve(document.size() / charactersPerTag);
+    tags.keys.reserve(document.size() / charactersPerTag);
     char const* const begin = document.data();
     char const* const end = begin + document.size();
     Id last = none;
@@ -78,8 +79,8 @@ std::vector<TagIndex::Tag> TagIndex::collectTags(std::string_view document) {
                 m_elements[last].followedBy[lastIsClosing ? 1 : 0] = id;
         }
         at = name + m_elements[id].name.size() + 1;
-        tags.push_back({static_cast<int>(open - begin),
-                        static_cast<unsigned int>(id * 2 + (closing ? 1 : 0))});
+        tags.positions.push_back(static_cast<int>(open - begin));
+        tags.keys.push_back(static_cast<unsigned int>(id * 2 + (closing ? 1 : 0)));
         last = id;
         lastIsClosing = closing;
     }
@@ -97,16 +98,16 @@ TagIndex::Id TagIndex::idOf(std::string_view name) {
     return entry.first->second;
 }
 
-void TagIndex::sortByElement(std::vector<Tag> const& tags) {
+void TagIndex::sortByElement(Tags const& tags) {
     std::vector<std::size_t> ends(m_elements.size() * 2 + 1, 0);
-    for (Tag const& tag : tags)
-        ++ends[tag.key + 1];
+    for (unsigned int const key : tags.keys)
+        ++ends[key + 1];
     for (std::size_t key = 1; key < ends.size(); ++key)
         ends[key] += ends[key - 1];
 
-    m_positions.resize(tags.size());
-    for (Tag const& tag : tags)
-        m_positions[ends[tag.key]++] = tag.position;
+    m_positions.resize(tags.positions.size());
+    for (std::size_t i = 0; i < tags.positions.size(); ++i)
+        m_positions[ends[tags.keys[i]]++] = tags.positions[i];
 
     // Each end has moved up to where the next key's offsets begin.
     int const* begin = m_positions.data();

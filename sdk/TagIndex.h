@@ -75,6 +75,8 @@ public:
     /// @param name A name.
     /// @return Its tags; null when the document has none.
     ElementTags const* find(std::string_view name) const noexcept {
+        if (m_lastAsked != none && m_elements[m_lastAsked].name == name)
+            return &m_elements[m_lastAsked].tags;
         Id id = m_lastAsked != none ? m_elements[m_lastAsked].askedNext : none;
         if (id == none || m_elements[id].name != name) {
             id = lookUp(name);
@@ -98,14 +100,14 @@ private:
         mutable Id askedNext = none;     // by whoever reads the document
     };
 
-    /// A tag in the document's order.
-    struct Tag {
-        int position;
-        unsigned int key; // twice the element's id, plus one for a closing tag
+    /// The tags in the document's order.
+    struct Tags {
+        std::vector<int> positions;
+        std::vector<unsigned int> keys; // twice the element's id, plus one for a closing tag
     };
 
-    std::vector<Tag> collectTags(std::string_view document);
-    void sortByElement(std::vector<Tag> const& tags);
+    Tags collectTags(std::string_view document);
+    void sortByElement(Tags const& tags);
     Id idOf(std::string_view name);
     Id lookUp(std::string_view name) const noexcept;
 
