@@ -149,14 +149,14 @@ void reportDescriptionMissing(Naming const& naming, char* out, int* size) noexce
 }
 
 /// @return Whether nothing is missing; the rest of the answer is in the list or its size.
-bool check(Naming const& naming, char* out, int* size, std::size_t room) noexcept {
+bool check(Naming const& naming, ConfigCali const* description, char* out, int* size,
+           std::size_t room) noexcept {
     if (out == nullptr) {
         *size = 0;
     } else {
         out[0] = '\0';
     }
 
-    ConfigCali const* const description = loadedDescription(naming.dir, naming.serial);
     if (description == nullptr) {
         reportDescriptionMissing(naming, out, size);
         return false;
@@ -183,21 +183,27 @@ void _checkCaliFilesHelper(char const* dir, char const* baseName, char const* fo
 bool IRCalibrationManager::checkCaliFiles(char const* dir, int serial, char* out, int* size,
                                           char const* xmlFormat, char const* datFormat,
                                           char const* prnFormat, char const* separator) noexcept {
-    return check({dir, serial, xmlFormat, datFormat, prnFormat, separator}, out, size, unlimited);
+    return check({dir, serial, xmlFormat, datFormat, prnFormat, separator},
+                 loadedDescription(dir, serial), out, size, unlimited);
 }
 
 SetCheck checkSet(char const* dir, unsigned long serial) noexcept {
     Naming const naming{dir,           static_cast<int>(serial), "Cali-%i.xml",
                         "Cali-%s.dat", "Kennlinie-%s.prn",       ";"};
+    ConfigCali const* const description = loadedDescription(dir, naming.serial);
     int size = 0;
-    check(naming, nullptr, &size, 0);
+    check(naming, description, nullptr, &size, 0);
     if (size == 0)
         return {true, nullptr};
 
     auto const room = static_cast<std::size_t>(size);
     std::unique_ptr<char[]> list(new (std::nothrow) char[room]());
-    if (list != nullptr)
-        check(naming, list.get(), &size, room);
+    if (list == nullptr)
+        return {false, nullptr};
+    // Each pass tries to load a missing description, but the list has the room for its name alone.
+    if (description == nullptr)
+        loadedDescription(dir, naming.serial);
+    check(naming, description, list.get(), &size, room);
     return {false, std::move(list)};
 }
 
