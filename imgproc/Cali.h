@@ -25,57 +25,57 @@ struct Range {
 
 /// Scalar calibration constants. Each field but `spare` is named after the element that sets it.
 struct MainSection {
-    std::uint16_t TecA = 3400;
-    std::uint16_t TecB = 400;
-    std::uint16_t TecC = 400;
-    std::uint16_t TecD = 120;
-    float TempTEC_Step = 5.0F;
-    float spare = 10.0F; ///< not in the file
-    float TempTECOffset = 294.5F;
-    float TempTECGain = 13.055F;
-    float TempFlagOffset = 0.0F;
-    float TempChipFactor = 1.0F;
-    float TempChipOffset = 0.0F;
-    float TempBoxOffset = 0.0F;
-    float TempOpticsOffset = 0.0F;
-    float TempProcOffset = 0.0F;
-    float TempHouseOffset = 0.0F;
-    float PifInOffset = 0.0F;
-    float PifInGain = 1.0F;
-    float PifOutOffset = 0.0F;
-    float PifOutGain = 1.0F;
-    std::int16_t AddedOffset = 0;
-    float BindTempChipToTempFlagOffset = 0.8F;
-    std::uint16_t FlagCycles = 10;
-    std::uint16_t FlagCycles_Ignore = 2;
-    float AlphaLowTemp = 23.0F;
-    float AlphaLowFactor = 1.0F;
+    std::uint16_t TecA = 3400;                 ///< integer
+    std::uint16_t TecB = 400;                  ///< integer
+    std::uint16_t TecC = 400;                  ///< integer
+    std::uint16_t TecD = 120;                  ///< integer
+    float TempTEC_Step = 5.0F;                 ///< number
+    float spare = 10.0F;                       ///< not in the file
+    float TempTECOffset = 294.5F;              ///< number
+    float TempTECGain = 13.055F;               ///< number
+    float TempFlagOffset = 0.0F;               ///< number
+    float TempChipFactor = 1.0F;               ///< number
+    float TempChipOffset = 0.0F;               ///< number
+    float TempBoxOffset = 0.0F;                ///< number
+    float TempOpticsOffset = 0.0F;             ///< number
+    float TempProcOffset = 0.0F;               ///< number
+    float TempHouseOffset = 0.0F;              ///< number
+    float PifInOffset = 0.0F;                  ///< number
+    float PifInGain = 1.0F;                    ///< number
+    float PifOutOffset = 0.0F;                 ///< number
+    float PifOutGain = 1.0F;                   ///< number
+    std::int16_t AddedOffset = 0;              ///< integer
+    float BindTempChipToTempFlagOffset = 0.8F; ///< number
+    std::uint16_t FlagCycles = 10;             ///< integer
+    std::uint16_t FlagCycles_Ignore = 2;       ///< integer
+    float AlphaLowTemp = 23.0F;                ///< number
+    float AlphaLowFactor = 1.0F;               ///< number
 };
 
 /// Parameters of a range's temperature table.
 struct TableParams {
-    double T1 = 0.0;
-    double T3 = 0.0;
-    std::uint16_t E1 = 0;
-    std::uint16_t E3 = 0;
-    double Lambda = 0.0;
+    double T1 = 0.0;          ///< integer
+    double T3 = 0.0;          ///< integer
+    std::uint16_t E1 = 0;     ///< integer
+    std::uint16_t E3 = 0;     ///< integer
+    double Lambda = 0.0;      ///< number
     double spare1 = 0.0;      ///< not in the file
     double spare2 = -100.0;   ///< not in the file
     std::uint16_t spare3 = 0; ///< not in the file
-    bool Normalize = false;
+    bool Normalize = false;   ///< integer, true when not 0
 };
 
 /// One temperature range of an optic.
 struct TempRangeDefinition {
-    std::uint16_t Fid = 0;
-    std::uint16_t Skim = 0;
-    Range range{0.0F, 0.0F};
+    std::uint16_t Fid = 0;            ///< integer
+    std::uint16_t Skim = 0;           ///< integer
+    Range range{0.0F, 0.0F};          ///< the limits
     Range extRange{-100.0F, -100.0F}; ///< always contains `range` once loaded
     /// Frame rates in the file's order. No list and an empty list differ: without a list the range
     /// is not split by frame rate, an empty one accepts none.
     std::optional<std::vector<std::uint16_t>> framerates;
-    std::uint16_t Decimal = 1;
-    TableParams tableParams;
+    std::uint16_t Decimal = 1; ///< integer
+    TableParams tableParams;   ///< parameters of the temperature table
 };
 
 /// Both limits identify a range, compared for exact equality.
@@ -101,7 +101,7 @@ struct OpticsDefinition {
     std::unique_ptr<char[]> Text; ///< distinguishing text, or null
     double spare = -1.0;          ///< not in the file
     bool SamplePointCali = false; ///< such an optic needs no characteristic-curve files
-    TempRangeTable tempRanges;
+    TempRangeTable tempRanges;    ///< the ranges
 };
 
 /// Field of view and text identify an optic; a null and an empty text are the same.
@@ -237,7 +237,13 @@ public:
     ///         such a range is not split by frame rate.
     bool checkFramerate(OPTICS const* optic, Range const* range,
                         unsigned short& framerate) const noexcept;
-    /// @copydoc checkFramerate(OPTICS const*, Range const*, unsigned short&) const
+    /// As the other form, with optic and range named by what identifies them.
+    /// @param fov       Field of view of the optic.
+    /// @param text      Text of the optic, may be null.
+    /// @param lo        Low limit of the range.
+    /// @param hi        High limit of the range.
+    /// @param framerate The wanted frame rate in hertz, likewise.
+    /// @return Whether the caller can go on.
     bool checkFramerate(int fov, char const* text, float lo, float hi,
                         unsigned short& framerate) const noexcept;
 

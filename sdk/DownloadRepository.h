@@ -23,8 +23,8 @@ enum class LinksFailure {
 
 /// Outcome of reading the links file.
 struct DownloadLinks {
-    std::optional<LinksFailure> failure;
-    std::vector<std::string> urls; ///< base URLs of the repository, without a trailing '/'
+    std::optional<LinksFailure> failure; ///< nothing when the links could be read
+    std::vector<std::string> urls;       ///< base URLs of the repository, without a trailing '/'
 };
 
 /// Reads the fetched links file.

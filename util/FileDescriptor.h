@@ -20,6 +20,7 @@ public:
         return FileDescriptor(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     }
 
+    /// Takes the file over from @p other.
     FileDescriptor(FileDescriptor&& other) noexcept
         : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
     FileDescriptor& operator=(FileDescriptor&&) = delete;
