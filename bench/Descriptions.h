@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace bench {
+
+/// What a made description consists of.
+struct Shape {
+    int rangesPerOptic = 3;
+    int framerates = 2;           ///< of each range
+    bool optionalElements = true; ///< without them, each range has its limits, `Fid` and `Skim`
+    bool comments = false;        ///< two thirds as many comments as lines
+};
+
+/// A description with this many optics, each of another field of view.
+std::string describeOptics(Shape const& shape, int optics);
+
+/// A description with as many optics as bring it to this size.
+std::string describeBytes(Shape const& shape, std::size_t bytes);
+
+} // namespace bench

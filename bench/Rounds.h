@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+namespace bench {
+
+/// Median and quartiles of what the rounds gave.
+struct Spread {
+    double lower;
+    double median;
+    double upper;
+};
+
+Spread spreadOf(std::vector<double> values);
+
+/// @return The processor time of this process and of its children that have ended, in seconds.
+double processorSeconds();
+
+/// One of those that are compared.
+struct Subject {
+    std::string name;
+    /// Does the work once. @return A sum over what was found, the same for all subjects.
+    std::function<std::uint64_t()> work;
+    /// What has to be done before each time and is not measured; may be empty.
+    std::function<void()> prepare = {};
+};
+
+/// The same work done by several, the product first.
+struct Race {
+    std::vector<Subject> subjects;
+    int repetitions; ///< of the work, in each round
+};
+
+/// Processor seconds of each subject's work, round by round.
+class Timings {
+public:
+    explicit Timings(std::size_t subjects) : m_seconds(subjects) {}
+
+    void add(std::size_t subject, double seconds) { m_seconds[subject].push_back(seconds); }
+
+    double medianSeconds(std::size_t subject) const;
+    /// @return The product's time divided by a peer's, each within one round.
+    Spread ratioTo(std::size_t peer) const;
+    std::size_t subjects() const { return m_seconds.size(); }
+
+private:
+    std::vector<std::vector<double>> m_seconds;
+};
+
+/// Runs the subjects in turns, a round an iteration, every other round in reverse.
+/// @return What they took. Throws std::runtime_error when their sums differ.
+Timings runInterleaved(Race const& race, benchmark::State& state);
+
+} // namespace bench
