@@ -1,0 +1,26 @@
+/// @file
+/// Memory that runs out when a test says so.
+///
+/// An executable that links FailingMemory.cpp gets its memory from there: what `operator new` gives
+/// in all its forms, and what `malloc`, `calloc` and `realloc` give, also inside the C and C++
+/// libraries.
+#pragma once
+
+#include <functional>
+
+namespace reliability {
+
+/// Runs a piece of an attempt with memory that runs out.
+using Scarcely = std::function<void(std::function<void()> const&)>;
+
+/// Makes an attempt again and again: the piece that it runs scarcely has its first allocation
+/// refused, then its second, and so on until it needs no more; and then the same once more, but
+/// with all later allocations refused as well. After each attempt, the memory in use and the open
+/// descriptors must be what they were before.
+/// @return The number of allocations refused, also printed.
+long refuseEachAllocation(std::function<void(Scarcely const&)> const& attempt);
+
+/// @return Whether an allocation of this attempt was refused, also in a child process.
+bool wasRefused() noexcept;
+
+} // namespace reliability
