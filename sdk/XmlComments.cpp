@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <optional>
-#include <string_view>
 #include <vector>
 
 namespace zel {
@@ -12,8 +11,7 @@ namespace {
 
 constexpr int startOfComment = 0;
 constexpr int endOfComment = 1;
-constexpr std::string_view opener = "<!--";
-constexpr std::string_view closer = "-->";
+constexpr int closerLength = 3;
 
 /// A comment from its "<!--" to just behind the "-->" that closes it.
 struct Comment {
@@ -25,17 +23,22 @@ int offset(std::size_t hit) noexcept {
     return hit == std::string::npos ? -1 : static_cast<int>(hit);
 }
 
-// Searched from its second character: most brackets in a document begin no comment.
+// Both look for a character that is rare in a document and test its neighbours in place; the text's
+// own terminator stands behind the last of them.
+
 int findOpener(std::string const& text, int from) noexcept {
-    auto hit = text.find(opener.substr(1), static_cast<std::size_t>(from) + 1);
-    while (hit != std::string::npos && text[hit - 1] != opener.front()) {
-        hit = text.find(opener.substr(1), hit + 1);
-    }
+    auto hit = text.find('!', static_cast<std::size_t>(from) + 1);
+    while (hit != std::string::npos &&
+           !(text[hit - 1] == '<' && text[hit + 1] == '-' && text[hit + 2] == '-'))
+        hit = text.find('!', hit + 1);
     return hit == std::string::npos ? -1 : offset(hit - 1);
 }
 
 int findCloser(std::string const& text, int from) noexcept {
-    return offset(text.find(closer, static_cast<std::size_t>(from)));
+    auto hit = text.find('-', static_cast<std::size_t>(from));
+    while (hit != std::string::npos && !(text[hit + 1] == '-' && text[hit + 2] == '>'))
+        hit = text.find('-', hit + 1);
+    return offset(hit);
 }
 
 /// The tokens of a document in order. At one position an end comes before a start, so "--><!--"
@@ -60,7 +63,7 @@ public:
 private:
     CommentToken endFrom(int from) const noexcept {
         int const hit = findCloser(m_text, from);
-        return {endOfComment, hit < 0 ? hit : hit + static_cast<int>(closer.size())};
+        return {endOfComment, hit < 0 ? hit : hit + closerLength};
     }
 
     void advanceStart() noexcept {
