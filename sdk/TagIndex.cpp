@@ -33,16 +33,15 @@ std::size_t shapeOf(std::string_view name) noexcept {
 
 void TagIndex::clear() noexcept {
     m_elements.clear();
-    m_ids.clear();
+    m_byName.clear();
     m_positions.clear();
     m_shapes.reset();
-    m_lastAsked = none;
+    m_lastAsked = nullptr;
 }
 
 void TagIndex::build(std::string_view document) {
     clear();
-    m_elements.reserve(usualNames);
-    m_ids.reserve(usualNames);
+    m_byName.reserve(usualNames);
     sortByElement(collectTags(document));
 }
 
@@ -52,8 +51,9 @@ TagIndex::Tags TagIndex::collectTags(std::string_view document) {
     tags.keys.reserve(document.size() / charactersPerTag);
     char const* const begin = document.data();
     char const* const end = begin + document.size();
-    Id last = none;
-    bool lastIsClosing = false;
+    Element* first = nullptr; // what the document begins with is not foreseen
+    Element* last = nullptr;
+    Element** expected = &first;
 
     char const* at = begin;
     while (at != end) {
@@ -63,39 +63,48 @@ TagIndex::Tags TagIndex::collectTags(std::string_view document) {
             break;
         bool const closing = open + 1 != end && open[1] == '/';
         char const* const name = open + (closing ? 2 : 1);
-
-        // Most closing tags follow their own opening tag.
-        Id id = last;
-        if (id == none || !isTagOf(m_elements[id].name, name, end)) {
-            if (id != none)
-                id = m_elements[last].followedBy[lastIsClosing ? 1 : 0];
-            if (id == none || !isTagOf(m_elements[id].name, name, end)) {
-                at = findBracket(name, end);
-                if (at == end || *at == '<')
-                    continue;
-                id = idOf({name, static_cast<std::size_t>(at - name)});
-            }
-            if (last != none)
-                m_elements[last].followedBy[lastIsClosing ? 1 : 0] = id;
+        Element* const element = elementAt(name, end, last, *expected);
+        if (element == nullptr) {
+            at = open + 1;
+            continue;
         }
-        at = name + m_elements[id].name.size() + 1;
         tags.positions.push_back(static_cast<int>(open - begin));
-        tags.keys.push_back(static_cast<unsigned int>(id * 2 + (closing ? 1 : 0)));
-        last = id;
-        lastIsClosing = closing;
+        tags.keys.push_back(element->id * 2 + (closing ? 1 : 0));
+        at = name + element->name.size() + 1;
+        last = element;
+        expected = closing ? &element->afterClosing : &element->afterOpening;
     }
     return tags;
 }
 
-TagIndex::Id TagIndex::idOf(std::string_view name) {
-    auto const entry = m_ids.try_emplace(name, m_elements.size());
-    if (entry.second) {
-        Element element;
-        element.name = name;
-        m_elements.push_back(element);
+/// @param name     Where the name of a tag begins.
+/// @param last     The element of the tag before, as most closing tags follow their opening tag.
+/// @param expected The element whose tag followed then the last time; is kept up to date.
+/// @return The tag's element; null when another tag begins before its '>'.
+TagIndex::Element* TagIndex::elementAt(char const* name, char const* end, Element* last,
+                                       Element*& expected) {
+    if (last != nullptr && isTagOf(last->name, name, end))
+        return last;
+    if (expected != nullptr && isTagOf(expected->name, name, end))
+        return expected;
+    char const* const bracket = findBracket(name, end);
+    if (bracket == end || *bracket == '<')
+        return nullptr;
+    expected = elementOf({name, static_cast<std::size_t>(bracket - name)});
+    return expected;
+}
+
+TagIndex::Element* TagIndex::elementOf(std::string_view name) {
+    Element*& element = m_byName[name];
+    if (element == nullptr) {
+        Element fresh;
+        fresh.name = name;
+        fresh.id = static_cast<unsigned int>(m_elements.size());
+        m_elements.push_back(fresh);
         m_shapes.set(shapeOf(name) % m_shapes.size());
+        element = &m_elements.back();
     }
-    return entry.first->second;
+    return element;
 }
 
 void TagIndex::sortByElement(Tags const& tags) {
@@ -111,20 +120,25 @@ void TagIndex::sortByElement(Tags const& tags) {
 
     // Each end has moved up to where the next key's offsets begin.
     int const* begin = m_positions.data();
-    for (Id id = 0; id < m_elements.size(); ++id) {
-        int const* const middle = m_positions.data() + ends[id * 2];
-        int const* const end = m_positions.data() + ends[id * 2 + 1];
-        m_elements[id].tags.openings = {begin, middle};
-        m_elements[id].tags.closings = {middle, end};
+    for (Element& element : m_elements) {
+        int const* const middle = m_positions.data() + ends[element.id * 2];
+        int const* const end = m_positions.data() + ends[element.id * 2 + 1];
+        element.tags.openings = {begin, middle};
+        element.tags.closings = {middle, end};
         begin = end;
     }
 }
 
-TagIndex::Id TagIndex::lookUp(std::string_view name) const noexcept {
+ElementTags const* TagIndex::lookUp(std::string_view name) const noexcept {
     if (!m_shapes[shapeOf(name) % m_shapes.size()])
-        return none;
-    auto const hit = m_ids.find(name);
-    return hit != m_ids.end() ? hit->second : none;
+        return nullptr;
+    auto const hit = m_byName.find(name);
+    if (hit == m_byName.end())
+        return nullptr;
+    if (m_lastAsked != nullptr)
+        m_lastAsked->askedNext = hit->second;
+    m_lastAsked = hit->second;
+    return &m_lastAsked->tags;
 }
 
 } // namespace zel

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bitset>
 #include <cstddef>
+#include <list>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -75,29 +76,24 @@ public:
     /// @param name A name.
     /// @return Its tags; null when the document has none.
     ElementTags const* find(std::string_view name) const noexcept {
-        if (m_lastAsked != none && m_elements[m_lastAsked].name == name)
-            return &m_elements[m_lastAsked].tags;
-        Id id = m_lastAsked != none ? m_elements[m_lastAsked].askedNext : none;
-        if (id == none || m_elements[id].name != name) {
-            id = lookUp(name);
-            if (id == none)
-                return nullptr;
-            if (m_lastAsked != none)
-                m_elements[m_lastAsked].askedNext = id;
+        if (m_lastAsked != nullptr && m_lastAsked->name == name)
+            return &m_lastAsked->tags;
+        Element const* const expected = m_lastAsked != nullptr ? m_lastAsked->askedNext : nullptr;
+        if (expected != nullptr && expected->name == name) {
+            m_lastAsked = expected;
+            return &expected->tags;
         }
-        m_lastAsked = id;
-        return &m_elements[id].tags;
+        return lookUp(name);
     }
 
 private:
-    using Id = std::size_t;
-    static constexpr Id none = static_cast<Id>(-1);
-
     struct Element {
         std::string_view name;
+        unsigned int id;
         ElementTags tags;
-        Id followedBy[2] = {none, none}; // in the document: behind its opening, its closing tag
-        mutable Id askedNext = none;     // by whoever reads the document
+        Element* afterOpening = nullptr;            // what followed its opening tag last
+        Element* afterClosing = nullptr;            // what followed its closing tag last
+        mutable Element const* askedNext = nullptr; // what was asked for behind it last
     };
 
     /// The tags in the document's order.
@@ -107,15 +103,16 @@ private:
     };
 
     Tags collectTags(std::string_view document);
+    Element* elementAt(char const* name, char const* end, Element* last, Element*& expected);
+    Element* elementOf(std::string_view name);
     void sortByElement(Tags const& tags);
-    Id idOf(std::string_view name);
-    Id lookUp(std::string_view name) const noexcept;
+    ElementTags const* lookUp(std::string_view name) const noexcept;
 
-    std::vector<Element> m_elements;
-    std::unordered_map<std::string_view, Id> m_ids;
+    std::list<Element> m_elements; // pointed to, and empty it needs no memory
+    std::unordered_map<std::string_view, Element*> m_byName;
     std::vector<int> m_positions; // element by element, the openings before the closings
     std::bitset<4096> m_shapes;   // of the names there are, to tell most missing ones at a glance
-    mutable Id m_lastAsked = none;
+    mutable Element const* m_lastAsked = nullptr;
 };
 
 } // namespace zel
