@@ -1,18 +1,16 @@
 #include "tests/support/HttpServer.h"
 
 #include "tests/support/LogLines.h"
+#include "tests/support/Namespace.h"
 
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <stdexcept>
-#include <system_error>
 #include <thread>
 
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
-#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -62,12 +60,6 @@ void stop(pid_t server) {
     waitpid(server, nullptr, 0);
 }
 
-void put(std::string const& file, char const* place) {
-    if (mount(file.c_str(), place, nullptr, MS_BIND, nullptr) != 0) {
-        throw std::system_error(errno, std::generic_category(), place);
-    }
-}
-
 } // namespace
 
 HttpServer::HttpServer(std::string const& directory) {
@@ -102,12 +94,10 @@ std::vector<std::string> HttpServer::requests() const {
 }
 
 void resolveToLoopback(std::string const& host) {
-    TemporaryDirectory const files; // what is mounted stays when its name goes
-    writeFile(files.path() + "/hosts", "127.0.0.1 localhost " + host + "\n");
+    mountTmpfs("/etc"); // a bare system has no file to put another one over
+    writeFile("/etc/hosts", "127.0.0.1 localhost " + host + "\n");
     // A resolver service of the machine would answer from outside the namespaces.
-    writeFile(files.path() + "/nsswitch.conf", "hosts: files\n");
-    put(files.path() + "/hosts", "/etc/hosts");
-    put(files.path() + "/nsswitch.conf", "/etc/nsswitch.conf");
+    writeFile("/etc/nsswitch.conf", "hosts: files\n");
 }
 
 } // namespace support
