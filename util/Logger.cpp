@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <cstdio>
 #include <ctime>
 
@@ -10,6 +11,8 @@ namespace thalvo {
 namespace {
 
 bool notConfiguredWarningGiven = false;
+
+constexpr std::size_t roomBesideTexts = 64; // of a line: level, source line, seconds and signs
 
 char const* levelTag(unsigned int level) noexcept {
     static constexpr std::array<char const*, 4> tags{"ERROR ", "WARNING ", "INFO ", "DEBUG "};
@@ -125,7 +128,9 @@ void Logger::print(unsigned int level, std::string const& file, int line,
     if (!m_configured)
         return warnNotConfigured(file, line);
 
-    std::string text = levelTag(level);
+    std::string text;
+    text.reserve(roomBesideTexts + file.size() + msg.size());
+    text.append(levelTag(level));
     appendOrigin(text, file, line, m_clock.getTime());
     text.append(msg).append("\n");
     if (fileTakes(level) && m_file)
