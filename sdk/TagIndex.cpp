@@ -69,7 +69,7 @@ TagIndex::Tags TagIndex::collectTags(std::string_view document) {
             continue;
         }
         tags.positions.push_back(static_cast<int>(open - begin));
-        tags.keys.push_back(element->id * 2 + (closing ? 1 : 0));
+        tags.keys.push_back(static_cast<unsigned int>(element->id * 2 + (closing ? 1 : 0)));
         at = name + element->name.size() + 1;
         last = element;
         expected = closing ? &element->afterClosing : &element->afterOpening;
@@ -99,7 +99,7 @@ TagIndex::Element* TagIndex::elementOf(std::string_view name) {
     if (element == nullptr) {
         Element fresh;
         fresh.name = name;
-        fresh.id = static_cast<unsigned int>(m_elements.size());
+        fresh.id = m_elements.size();
         m_elements.push_back(fresh);
         m_shapes.set(shapeOf(name) % m_shapes.size());
         element = &m_elements.back();

@@ -89,7 +89,7 @@ public:
 private:
     struct Element {
         std::string_view name;
-        unsigned int id;
+        std::size_t id;
         ElementTags tags;
         Element* afterOpening = nullptr;            // what followed its opening tag last
         Element* afterClosing = nullptr;            // what followed its closing tag last
