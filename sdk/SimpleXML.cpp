@@ -1,5 +1,6 @@
 #include "sdk/SimpleXML.h"
 
+#include "sdk/XmlComments.h"
 #include "util/ConfigFilepath.h"
 #include "util/FileDescriptor.h"
 #include "util/Logger.h"
@@ -25,73 +26,116 @@ namespace {
 constexpr char const* sourceFile = "sdk/SimpleXML";
 constexpr std::size_t maxLineLength = 4095;
 
-/// Reads until the bytes end or nothing more comes. @return false for an error, like a bad disk's.
-bool readAll(FileDescriptor const& file, std::string& bytes) {
+constexpr std::size_t pieceSize = 65536; // stays in the cache while it is looked through
+
+/// A file's characters, written before they are read, so without a first value.
+struct Text {
+    std::unique_ptr<char[]> characters;
+    std::size_t size = 0;
+    bool hasNulls = false;
+    bool hasReturns = false;
+
+    std::string_view view() const noexcept { return {characters.get(), size}; }
+};
+
+/// @return Room for a text and a terminator behind it.
+Text roomFor(std::size_t size) {
+    Text text;
+    text.characters.reset(new char[size + 1]);
+    text.size = size;
+    return text;
+}
+
+bool contains(std::string_view text, char searched) noexcept {
+    return text.find(searched) != std::string_view::npos;
+}
+
+bool contains(std::string_view text, std::string_view searched) noexcept {
+    return text.find(searched) != std::string_view::npos;
+}
+
+/// Reads until the text is full or nothing more comes. @return false for an error, like a bad
+/// disk's.
+bool readAll(FileDescriptor const& file, Text& text) {
     std::size_t filled = 0;
-    while (filled < bytes.size()) {
-        ssize_t const count = read(file.get(), bytes.data() + filled, bytes.size() - filled);
+    while (filled < text.size) {
+        char* const at = text.characters.get() + filled;
+        ssize_t const count = read(file.get(), at, std::min(pieceSize, text.size - filled));
         if (count < 0 && errno == EINTR)
             continue;
         if (count < 0)
             return false;
         if (count == 0)
             break;
-        filled += static_cast<std::size_t>(count);
+        std::string_view const piece(at, static_cast<std::size_t>(count));
+        text.hasNulls = text.hasNulls || contains(piece, '\0');
+        text.hasReturns = text.hasReturns || contains(piece, '\r');
+        filled += piece.size();
     }
-    bytes.resize(filled);
+    text.size = filled;
+    text.characters[filled] = '\0';
     return true;
 }
 
-/// @return The file's bytes; nothing when it cannot be opened or read, or when its offsets would
+/// @return The file's text; nothing when it cannot be opened or read, or when its offsets would
 ///         not fit an int. What is no regular file, like a directory, holds nothing.
-std::optional<std::string> readFile(char const* filename) {
+std::optional<Text> readFile(char const* filename) {
     auto const file = FileDescriptor::openForReading(filename);
     struct stat status {};
     if (!file.valid() || fstat(file.get(), &status) != 0)
         return std::nullopt;
     if (!S_ISREG(status.st_mode))
-        return std::string();
+        return roomFor(0);
     if (status.st_size >= std::numeric_limits<int>::max())
         return std::nullopt;
 
-    std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
-    if (!readAll(file, bytes))
+    Text text = roomFor(static_cast<std::size_t>(status.st_size));
+    if (!readAll(file, text))
         return std::nullopt;
-    return bytes;
+    return text;
 }
 
+std::string openingTag(std::string_view name) {
+    return std::string("<").append(name).append(">");
+}
+
+std::string closingTag(std::string_view name) {
+    return std::string("</").append(name).append(">");
+}
+
+/// @return Offset of the first such tag at or behind @p from, or -1.
+int findTag(std::string_view document, std::string_view tag, int from) noexcept {
+    auto const hit = document.find(tag, static_cast<std::size_t>(from));
+    return hit != std::string_view::npos ? static_cast<int>(hit) : -1;
+}
+
+/// @param text A text without null characters, terminated.
 /// @return Offset of the first occurrence at or behind @p from, or npos.
-std::size_t findText(std::string_view text, std::string_view searched, std::size_t from) noexcept {
+std::size_t findText(std::string_view text, std::string const& searched,
+                     std::size_t from) noexcept {
     if (from >= text.size())
         return std::string_view::npos;
-    void const* const hit =
-        memmem(text.data() + from, text.size() - from, searched.data(), searched.size());
-    if (hit == nullptr)
-        return std::string_view::npos;
-    return static_cast<std::size_t>(static_cast<char const*>(hit) - text.data());
-}
-
-bool contains(std::string_view line, std::string_view searched) noexcept {
-    return line.find(searched) != std::string_view::npos;
+    char const* const hit = std::strstr(text.data() + from, searched.c_str());
+    return hit != nullptr ? static_cast<std::size_t>(hit - text.data()) : std::string_view::npos;
 }
 
 /// Reduces a file to the lines between those of the root's tags, joined without a separator. A
 /// null character ends the text of its line, a line that is too long ends reading.
-void keepRootContent(std::string& text, std::string_view rootname) {
+void keepRootContent(Text& text, std::string_view rootname) {
     std::string const opening = std::string("<").append(rootname); // no '>': it may have attributes
-    std::string const closing = std::string("</").append(rootname).append(">");
-    bool const hasNulls = contains(text, std::string_view("\0", 1));
+    std::string const closing = closingTag(rootname);
+    std::string_view const all = text.view();
 
     std::size_t kept = 0;
     bool inside = false;
-    std::size_t closingAt = 0;         // no closing tag of the root begins before here
-    std::size_t next = text.find('<'); // leading bytes, such as a byte order mark, are skipped
-    while (next < text.size()) {
-        std::size_t const lineEnd = std::min(text.find('\n', next), text.size());
+    std::size_t closingAt = 0;        // no closing tag of the root begins before here
+    std::size_t next = all.find('<'); // leading bytes, such as a byte order mark, are skipped
+    while (next < all.size()) {
+        std::size_t const lineEnd = std::min(all.find('\n', next), all.size());
         if (lineEnd - next > maxLineLength)
             break;
-        std::string_view line(text.data() + next, lineEnd - next);
-        if (hasNulls)
+        std::string_view line = all.substr(next, lineEnd - next);
+        if (text.hasNulls)
             line = line.substr(0, line.find('\0'));
         next = lineEnd + 1;
 
@@ -103,78 +147,50 @@ void keepRootContent(std::string& text, std::string_view rootname) {
         if (closingAt < next) {
             if (contains(line, closing))
                 break;
-            closingAt = findText(text, closing, next);
+            closingAt = text.hasNulls ? next : findText(all, closing, next);
         }
-        std::memmove(text.data() + kept, line.data(), line.size());
+        std::memmove(text.characters.get() + kept, line.data(), line.size());
         kept += line.size();
     }
-    text.resize(kept);
+    text.size = kept;
 }
 
 /// Turns carriage returns into line feeds.
-void replaceCarriageReturns(std::string& text) noexcept {
-    if (!contains(text, "\r"))
+void replaceCarriageReturns(Text& text) noexcept {
+    if (!text.hasReturns)
         return;
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c == '\r' ? '\n' : c; });
+    char* const begin = text.characters.get();
+    std::replace(begin, begin + text.size, '\r', '\n');
 }
 
-/// Searches the tags of one name in a document. The index answers for ordinary names. A name with
-/// a bracket makes tags that overlap others, so those are searched for as they stand.
-class TagSearch {
+/// The elements of one name, searched for as their tags stand in a document.
+class LiteralElements {
 public:
-    TagSearch(std::string const& document, TagIndex const& index, std::string_view name) noexcept
-        : m_document(document), m_name(name), m_element(index.find(name)) {
-        if (m_element != nullptr) {
-            m_openings = &m_element->openings;
-            m_closings = &m_element->closings;
-        } else {
-            m_literal = contains(name, "<") || contains(name, ">");
-        }
-        if (name.empty() || name.front() != '/')
-            return;
-        // The opening tag of "/x" is the closing tag of "x".
-        ElementTags const* const unslashed = index.find(name.substr(1));
-        m_openings = unslashed != nullptr ? &unslashed->closings : nullptr;
+    LiteralElements(std::string_view document, std::string_view name)
+        : m_document(document), m_opening(openingTag(name)), m_closing(closingTag(name)) {}
+
+    Element firstFrom(int from) const noexcept {
+        int const opening = findTag(m_document, m_opening, from);
+        if (opening < 0)
+            return {};
+        int const start = opening + static_cast<int>(m_opening.size());
+        return {start, findTag(m_document, m_closing, start)};
     }
 
-    int openingLength() const noexcept { return static_cast<int>(m_name.size()) + 2; }
-
-    /// @return Offset of the first opening tag that begins in [from, limit), or -1.
-    int opening(int from, int limit) const {
-        return within(m_literal ? literal("<", from) : indexed(m_openings, from), limit);
-    }
-
-    /// @return Offset of the first closing tag that begins in [from, limit), or -1.
-    int closing(int from, int limit) const {
-        return within(m_literal ? literal("</", from) : indexed(m_closings, from), limit);
-    }
-
-    /// @return Where the search of an index can go on; null for a name that is not indexed.
-    LastFound* lastFound() const noexcept {
-        return m_element != nullptr ? &m_element->lastFound : nullptr;
-    }
+    mutable LastFound lastFound; // of this search only
 
 private:
-    static int within(int hit, int limit) noexcept { return hit < limit ? hit : -1; }
-
-    static int indexed(TagPositions const* positions, int from) noexcept {
-        return positions != nullptr ? positions->firstFrom(from) : -1;
-    }
-
-    int literal(char const* start, int from) const {
-        auto const hit = m_document.find(std::string(start).append(m_name).append(">"),
-                                         static_cast<std::size_t>(from));
-        return hit != std::string::npos ? static_cast<int>(hit) : -1;
-    }
-
-    std::string const& m_document;
-    std::string_view m_name;
-    ElementTags const* m_element;
-    TagPositions const* m_openings = nullptr;
-    TagPositions const* m_closings = nullptr;
-    bool m_literal = false;
+    std::string_view m_document;
+    std::string m_opening;
+    std::string m_closing;
 };
+
+/// @return The first element that begins at or behind @p from and ends before @p limit.
+template <class Elements>
+Element firstWithin(Elements const& elements, int from, int limit) noexcept {
+    Element const found = elements.firstFrom(from);
+    return found.end < limit ? found : Element{};
+}
 
 /// Reads a plain decimal, which needs none of the C library's scanning.
 /// @return false for anything else, like signs, blanks, bases and numbers out of range.
@@ -227,22 +243,22 @@ bool SimpleXML::open(char const* filename, char const* rootname) noexcept try {
     }
     keepRootContent(*text, rootname);
     replaceCarriageReturns(*text);
-    m_tags.clear();
-    m_doc = std::move(*text);
-    m_length = static_cast<int>(m_doc.size());
+    auto const left = removeComments(text->characters.get(), text->size);
+    m_index.clear();
+    m_text = std::move(text->characters);
+    m_length = static_cast<int>(text->size);
+    m_doc = {m_text.get(), left.value_or(text->size)};
     m_depth = 0;
-
-    bool const wellFormed = removeComments(m_doc);
-    m_tags.build(m_doc);
-    if (wellFormed)
+    m_index.build(m_doc);
+    if (left)
         return true;
     thalvo::report(0, sourceFile, __LINE__, m_doc);
     thalvo::report(0, sourceFile, __LINE__, "Format of file ", thalvo::W2C(filename),
                    " is wrong. Verify, that the XML document is well-formed!");
     return false;
 } catch (...) {
-    m_tags.clear();
-    m_doc.clear();
+    m_index.clear();
+    m_doc = {};
     m_length = 0;
     return false;
 }
@@ -261,49 +277,47 @@ bool SimpleXML::setNode() noexcept {
     return true;
 }
 
+Element SimpleXML::selected() const noexcept {
+    return {m_nodeStart[m_depth], m_nodeEnd[m_depth]};
+}
+
+/// Puts a question about the elements of a name, to the index or to the text itself.
+/// @return The answer; @p none when the document has no tag of the name.
+template <class Answer, class Question>
+Answer SimpleXML::ask(std::string_view name, Answer none, Question const& question) const {
+    NamedElements const* const elements = m_index.find(name);
+    if (elements != nullptr)
+        return question(*elements);
+    return ElementIndex::covers(name) ? none : question(LiteralElements(m_doc, name));
+}
+
 /// @return The first element of a name inside the selected one.
-SimpleXML::Element SimpleXML::findFirst(std::string_view name) const {
+Element SimpleXML::findFirst(std::string_view name) const {
     if (m_depth >= maxDepth)
         return {};
-    TagSearch const tags(m_doc, m_tags, name);
-    int const limit = m_nodeEnd[m_depth];
-    int const opening = tags.opening(m_nodeStart[m_depth], limit);
-    if (opening < 0)
-        return {};
-    int const start = opening + tags.openingLength();
-    int const end = tags.closing(start, limit);
-    if (end < 0)
-        return {};
-    return {start, end};
+    Element const parent = selected();
+    return ask(name, Element{}, [parent](auto const& elements) {
+        return firstWithin(elements, parent.start, parent.end);
+    });
 }
 
 /// @return The element of a name and an index inside the selected one. Going through the indexes
 ///         in ascending order takes constant time each.
-SimpleXML::Element SimpleXML::findByIndex(std::string_view name, int index) const {
+Element SimpleXML::findByIndex(std::string_view name, int index) const {
     if (index < 0 || m_depth >= maxDepth)
         return {};
-    TagSearch const tags(m_doc, m_tags, name);
-    int const limit = m_nodeEnd[m_depth];
-    Element found{0, m_nodeStart[m_depth]};
-    int i = 0;
-    LastFound* const last = tags.lastFound();
-    if (last != nullptr && last->parentStart == m_nodeStart[m_depth] && last->parentEnd == limit &&
-        last->index < index) {
-        found.end = last->end;
-        i = last->index + 1;
-    }
-    for (; i <= index; ++i) {
-        int const opening = tags.opening(found.end, limit);
-        if (opening < 0)
-            return {};
-        found.start = opening + tags.openingLength();
-        found.end = tags.closing(found.start, limit);
-        if (found.end < 0)
-            return {};
-    }
-    if (last != nullptr)
-        *last = {m_nodeStart[m_depth], limit, index, found.end};
-    return found;
+    Element const parent = selected();
+    return ask(name, Element{}, [parent, index](auto const& elements) {
+        LastFound& last = elements.lastFound;
+        bool const goesOn = last.parent.start == parent.start && last.parent.end == parent.end &&
+                            last.index < index;
+        Element found = firstWithin(elements, goesOn ? last.end : parent.start, parent.end);
+        for (int i = goesOn ? last.index + 1 : 0; i < index && found.exists(); ++i)
+            found = firstWithin(elements, found.end, parent.end);
+        if (found.exists())
+            last = {parent, index, found.end};
+        return found;
+    });
 }
 
 bool SimpleXML::select(Element element) noexcept {
@@ -338,14 +352,14 @@ bool SimpleXML::resetNode() noexcept {
 std::string_view SimpleXML::textOf(Element element) const noexcept {
     auto const start = static_cast<std::size_t>(element.start);
     auto const length = static_cast<std::size_t>(element.end - element.start);
-    return std::string_view(m_doc).substr(start, length);
+    return m_doc.substr(start, length);
 }
 
 bool SimpleXML::getNode(char** text) const noexcept try {
-    Element const selected{m_nodeStart[m_depth], m_nodeEnd[m_depth]};
-    if (text == nullptr || selected.end - selected.start < 1)
+    Element const element = selected();
+    if (text == nullptr || element.end - element.start < 1)
         return false;
-    *text = copyOf(textOf(selected)).release();
+    *text = copyOf(textOf(element)).release();
     return true;
 } catch (...) {
     return false;
@@ -354,22 +368,17 @@ bool SimpleXML::getNode(char** text) const noexcept try {
 unsigned int SimpleXML::getNodeCount(char const* name) const noexcept try {
     if (name == nullptr || m_depth >= maxDepth)
         return 0;
-    TagSearch const tags(m_doc, m_tags, name);
-
-    // Looser than a descent on purpose: a tag that touches the element's end still counts.
-    int const limit = m_nodeEnd[m_depth];
-    unsigned int count = 0;
-    int at = m_nodeStart[m_depth];
-    while (true) {
-        int const opening = tags.opening(at, m_length);
-        int const start = opening + tags.openingLength();
-        if (opening < 0 || start > limit)
-            return count;
-        at = tags.closing(start, m_length);
-        if (at < 0 || at > limit)
-            return count;
-        ++count;
-    }
+    Element const parent = selected();
+    return ask(name, 0U, [parent](auto const& elements) {
+        // Looser than a descent on purpose: a tag that touches the parent's end still counts.
+        unsigned int count = 0;
+        Element found = elements.firstFrom(parent.start);
+        while (found.exists() && found.end <= parent.end) {
+            ++count;
+            found = elements.firstFrom(found.end);
+        }
+        return count;
+    });
 } catch (...) {
     return 0;
 }
@@ -377,11 +386,11 @@ unsigned int SimpleXML::getNodeCount(char const* name) const noexcept try {
 int SimpleXML::getKey(char const* name, int from, int limit, bool closing) const noexcept try {
     if (name == nullptr || from < 0 || static_cast<std::size_t>(from) > m_doc.size())
         return -1;
-    TagSearch const tags(m_doc, m_tags, name);
-    if (closing)
-        return tags.closing(from, limit);
-    int const hit = tags.opening(from, limit);
-    return hit < 0 ? -1 : hit + tags.openingLength();
+    std::string const tag = closing ? closingTag(name) : openingTag(name);
+    int const hit = findTag(m_doc, tag, from);
+    if (hit >= limit)
+        return -1;
+    return closing || hit < 0 ? hit : hit + static_cast<int>(tag.size());
 } catch (...) {
     return -1;
 }
@@ -399,9 +408,9 @@ bool SimpleXML::getNumber(char const* name, Number* value,
 
     // Terminated where its closing tag begins, the text needs no copy. One that holds no number
     // leaves the value as it is, and the child exists all the same.
-    char& closingBracket = m_doc[static_cast<std::size_t>(element.end)];
+    char& closingBracket = m_text[static_cast<std::size_t>(element.end)];
     closingBracket = '\0';
-    read(m_doc.data() + element.start, value);
+    read(m_text.get() + element.start, value);
     closingBracket = '<';
     return true;
 } catch (...) {

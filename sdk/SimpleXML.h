@@ -2,12 +2,11 @@
 /// A small reader for the XML subset of calibration descriptions and download links.
 #pragma once
 
-#include "sdk/TagIndex.h"
-#include "sdk/XmlComments.h"
+#include "sdk/ElementIndex.h"
 
 #include <array>
+#include <memory>
 #include <optional>
-#include <string>
 #include <string_view>
 
 namespace zel {
@@ -118,14 +117,9 @@ public:
 private:
     static constexpr int maxDepth = 254;
 
-    /// An element's text: from behind its opening tag to its closing tag.
-    struct Element {
-        int start = -1; // -1 for none
-        int end = -1;
-
-        bool exists() const noexcept { return start >= 0; }
-    };
-
+    template <class Answer, class Question>
+    Answer ask(std::string_view name, Answer none, Question const& question) const;
+    Element selected() const noexcept;
     Element findFirst(std::string_view name) const;
     Element findByIndex(std::string_view name, int index) const;
     bool select(Element element) noexcept;
@@ -137,8 +131,9 @@ private:
     std::array<int, maxDepth + 2> m_nodeStart{};
     std::array<int, maxDepth + 2> m_nodeEnd{};
     unsigned short m_depth = 0;
-    std::string m_doc; // what is left of them without comments
-    TagIndex m_tags;
+    std::unique_ptr<char[]> m_text;
+    std::string_view m_doc; // what is left of it without comments
+    ElementIndex m_index;
 };
 
 } // namespace zel

@@ -2,7 +2,8 @@
 /// Comments of an XML document.
 #pragma once
 
-#include <string>
+#include <cstddef>
+#include <optional>
 
 namespace zel {
 
@@ -12,7 +13,7 @@ struct CommentToken {
     int position; ///< offset of the first character of "<!--", or just behind "-->"
 };
 
-/// Orders comment tokens by position alone.
+/// Orders comment tokens by position alone: the order in which removeComments() takes them.
 /// @param a A token.
 /// @param b Another one.
 /// @return Whether @p a stands before @p b.
@@ -20,9 +21,11 @@ bool compTokens(CommentToken a, CommentToken b) noexcept;
 
 /// Takes the comments out of a document. They may span lines and nest: a comment ends with the
 /// "-->" that closes its first "<!--".
-/// @param text The document, shorter than 2 GiB; unchanged when the result is false.
-/// @return false when a "-->" has no "<!--" before it or a "<!--" is left open.
+/// @param text   The document; unchanged when the result is nothing.
+/// @param length Characters in it, fewer than 2^31.
+/// @return The number of characters left; nothing when a "-->" has no "<!--" before it or a "<!--"
+///         is left open.
 /// @throws std::bad_alloc
-bool removeComments(std::string& text);
+std::optional<std::size_t> removeComments(char* text, std::size_t length);
 
 } // namespace zel
