@@ -2,9 +2,11 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <ctime>
+#include <limits>
 
 namespace thalvo {
 
@@ -12,24 +14,39 @@ namespace {
 
 bool notConfiguredWarningGiven = false;
 
-constexpr std::size_t roomBesideTexts = 64; // of a line: level, source line, seconds and signs
+constexpr std::size_t usualLineLength = 240; // more makes its room grow
 
 char const* levelTag(unsigned int level) noexcept {
     static constexpr std::array<char const*, 4> tags{"ERROR ", "WARNING ", "INFO ", "DEBUG "};
     return level < tags.size() ? tags[level] : tags[0];
 }
 
-// Six significant digits and no fixed number of decimals, whatever the numeric locale.
-void appendSeconds(std::string& text, long double milliseconds) {
-    std::array<char, 64> digits;
-    auto const end = std::to_chars(digits.data(), digits.data() + digits.size(),
-                                   milliseconds / 1000.0L, std::chars_format::general, 6);
-    text.append(digits.data(), end.ptr);
+/// Room for one formatted number.
+using Digits = std::array<char, 64>;
+
+template <class Number>
+std::string_view sixDigits(Digits& digits, Number seconds) noexcept {
+    auto const end = std::to_chars(digits.data(), digits.data() + digits.size(), seconds,
+                                   std::chars_format::general, 6);
+    return {digits.data(), static_cast<std::size_t>(end.ptr - digits.data())};
 }
 
-void appendOrigin(std::string& text, std::string const& file, int line, long double milliseconds) {
+// Six significant digits and no fixed number of decimals, whatever the numeric locale. Two of type
+// double cost half as much as one of type long double, so those next to it are tried: where they
+// agree, what is between them reads the same.
+void appendSeconds(std::string& text, long double seconds) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    double const nearest = static_cast<double>(seconds);
+    Digits above;
+    Digits below;
+    auto const upper = sixDigits(above, std::nextafter(nearest, infinity));
+    auto const lower = sixDigits(below, std::nextafter(nearest, -infinity));
+    text.append(upper == lower ? upper : sixDigits(above, seconds));
+}
+
+void appendOrigin(std::string& text, std::string_view file, int line, long double milliseconds) {
     text.append("[").append(file).append(":").append(std::to_string(line)).append("] @ ");
-    appendSeconds(text, milliseconds);
+    appendSeconds(text, milliseconds / 1000.0L);
     text.append("s :");
 }
 
@@ -113,7 +130,7 @@ bool Logger::wouldPrint(unsigned int level) const noexcept {
     return fileTakes(level) || consoleTakes(level);
 }
 
-void Logger::warnNotConfigured(std::string const& file, int line) {
+void Logger::warnNotConfigured(std::string_view file, int line) {
     std::string text;
     appendOrigin(text, file, line, m_clock.getTime());
     text.append(" Logger not configured!\n");
@@ -121,24 +138,25 @@ void Logger::warnNotConfigured(std::string const& file, int line) {
     notConfiguredWarningGiven = true;
 }
 
-void Logger::print(unsigned int level, std::string const& file, int line,
-                   std::string const& msg) noexcept try {
-    if (!wouldPrint(level))
-        return;
-    if (!m_configured)
-        return warnNotConfigured(file, line);
-
+std::string Logger::beginLine(unsigned int level, std::string_view file, int line) const {
     std::string text;
-    text.reserve(roomBesideTexts + file.size() + msg.size());
+    text.reserve(usualLineLength);
     text.append(levelTag(level));
     appendOrigin(text, file, line, m_clock.getTime());
-    text.append(msg).append("\n");
+    return text;
+}
+
+void Logger::finishLine(unsigned int level, std::string& text) {
+    text.append("\n");
     if (fileTakes(level) && m_file)
-        *m_file << text << std::flush;
+        m_file->write(text.data(), static_cast<std::streamsize>(text.size())).flush();
     if (consoleTakes(level))
         writeToConsole(text);
-} catch (...) {
-    // No memory for the line: it is lost.
+}
+
+void Logger::print(unsigned int level, std::string const& file, int line,
+                   std::string const& msg) noexcept {
+    printParts(level, file, line, msg);
 }
 
 } // namespace thalvo

@@ -63,6 +63,15 @@ public:
     /// @return Whether print() with this level would write anything now.
     bool wouldPrint(unsigned int level) const noexcept;
 
+    /// Writes a line as print() does, with its message in pieces.
+    /// @param level Level of the line.
+    /// @param file  Source file that reports, such as `sdk/SimpleXML`.
+    /// @param line  Its line.
+    /// @param parts Pieces of the message, in order: texts and numbers.
+    template <class... Parts>
+    void printParts(unsigned int level, std::string_view file, int line,
+                    Parts const&... parts) noexcept;
+
 private:
     Logger() = default;
     ~Logger();
@@ -70,7 +79,9 @@ private:
     void closeFile();
     bool fileTakes(unsigned int level) const noexcept;
     bool consoleTakes(unsigned int level) const noexcept;
-    void warnNotConfigured(std::string const& file, int line);
+    void warnNotConfigured(std::string_view file, int line);
+    std::string beginLine(unsigned int level, std::string_view file, int line) const;
+    void finishLine(unsigned int level, std::string& text);
 
     static Logger* m_;
 
@@ -93,6 +104,20 @@ inline void appendPart(std::string& message, int part) {
     message.append(std::to_string(part));
 }
 
+template <class... Parts>
+void Logger::printParts(unsigned int level, std::string_view file, int line,
+                        Parts const&... parts) noexcept try {
+    if (!wouldPrint(level))
+        return;
+    if (!m_configured)
+        return warnNotConfigured(file, line);
+    std::string text = beginLine(level, file, line);
+    (appendPart(text, parts), ...);
+    finishLine(level, text);
+} catch (...) {
+    // No memory for the line: it is lost, like one for a file that could not be opened.
+}
+
 /// Prints the concatenation of @p parts through the one logger. It is composed only if some output
 /// takes the level, so a message below the threshold costs next to nothing.
 /// @param level Level of the line.
@@ -100,17 +125,10 @@ inline void appendPart(std::string& message, int part) {
 /// @param line  Its line.
 /// @param parts Pieces of the message, in order: texts and numbers.
 template <class... Parts>
-void report(unsigned int level, char const* file, int line, Parts const&... parts) noexcept {
+void report(unsigned int level, std::string_view file, int line, Parts const&... parts) noexcept {
     Logger* const logger = Logger::getInstance();
-    if (logger == nullptr || !logger->wouldPrint(level))
-        return;
-    try {
-        std::string message;
-        (appendPart(message, parts), ...);
-        logger->print(level, file, line, message);
-    } catch (...) {
-        // No memory for the message: it is lost, like a line for a file that could not be opened.
-    }
+    if (logger != nullptr)
+        logger->printParts(level, file, line, parts...);
 }
 
 } // namespace thalvo

@@ -7,6 +7,8 @@
 
 #include <dirent.h>
 #include <limits>
+#include <random>
+#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -219,6 +221,23 @@ TEST_F(LoggerTest, WritesAMicrosecondWithAnExponent) {
     configure("unused", console, 3, 3);
     setClock(1000, 10);
     EXPECT_EQ(consoleLineOf(0, "x"), "ERROR [sdk/SimpleXML:120] @ 1e-05s :x\n");
+}
+
+TEST_F(LoggerTest, RoundsSecondsLikeAStream) {
+    configure(base(), logfile, 3, 3);
+    std::mt19937 random(5);
+    std::ostringstream expected;
+    for (int i = 0; i < 20000; ++i) {
+        long const step = i % 2 == 0 ? 1 : 125; // many of the latter lie half-way between results
+        long const seconds = static_cast<long>(random() % (i % 3 == 0 ? 10 : 2000));
+        long const microseconds = static_cast<long>(random()) % (1000000 / step) * step;
+        setClock(1000 + seconds, microseconds);
+        print(0, "x");
+        long double const now = static_cast<long double>(1000 + seconds) * 1000.0L +
+                                static_cast<long double>(microseconds) / 1000.0L;
+        expected << "ERROR [sdk/SimpleXML:120] @ " << (now - 1000000.0L) / 1000.0L << "s :x\n";
+    }
+    EXPECT_TRUE(readFile(stamped()) == expected.str());
 }
 
 TEST_F(LoggerTest, WritesNegativeSecondsAfterTheClockWasSetBack) {
