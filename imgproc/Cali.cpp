@@ -480,12 +480,10 @@ bool ConfigCali::caliFilenameString(int serial, int fov, char const* text, float
                                     int bufferSize) noexcept {
     if (buffer == nullptr || bufferSize < 0)
         return false;
-    std::array<char, 32> suffix{};
-    if (framerate != 0) {
-        tsnprintf(suffix.data(), static_cast<unsigned int>(suffix.size()), "-%i", framerate);
-    }
     char const* const separator = isEmpty(text) ? "" : "-";
-    return tsnprintf(buffer, static_cast<unsigned int>(bufferSize), "%i-%i%s%s-%s%i-%s%i%s", serial,
-                     fov, separator, orEmpty(text), signLetter(lo), magnitude(lo), signLetter(hi),
-                     magnitude(hi), suffix.data()) > 0;
+    char const* const format =
+        framerate != 0 ? "%i-%i%s%s-%s%i-%s%i-%i" : "%i-%i%s%s-%s%i-%s%i"; // the last stays unused
+    return tsnprintf(buffer, static_cast<unsigned int>(bufferSize), format, serial, fov, separator,
+                     orEmpty(text), signLetter(lo), magnitude(lo), signLetter(hi), magnitude(hi),
+                     framerate) > 0;
 }
