@@ -39,7 +39,8 @@ std::size_t nextHyphen(std::string_view text, std::size_t hyphen) noexcept {
 template <class Visit>
 void forEachToken(std::string_view text, Visit const& visit) {
     std::size_t closersFrom = 0;
-    for (auto hyphen = text.find('-'); hyphen != text.npos; hyphen = nextHyphen(text, hyphen)) {
+    for (auto hyphen = text.find('-'); hyphen != std::string_view::npos;
+         hyphen = nextHyphen(text, hyphen)) {
         if (opensAt(text, hyphen))
             visit(CommentToken{startOfComment, static_cast<int>(hyphen - 2)});
         if (hyphen < closersFrom || !closesAt(text, hyphen))
