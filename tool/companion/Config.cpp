@@ -1,0 +1,57 @@
+#include "tool/companion/Commands.h"
+#include "tool/companion/Files.h"
+#include "tool/companion/Installed.h"
+
+#include "sdk/IRCalibrationManager.h"
+
+#include <filesystem>
+#include <new>
+
+namespace companion {
+
+namespace {
+
+/// The configuration names the directory to programs that run elsewhere. What the person wrote as
+/// an absolute path stays as it is.
+std::string absolute(std::string const& directory) {
+    if (directory.front() == '/')
+        return directory;
+    std::error_code error;
+    auto const path = std::filesystem::canonical(directory, error);
+    if (error)
+        throw systemFailure("Cannot use the calibration directory", directory, error.value());
+    return path;
+}
+
+} // namespace
+
+Result config(Options const& options, Terminal const& /*terminal*/) {
+    useDirectory(options.directory);
+    useDirectory(absolute(options.directory));
+    Installed const set(options.serial);
+    Result result{Status::yes,
+                  "",
+                  {{"serial", options.serial},
+                   {"directory", options.directory},
+                   {"configuration", nullptr},
+                   {"file", nullptr}},
+                  {}};
+    if (set.description() == nullptr) {
+        result.status = Status::no;
+        result.notes = set.whyNoDescription();
+        return result;
+    }
+    std::string const text = manager().generateConfiguration(options.serial);
+    if (text.empty())
+        throw std::bad_alloc();
+    result.members["configuration"] = text;
+    if (options.output.empty()) {
+        result.text = text;
+        return result;
+    }
+    publish(options.output, text, options.force);
+    result.members["file"] = options.output;
+    return result;
+}
+
+} // namespace companion

@@ -1,0 +1,139 @@
+#include "tool/companion/Commands.h"
+#include "tool/companion/Files.h"
+#include "tool/companion/Installed.h"
+
+#include "sdk/IRCalibrationManager.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace companion {
+
+namespace {
+
+using Names = std::vector<std::string>;
+
+bool holds(Names const& names, std::string const& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+/// Keeps other downloads away while it lives: all use the same file in this directory.
+class OnlyDownload {
+public:
+    OnlyDownload() : m_descriptor(open("/tmp", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+        if (m_descriptor < 0)
+            throw systemFailure("Cannot use", "/tmp", errno);
+        if (flock(m_descriptor, LOCK_EX | LOCK_NB) == 0)
+            return;
+        int const error = errno;
+        close(m_descriptor);
+        throw systemFailure("Cannot lock", "/tmp", error, "Another download is under way.");
+    }
+    ~OnlyDownload() { close(m_descriptor); }
+    OnlyDownload(OnlyDownload const&) = delete;
+    OnlyDownload& operator=(OnlyDownload const&) = delete;
+
+private:
+    int m_descriptor;
+};
+
+/// What cannot be used of a set. `wget` leaves an empty file for what the server lacks, and the
+/// library takes it, like a description without optics, for one that is there.
+Names unusable(Installed const& set) {
+    Names names = set.missing();
+    auto const add = [&](std::string const& name) {
+        if (!holds(names, name))
+            names.push_back(name);
+    };
+    if (set.description() == nullptr)
+        add(set.descriptionName());
+    for (std::string const& name : set.wanted()) {
+        if (isEmptyFile(set.path(name)))
+            add(name);
+    }
+    return names;
+}
+
+/// Fetches what the library finds missing, and before that the empty files that it would keep.
+bool fetch(Installed const& set, unsigned long serial) {
+    std::string emptyFiles;
+    for (std::string const& name : set.wanted()) {
+        if (isEmptyFile(set.path(name)))
+            emptyFiles += name + ";";
+    }
+    if (!emptyFiles.empty()) {
+        zel::IRCalibrationManager::downloadTarget(emptyFiles.c_str(), std::to_string(serial), ".");
+        Installed const again(serial); // with the description that may have come
+    }
+    return manager().downloadCalibration(serial);
+}
+
+/// An empty file that was not there before is what `wget` left; nobody else can want it.
+void removeLeftovers(std::set<std::string> const& before, Names const& names) {
+    for (std::string const& name : names) {
+        if (before.count(name) == 0 && isEmptyFile(name))
+            unlink(name.c_str());
+    }
+}
+
+/// What can be used now and could not be before.
+Names gained(std::set<std::string> const& before, Names const& unusableBefore,
+             Names const& wantedNow, Names const& unusableNow) {
+    Names names;
+    for (std::string const& name : wantedNow) {
+        bool const usableBefore = before.count(name) != 0 && !holds(unusableBefore, name);
+        if (!usableBefore && !holds(unusableNow, name))
+            names.push_back(name);
+    }
+    return names;
+}
+
+void tell(Result& result, Terminal const& terminal, Names const& installed, Names const& missing) {
+    for (std::string const& name : installed)
+        result.text += terminal.shown(name) + ": " + terminal.green("installed") + "\n";
+    for (std::string const& name : missing)
+        result.text += terminal.shown(name) + ": " + terminal.yellow("still missing") + "\n";
+}
+
+} // namespace
+
+Result download(Options const& options, Terminal const& terminal) {
+    requireCalibrationDirectory(options.directory, R_OK | W_OK | X_OK);
+    OnlyDownload const only;
+    // The directory reaches a shell, which would take blanks and other characters in it apart.
+    WorkingDirectory const home;
+    if (chdir(options.directory.c_str()) != 0)
+        throw systemFailure("Cannot use the calibration directory", options.directory, errno);
+    useDirectory(".");
+
+    Installed const setBefore(options.serial);
+    auto const before = namesIn(".");
+    Names const unusableBefore = unusable(setBefore);
+    bool const fetched = unusableBefore.empty() || fetch(setBefore, options.serial);
+
+    Installed const set(options.serial);
+    Names const missing = unusable(set);
+    Names const installed = gained(before, unusableBefore, set.wanted(), missing);
+    removeLeftovers(before, missing);
+
+    Result result{missing.empty() ? Status::yes : Status::no,
+                  "",
+                  {{"serial", options.serial},
+                   {"directory", options.directory},
+                   {"complete", missing.empty()},
+                   {"installed", installed},
+                   {"missing", missing}},
+                  {}};
+    tell(result, terminal, installed, missing);
+    if (!fetched)
+        result.notes.emplace_back("The download did not go through; -v tells why.");
+    if (!missing.empty())
+        result.notes.emplace_back("Not complete.");
+    return result;
+}
+
+} // namespace companion

@@ -1,0 +1,187 @@
+#include "tool/companion/Files.h"
+
+#include "tool/companion/Result.h"
+
+#include "util/FileDescriptor.h"
+
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace companion {
+
+namespace {
+
+using zel::FileDescriptor;
+
+FileDescriptor open(std::string const& path) {
+    FileDescriptor file = FileDescriptor::openForReading(path.c_str());
+    if (!file.valid())
+        throw systemFailure("Cannot read", path, errno);
+    return file;
+}
+
+struct stat statusOf(FileDescriptor const& file) {
+    struct stat status {};
+    fstat(file.get(), &status); // an open descriptor always has one
+    return status;
+}
+
+/// Reads a file piece by piece, each as long as the buffer until the last.
+class Pieces {
+public:
+    Pieces(FileDescriptor const& file, std::string const& path) : m_file(file), m_path(path) {}
+
+    /// @return The next piece; empty at the end of the file.
+    std::string_view next() {
+        std::size_t filled = 0;
+        while (filled < m_buffer.size()) {
+            ssize_t const count =
+                read(m_file.get(), m_buffer.data() + filled, m_buffer.size() - filled);
+            if (count < 0)
+                throw systemFailure("Cannot read", m_path, errno);
+            if (count == 0)
+                break;
+            filled += static_cast<std::size_t>(count);
+        }
+        return {m_buffer.data(), filled};
+    }
+
+private:
+    FileDescriptor const& m_file;
+    std::string const& m_path;
+    std::array<char, 65536> m_buffer{};
+};
+
+/// A file beside the one that is to be written; it goes, unless it was moved there.
+class FileBeside {
+public:
+    explicit FileBeside(std::string const& path) : m_name(path + ".XXXXXX") {
+        m_descriptor = mkostemp(m_name.data(), O_CLOEXEC);
+        if (m_descriptor < 0)
+            throw systemFailure("Cannot write", path, errno);
+    }
+    ~FileBeside() {
+        close(m_descriptor);
+        unlink(m_name.c_str());
+    }
+    FileBeside(FileBeside const&) = delete;
+    FileBeside& operator=(FileBeside const&) = delete;
+
+    /// Writes the content to the disk, with the rights that any new file gets.
+    bool fill(std::string const& content) const {
+        mode_t const mask = umask(0);
+        umask(mask);
+        return writeAll(m_descriptor, content) && fchmod(m_descriptor, 0666 & ~mask) == 0 &&
+               fsync(m_descriptor) == 0;
+    }
+
+    bool replace(std::string const& path) const {
+        return std::rename(m_name.c_str(), path.c_str()) == 0;
+    }
+
+    /// Puts it in place in one step that fails when there is a file. Some file systems know no such
+    /// move, and of the others some know no second name for a file.
+    bool place(std::string const& path) const {
+        return renameat2(AT_FDCWD, m_name.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0 ||
+               (errno == EINVAL && link(m_name.c_str(), path.c_str()) == 0);
+    }
+
+private:
+    std::string m_name;
+    int m_descriptor;
+};
+
+} // namespace
+
+WorkingDirectory::WorkingDirectory()
+    : m_descriptor(::open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+
+WorkingDirectory::~WorkingDirectory() {
+    // Fails only for a directory that may no longer be entered; no relative path means much then.
+    [[maybe_unused]] int const result = fchdir(m_descriptor);
+    close(m_descriptor);
+}
+
+void requireDirectory(std::string const& path, int rights, std::string const& what,
+                      std::string const& hint) {
+    struct stat status {};
+    int error = 0;
+    if (stat(path.c_str(), &status) != 0) {
+        error = errno;
+    } else if (!S_ISDIR(status.st_mode)) {
+        error = ENOTDIR;
+    } else if (faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) != 0) {
+        error = errno;
+    }
+    if (error != 0)
+        throw systemFailure("Cannot use the " + what, path, error, error == ENOENT ? hint : "");
+}
+
+std::set<std::string> namesIn(std::string const& directory) {
+    std::error_code error;
+    std::set<std::string> names;
+    for (std::filesystem::directory_iterator entries(directory, error), end;
+         !error && entries != end; entries.increment(error)) {
+        names.insert(entries->path().filename());
+    }
+    if (error)
+        throw systemFailure("Cannot list", directory, error.value());
+    return names;
+}
+
+bool isEmptyFile(std::string const& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
+}
+
+bool sameBytes(std::string const& left, std::string const& right) {
+    FileDescriptor const leftFile = open(left);
+    FileDescriptor const rightFile = open(right);
+    auto const leftStatus = statusOf(leftFile);
+    auto const rightStatus = statusOf(rightFile);
+    if (!S_ISREG(leftStatus.st_mode) || !S_ISREG(rightStatus.st_mode) ||
+        leftStatus.st_size != rightStatus.st_size)
+        return false;
+
+    Pieces leftPieces(leftFile, left);
+    Pieces rightPieces(rightFile, right);
+    for (;;) {
+        std::string_view const piece = leftPieces.next();
+        if (piece != rightPieces.next())
+            return false;
+        if (piece.empty())
+            return true;
+    }
+}
+
+void publish(std::string const& path, std::string const& content, bool replace) {
+    FileBeside const file(path);
+    if (!file.fill(content))
+        throw systemFailure("Cannot write", path, errno);
+    if (replace ? file.replace(path) : file.place(path))
+        return;
+    int const error = errno;
+    throw systemFailure("Cannot write", path, error,
+                        error == EEXIST ? "With --force it is replaced." : "");
+}
+
+bool writeAll(int descriptor, std::string const& text) {
+    for (std::size_t done = 0; done < text.size();) {
+        ssize_t const count = write(descriptor, text.data() + done, text.size() - done);
+        if (count < 0)
+            return false;
+        done += static_cast<std::size_t>(count);
+    }
+    return true;
+}
+
+} // namespace companion

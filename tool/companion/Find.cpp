@@ -1,0 +1,30 @@
+#include "tool/companion/Commands.h"
+#include "tool/companion/Files.h"
+#include "tool/companion/Installed.h"
+
+#include "sdk/IRCalibrationManager.h"
+
+#include <unistd.h>
+
+namespace companion {
+
+Result find(Options const& options, Terminal const& /*terminal*/) {
+    // A tree that cannot be searched and one without a camera give the same answer in the library.
+    requireDirectory("/sys/bus/usb/devices", R_OK | X_OK, "USB device tree");
+    WorkingDirectory const home; // which the search leaves
+    unsigned long serial = options.serial;
+    if (manager().findSerial(serial)) {
+        std::string const text = std::to_string(serial);
+        return {Status::yes, text + "\n", {{"serial", serial}, {"attached", true}}, {}};
+    }
+    if (options.serial == 0) {
+        return {
+            Status::no, "", {{"serial", nullptr}, {"attached", false}}, {"No camera is attached."}};
+    }
+    return {Status::no,
+            "",
+            {{"serial", options.serial}, {"attached", false}},
+            {"Camera " + std::to_string(options.serial) + " is not attached."}};
+}
+
+} // namespace companion

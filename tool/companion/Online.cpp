@@ -1,0 +1,20 @@
+#include "tool/companion/Commands.h"
+#include "tool/companion/Installed.h"
+
+#include "sdk/IRCalibrationManager.h"
+
+#include <cerrno>
+
+#include <unistd.h>
+
+namespace companion {
+
+Result online(Options const& /*options*/, Terminal const& /*terminal*/) {
+    constexpr char const* program = "/sbin/route";
+    if (access(program, X_OK) != 0)
+        throw systemFailure("Cannot run", program, errno, "The package net-tools brings it.");
+    bool const online = manager().isOnlineCalibrationRepoAccessible();
+    return {online ? Status::yes : Status::no, online ? "yes\n" : "no\n", {{"online", online}}, {}};
+}
+
+} // namespace companion

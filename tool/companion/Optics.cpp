@@ -1,0 +1,93 @@
+#include "tool/companion/Commands.h"
+#include "tool/companion/Installed.h"
+#include "tool/companion/Table.h"
+
+#include "imgproc/Cali.h"
+
+#include <memory>
+#include <optional>
+
+namespace companion {
+
+namespace {
+
+using FrameRates = std::optional<std::vector<std::uint16_t>>;
+
+/// JSON has no numbers that are infinite or none; nlohmann writes null for them.
+double number(float value) {
+    return std::stod(decimal(value));
+}
+
+std::string frameRatesText(FrameRates const& rates) {
+    if (!rates)
+        return "any";
+    std::string text;
+    for (auto const rate : *rates)
+        text += (text.empty() ? "" : ", ") + std::to_string(rate);
+    return text.empty() ? "none" : text + " Hz";
+}
+
+std::string opticText(OpticsDefinition const& optic) {
+    std::string text = std::to_string(optic.FOV);
+    if (optic.Text != nullptr && optic.Text[0] != '\0')
+        text += std::string(" ") + optic.Text.get();
+    return text;
+}
+
+Json rangeMembers(TempRangeDefinition const& range) {
+    Json members{{"low", number(range.range.lo)}, {"high", number(range.range.hi)}};
+    members["frameRates"] = range.framerates ? Json(*range.framerates) : Json(nullptr);
+    return members;
+}
+
+Json opticMembers(OpticsDefinition const& optic, TempRangeTable const& ranges) {
+    Json members{{"fieldOfView", optic.FOV},
+                 {"text", optic.Text != nullptr ? optic.Text.get() : ""},
+                 {"samplePointCalibrated", optic.SamplePointCali},
+                 {"ranges", Json::array()}};
+    for (auto const& range : ranges)
+        members["ranges"].push_back(rangeMembers(range));
+    return members;
+}
+
+/// Shows an optic once, however many ranges it has.
+void addRows(Table& table, OpticsDefinition const& optic, TempRangeTable const& ranges) {
+    std::string name = opticText(optic);
+    for (auto const& [fid, skim, range, extended, rates, decimals, parameters] : ranges) {
+        table.add({name, decimal(range.lo) + " to " + decimal(range.hi), frameRatesText(rates)},
+                  {range.lo, range.hi});
+        name.clear();
+    }
+    if (!name.empty())
+        table.add({name, "none", ""}, {1, 0});
+}
+
+} // namespace
+
+Result optics(Options const& options, Terminal const& terminal) {
+    useDirectory(options.directory);
+    Installed const set(options.serial);
+    Result result{
+        Status::yes,
+        "",
+        {{"serial", options.serial}, {"directory", options.directory}, {"optics", Json::array()}},
+        {}};
+    ConfigCali const* const description = set.description();
+    if (description == nullptr) {
+        result.status = Status::no;
+        result.notes = set.whyNoDescription();
+        return result;
+    }
+    std::unique_ptr<Range> const all(description->getTempRangeOverAll());
+    Table table({"OPTIC", "RANGE", "FRAME RATES"}, {all->lo, all->hi});
+    for (OpticsDefinition const& optic : *description->optics) {
+        // The first optic of that field of view and text answers for all that share them.
+        auto const& ranges = description->findOptic(optic.FOV, optic.Text.get())->tempRanges;
+        addRows(table, optic, ranges);
+        result.members["optics"].push_back(opticMembers(optic, ranges));
+    }
+    result.text = table.on(terminal);
+    return result;
+}
+
+} // namespace companion

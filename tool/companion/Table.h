@@ -1,0 +1,52 @@
+/// @file
+/// Tables for people.
+#pragma once
+
+#include "tool/companion/Terminal.h"
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace companion {
+
+/// Where an interval lies on a scale.
+struct Span {
+    double low;  ///< its low end
+    double high; ///< its high end
+};
+
+/// Columns of text under a heading, with a bar behind each row where bars can be shown.
+class Table {
+public:
+    using Cells = std::vector<std::string>;
+
+    /// @param heading One cell a column.
+    /// @param scale   What the whole width of a bar stands for.
+    Table(Cells const& heading, Span scale) : m_scale(scale) { m_rows.push_back({heading, {}}); }
+
+    /// Adds a row with as many cells as the heading.
+    void add(Cells const& cells, Span bar) { m_rows.push_back({cells, bar}); }
+
+    /// @return The lines. Without a terminal that can show bars, or where they are too narrow to
+    ///         tell anything, there are none.
+    std::string on(Terminal const& terminal) const;
+
+private:
+    struct Row {
+        Cells cells;
+        Span bar;
+    };
+
+    std::vector<std::size_t> widths(Terminal const& terminal) const;
+    std::string bar(Span span, std::size_t width, bool utf8) const;
+    std::string scaleMarks(std::size_t width) const;
+
+    Span m_scale;
+    std::vector<Row> m_rows;
+};
+
+/// @return The shortest decimal number that means the value.
+std::string decimal(float value);
+
+} // namespace companion

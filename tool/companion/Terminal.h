@@ -1,0 +1,41 @@
+/// @file
+/// What a stream can show.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace companion {
+
+/// Abilities of the terminal behind a stream; of anything else they are all missing.
+struct Terminal {
+    bool interactive = false; ///< a terminal at all
+    bool drawing = false;     ///< can show bars
+    bool colour = false;      ///< can show colours, and the person wants them
+    bool utf8 = false;        ///< shows UTF-8
+    std::size_t width = 80;   ///< columns
+
+    /// Asks the terminal, the environment (TERM, NO_COLOR) and the locale.
+    static Terminal of(int descriptor);
+
+    /// @return The text in a colour, where there are colours.
+    std::string red(std::string const& text) const { return inColour("31", text); }
+    /// @copydoc red
+    std::string green(std::string const& text) const { return inColour("32", text); }
+    /// @copydoc red
+    std::string yellow(std::string const& text) const { return inColour("33", text); }
+    /// @copydoc red
+    std::string bold(std::string const& text) const { return inColour("1", text); }
+
+    /// @return A text from outside as the stream may get it: what a terminal could take for a
+    ///         command is replaced by question marks. Anything else gets the bytes as they are.
+    std::string shown(std::string const& text) const;
+
+private:
+    std::string inColour(char const* code, std::string const& text) const;
+};
+
+/// @return Columns that a shown text takes.
+std::size_t columnsOf(std::string const& text);
+
+} // namespace companion
