@@ -2,6 +2,7 @@
 // repository().
 #include "sdk/IRCalibrationManager.h"
 
+#include "tests/support/DownloadWorld.h"
 #include "tests/support/HttpServer.h"
 #include "tests/support/Log.h"
 #include "tests/support/Namespace.h"
@@ -12,7 +13,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,6 +21,10 @@ namespace {
 namespace fs = std::filesystem;
 
 using Lines = std::vector<std::string>;
+
+using support::inDownloadWorld;
+using support::linksAround;
+using support::linkTo;
 
 constexpr unsigned long serial = 12345678;
 constexpr char const* cameraDirectory = "/cali/12/1234/Califiles SN12345678/";
@@ -34,50 +38,12 @@ Lines const malformedLinks{"ERROR [sdk/IRCalibrationManager:LINE] @ TIMEs :Error
 constexpr char const* downloadFailed =
     "INFO [sdk/IRCalibrationManager:LINE] @ TIMEs :Download failed.";
 
-std::string const server = "http://download.zentho.example";
+std::string const server = support::downloadServer;
 
-/// What stands in the download links file around its links.
-std::string linksAround(std::string const& strings) {
-    return "<?xml version=\"1.0\"?>\n<DownloadLinks>\n<Imager>\n<CaliData>\n<Links>\n" + strings +
-           "</Links>\n</CaliData>\n</Imager>\n</DownloadLinks>\n";
-}
+using World = support::DownloadWorld;
 
-std::string linkTo(std::string const& url) {
-    return "<string>" + url + "</string>\n";
-}
-
-/// A directory that the web server serves, and one to download to.
-class World {
-public:
-    std::string target() const { return m_directory.path() + "/target"; }
-    std::string served(std::string const& path) const { return m_directory.path() + "/www" + path; }
-
-    void serveLinks(std::string const& content) const {
-        support::writeFile(served("/downloadlinks.xml"), content);
-    }
-    void serveLink() const { serveLinks(linksAround(linkTo(server + "/cali"))); }
-    void serveSet() const { support::writeSmallSet(served(cameraDirectory), serial); }
-
-private:
-    support::TemporaryDirectory m_directory;
-};
-
-/// Runs the body in a world of its own, in which nothing of the machine's settings for wget counts.
-void inWorld(std::function<void(World const&)> const& body) {
-    support::inPrivateNamespaces([&] {
-        support::mountTmpfs("/tmp");
-        unsetenv("TMPDIR");
-        for (auto const* name : {"http_proxy", "HTTP_PROXY", "WGETRC", "SYSTEM_WGETRC"}) {
-            unsetenv(name);
-        }
-        setenv("no_proxy", "*", 1);
-        support::resolveToLoopback("download.zentho.example");
-        World const world;
-        fs::create_directories(world.served(""));
-        fs::create_directories(world.target());
-        setenv("HOME", world.target().c_str(), 1);
-        body(world);
-    });
+void serveSet(World const& world) {
+    support::writeSmallSet(world.served(cameraDirectory), serial);
 }
 
 struct Outcome {
@@ -119,9 +85,9 @@ Lines withDownloadFailed(Lines lines) {
 } // namespace
 
 TEST(DownloadCalibration, InstallsTheWholeSetOfACamera) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLink();
-        world.serveSet();
+        serveSet(world);
         support::HttpServer const web(world.served(""));
         install(world);
         EXPECT_EQ(support::readFile(world.target() + "/Cali-12345678.xml"),
@@ -134,9 +100,9 @@ TEST(DownloadCalibration, InstallsTheWholeSetOfACamera) {
 }
 
 TEST(DownloadCalibration, TellsThatAllFilesAreInstalledAndNothingElse) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLink();
-        world.serveSet();
+        serveSet(world);
         support::HttpServer const web(world.served(""));
         auto const outcome = install(world);
         EXPECT_TRUE(outcome.result);
@@ -145,9 +111,9 @@ TEST(DownloadCalibration, TellsThatAllFilesAreInstalledAndNothingElse) {
 }
 
 TEST(DownloadCalibration, FetchesTheDescriptionFirstAndThenWhatItNames) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLink();
-        world.serveSet();
+        serveSet(world);
         support::HttpServer const web(world.served(""));
         install(world);
         std::string const camera = "GET /cali/12/1234/Califiles%20SN12345678/";
@@ -159,9 +125,9 @@ TEST(DownloadCalibration, FetchesTheDescriptionFirstAndThenWhatItNames) {
 }
 
 TEST(DownloadCalibration, FetchesOnlyWhatIsMissing) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLink();
-        world.serveSet();
+        serveSet(world);
         support::writeSmallSet(world.target(), serial);
         fs::remove(world.target() + "/" + support::curveName(serial));
         support::HttpServer const web(world.served(""));
@@ -173,9 +139,9 @@ TEST(DownloadCalibration, FetchesOnlyWhatIsMissing) {
 }
 
 TEST(DownloadCalibration, LeavesNothingButTheSetBehind) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLink();
-        world.serveSet();
+        serveSet(world);
         support::HttpServer const web(world.served(""));
         install(world);
         auto const count =
@@ -187,9 +153,9 @@ TEST(DownloadCalibration, LeavesNothingButTheSetBehind) {
 
 // wget makes the file before it asks the server, and a file that exists counts as installed.
 TEST(DownloadCalibration, CountsTheEmptyFileThatWgetLeavesForOneThatTheServerLacks) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLink();
-        world.serveSet();
+        serveSet(world);
         fs::remove(world.served(cameraDirectory) + support::dataName(serial));
         support::HttpServer const web(world.served(""));
         auto const outcome = install(world);
@@ -201,7 +167,7 @@ TEST(DownloadCalibration, CountsTheEmptyFileThatWgetLeavesForOneThatTheServerLac
 
 // The empty file is also a readable description, one that names no optic and so no further file.
 TEST(DownloadCalibration, CountsTheEmptyDescriptionOfACameraThatTheServerDoesNotKnow) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLink();
         support::HttpServer const web(world.served(""));
         auto const outcome = install(world);
@@ -214,9 +180,9 @@ TEST(DownloadCalibration, CountsTheEmptyDescriptionOfACameraThatTheServerDoesNot
 }
 
 TEST(DownloadCalibration, MakesThreePassesWhenAFileStaysMissing) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLink();
-        world.serveSet();
+        serveSet(world);
         support::writeSmallSet(world.target(), serial);
         auto const stubborn = world.target() + "/" + support::dataName(serial);
         fs::remove(stubborn);
@@ -231,7 +197,7 @@ TEST(DownloadCalibration, MakesThreePassesWhenAFileStaysMissing) {
 }
 
 TEST(DownloadCalibration, FailsWhenTheServerHasNoLinksFile) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         support::HttpServer const web(world.served(""));
         auto const outcome = install(world);
         EXPECT_FALSE(outcome.result);
@@ -241,7 +207,7 @@ TEST(DownloadCalibration, FailsWhenTheServerHasNoLinksFile) {
 }
 
 TEST(DownloadCalibration, FailsWhenTheServerRefusesTheConnection) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         auto const outcome = install(world);
         EXPECT_FALSE(outcome.result);
         EXPECT_EQ(outcome.log, withDownloadFailed(malformedLinks));
@@ -249,7 +215,7 @@ TEST(DownloadCalibration, FailsWhenTheServerRefusesTheConnection) {
 }
 
 TEST(DownloadCalibration, FailsWithoutWget) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         setenv("PATH", world.target().c_str(), 1);
         auto const outcome = install(world);
         EXPECT_FALSE(outcome.result);
@@ -258,7 +224,7 @@ TEST(DownloadCalibration, FailsWithoutWget) {
 }
 
 TEST(DownloadTarget, LeavesNoLinksFileWhenTheServerHasNone) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         support::HttpServer const web(world.served(""));
         fetch(world, "a;");
         EXPECT_FALSE(fs::exists(linksFile));
@@ -266,14 +232,14 @@ TEST(DownloadTarget, LeavesNoLinksFileWhenTheServerHasNone) {
 }
 
 TEST(DownloadTarget, LeavesNoLinksFileWhenTheServerRefusesTheConnection) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         fetch(world, "a;");
         EXPECT_FALSE(fs::exists(linksFile));
     });
 }
 
 TEST(DownloadTarget, ReportsABrokenLinksFileWithTheReadersWords) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         auto const outcome = fetchWithLinks(world, "<DownloadLinks>\n<Imager>\n<!-- a\n"
                                                    "</DownloadLinks>\n");
         EXPECT_FALSE(outcome.result);
@@ -287,7 +253,7 @@ TEST(DownloadTarget, ReportsABrokenLinksFileWithTheReadersWords) {
 }
 
 TEST(DownloadTarget, LeavesABrokenLinksFileInPlace) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         std::string const broken = "<DownloadLinks>\n<Imager>\n<!-- a\n</DownloadLinks>\n";
         fetchWithLinks(world, broken);
         EXPECT_EQ(support::readFile(linksFile), broken);
@@ -295,7 +261,7 @@ TEST(DownloadTarget, LeavesABrokenLinksFileInPlace) {
 }
 
 TEST(DownloadTarget, FailsForALinksFileWithAnotherRoot) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         auto const outcome = fetchWithLinks(world, "<Links>\n<string>x</string>\n</Links>\n");
         EXPECT_FALSE(outcome.result);
         EXPECT_EQ(outcome.log, malformedLinks);
@@ -303,7 +269,7 @@ TEST(DownloadTarget, FailsForALinksFileWithAnotherRoot) {
 }
 
 TEST(DownloadTarget, FailsForALinksFileWithoutImager) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         auto const outcome =
             fetchWithLinks(world, "<DownloadLinks>\n<CaliData>\n<Links>\n<string>x</string>\n"
                                   "</Links>\n</CaliData>\n</DownloadLinks>\n");
@@ -313,7 +279,7 @@ TEST(DownloadTarget, FailsForALinksFileWithoutImager) {
 }
 
 TEST(DownloadTarget, FailsForALinksFileWithoutCaliData) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         auto const outcome =
             fetchWithLinks(world, "<DownloadLinks>\n<Imager>\n<Links>\n<string>x</string>\n"
                                   "</Links>\n</Imager>\n</DownloadLinks>\n");
@@ -323,7 +289,7 @@ TEST(DownloadTarget, FailsForALinksFileWithoutCaliData) {
 }
 
 TEST(DownloadTarget, FailsForALinksFileWithoutLinks) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         auto const outcome =
             fetchWithLinks(world, "<DownloadLinks>\n<Imager>\n<CaliData>\n<string>x</string>\n"
                                   "</CaliData>\n</Imager>\n</DownloadLinks>\n");
@@ -333,21 +299,21 @@ TEST(DownloadTarget, FailsForALinksFileWithoutLinks) {
 }
 
 TEST(DownloadTarget, RemovesALinksFileThatLacksAnElement) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         fetchWithLinks(world, "<DownloadLinks>\n<Imager>\n</Imager>\n</DownloadLinks>\n");
         EXPECT_FALSE(fs::exists(linksFile));
     });
 }
 
 TEST(DownloadTarget, RemovesTheLinksFileThatItHasRead) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         fetchWithLinks(world, linksAround(linkTo(server + "/cali")));
         EXPECT_FALSE(fs::exists(linksFile));
     });
 }
 
 TEST(DownloadTarget, ReportsEveryFileWithAnEmptyUrlWhenThereAreNoLinks) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLinks(linksAround(""));
         support::HttpServer const web(world.served(""));
         auto const outcome = fetch(world, "a;b;");
@@ -359,7 +325,7 @@ TEST(DownloadTarget, ReportsEveryFileWithAnEmptyUrlWhenThereAreNoLinks) {
 }
 
 TEST(DownloadTarget, UsesTheFirstOfTwoLinksOnly) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLinks(linksAround(linkTo(server + "/empty") + linkTo(server + "/cali")));
         support::writeFile(world.served(cameraDirectory) + "a", "of the second link");
         support::HttpServer const web(world.served(""));
@@ -370,7 +336,7 @@ TEST(DownloadTarget, UsesTheFirstOfTwoLinksOnly) {
 }
 
 TEST(DownloadTarget, SucceedsQuietlyForAFileThatTheServerLacks) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         auto const outcome = fetchWithLinks(world, linksAround(linkTo(server + "/cali")));
         EXPECT_TRUE(outcome.result);
         EXPECT_EQ(outcome.log, Lines{});
@@ -378,7 +344,7 @@ TEST(DownloadTarget, SucceedsQuietlyForAFileThatTheServerLacks) {
 }
 
 TEST(DownloadTarget, SucceedsQuietlyWhenTheRepositoryRefusesTheConnection) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         auto const outcome = fetchWithLinks(world, linksAround(linkTo("http://127.0.0.1:81/cali")));
         EXPECT_TRUE(outcome.result);
         EXPECT_EQ(outcome.log, Lines{});
@@ -386,7 +352,7 @@ TEST(DownloadTarget, SucceedsQuietlyWhenTheRepositoryRefusesTheConnection) {
 }
 
 TEST(DownloadTarget, ReplacesAFileOfTheSameName) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLink();
         support::writeFile(world.served(cameraDirectory) + "a", "new");
         support::writeFile(world.target() + "/a", "old and longer");
@@ -397,7 +363,7 @@ TEST(DownloadTarget, ReplacesAFileOfTheSameName) {
 }
 
 TEST(DownloadTarget, GoesOnBehindAnEmptyFileName) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLink();
         support::writeFile(world.served(cameraDirectory) + "a", "first");
         support::writeFile(world.served(cameraDirectory) + "b", "second");
@@ -409,7 +375,7 @@ TEST(DownloadTarget, GoesOnBehindAnEmptyFileName) {
 }
 
 TEST(DownloadTarget, SucceedsForAnEmptyFileNameAlone) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLink();
         support::HttpServer const web(world.served(""));
         auto const outcome = fetch(world, ";");
@@ -419,7 +385,7 @@ TEST(DownloadTarget, SucceedsForAnEmptyFileNameAlone) {
 }
 
 TEST(DownloadTarget, LooksForACameraOfOneDigitBelowThatDigitTwice) {
-    inWorld([](World const& world) {
+    inDownloadWorld([](World const& world) {
         world.serveLink();
         support::writeFile(world.served("/cali/7/7/Califiles SN7/a"), "of camera 7");
         support::HttpServer const web(world.served(""));

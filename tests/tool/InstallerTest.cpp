@@ -3,6 +3,7 @@
 #include "tests/support/Command.h"
 #include "tests/support/LogLines.h"
 #include "tests/support/Namespace.h"
+#include "tests/support/Seen.h"
 #include "tests/support/SmallSet.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/UsbTree.h"
@@ -11,7 +12,6 @@
 
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,13 +26,16 @@ using support::curveName;
 using support::dataName;
 using support::descriptionName;
 using support::emptyUsbTree;
+using support::exited;
 using support::inPrivateNamespaces;
 using support::Outcome;
 using support::readFile;
+using support::seen;
 using support::smallDescription;
 using support::TemporaryDirectory;
+using support::Tree;
+using support::tree;
 using support::usbDevices;
-using support::withoutLineAndTime;
 using support::writeFile;
 using support::writeSmallSet;
 
@@ -74,18 +77,6 @@ std::string commandLine(std::string const& serial, std::string const& source,
            " \\; 2> /dev/null\n";
 }
 
-// Everything that a shell sees of a command, as one text.
-std::string seen(Outcome const& outcome) {
-    auto const end = outcome.signal != 0 ? "signal " + std::to_string(outcome.signal)
-                                         : "exit status " + std::to_string(outcome.exitStatus);
-    return end + "\nstandard output:\n" + outcome.standardOutput + "standard error:\n" +
-           withoutLineAndTime(outcome.standardError);
-}
-
-std::string exited(int status, std::string const& output, std::string const& error) {
-    return seen({status, 0, output, error, false});
-}
-
 std::string refused(std::string const& mistake) {
     return exited(failed, usage(program), mistake);
 }
@@ -96,22 +87,6 @@ std::string incomplete(std::string const& command) {
 
 std::string complete(std::string const& command) {
     return seen({-1, segmentationFault, command, "", false});
-}
-
-// Name and content of everything in a directory; directories have a slash and no content.
-using Tree = std::map<std::string, std::string>;
-
-Tree tree(std::string const& directory) {
-    Tree entries;
-    for (auto const& entry : fs::recursive_directory_iterator(directory)) {
-        auto const name = entry.path().lexically_relative(directory).string();
-        if (entry.is_directory()) {
-            entries[name + "/"] = "";
-        } else {
-            entries[name] = readFile(entry.path());
-        }
-    }
-    return entries;
 }
 
 Tree smallSet(unsigned long serial) {
