@@ -2,12 +2,11 @@
 
 #include "tests/support/Log.h"
 #include "tests/support/Namespace.h"
-#include "tests/support/TemporaryDirectory.h"
+#include "tests/support/Route.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 
 #include <fcntl.h>
@@ -16,7 +15,9 @@
 
 namespace {
 
-namespace fs = std::filesystem;
+using support::installRoute;
+using support::removeRoute;
+using support::tellRoutes;
 
 constexpr char const* header =
     "Kernel IP routing table\n"
@@ -27,23 +28,6 @@ constexpr char const* wirelessDefault =
     "0.0.0.0         192.168.2.1     0.0.0.0         UG    600    0        0 wlan0\n";
 constexpr char const* localNetwork =
     "192.168.1.0     0.0.0.0         255.255.255.0   U     100    0        0 eth0\n";
-
-/// Replaces the directory of /sbin/route, on most systems a link, by one with nothing in it.
-void removeRoute() {
-    support::mountTmpfs(fs::canonical("/sbin"));
-}
-
-/// Replaces /sbin/route by a shell script.
-void installRoute(std::string const& script) {
-    removeRoute();
-    support::writeFile("/sbin/route", "#!/bin/sh\n" + script);
-    fs::permissions("/sbin/route", fs::perms::owner_all);
-}
-
-/// Replaces /sbin/route by one that tells this table.
-void tellRoutes(std::string const& table) {
-    installRoute("cat <<'END'\n" + table + "END\n");
-}
 
 bool accessible() {
     return zel::IRCalibrationManager::getInstance()->isOnlineCalibrationRepoAccessible();

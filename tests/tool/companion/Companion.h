@@ -1,0 +1,54 @@
+/// @file
+/// Runs the companion from outside, as a shell would.
+#pragma once
+
+#include "tests/support/Command.h"
+#include "tests/support/Seen.h"
+#include "tests/support/TemporaryDirectory.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace companiontest {
+
+extern std::string const program;
+
+/// The sample stick, which holds all files of camera 14080045, but not all of camera 15110023.
+extern std::string const stick;
+
+/// What is told on the standard error stream.
+std::string said(std::string const& text);
+
+/// What to do without a camera's files.
+std::string fetchHint(std::string const& serial);
+
+/// A JSON answer fits the committed schema. For EXPECT_TRUE.
+testing::AssertionResult fitsTheSchema(std::string const& answer);
+
+/// A working directory with an empty calibration directory "cali".
+class Companion : public testing::Test {
+protected:
+    Companion();
+
+    /// Asks in the working directory, in an environment without settings for terminals.
+    support::Outcome ask(std::vector<std::string> arguments) const;
+    /// What is seen of it.
+    std::string seenOf(std::vector<std::string> const& arguments) const;
+    /// Asks for JSON, which must fit the schema.
+    std::string jsonOf(std::vector<std::string> arguments) const;
+    /// Asks by a shell command, in which "$0" is the program.
+    std::string seenOfShell(std::string const& command) const;
+    /// What a terminal of 60 columns gets of a shell command, in which $program is the program.
+    std::string onTerminal(std::vector<std::string> environment, std::string const& command) const;
+
+    /// Copies a camera's files from the sample stick into the calibration directory.
+    void install(std::string const& serial) const;
+    std::string installed(std::string const& name) const { return cali + "/" + name; }
+
+    support::TemporaryDirectory const root;
+    std::string const cali = root.path() + "/cali";
+};
+
+} // namespace companiontest

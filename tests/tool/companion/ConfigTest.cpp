@@ -1,0 +1,285 @@
+#include "tests/tool/companion/Companion.h"
+
+#include "tests/support/Namespace.h"
+
+#include <cstddef>
+#include <filesystem>
+
+#include <linux/audit.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using companiontest::fetchHint;
+using companiontest::said;
+using support::exited;
+using support::readFile;
+using support::writeFile;
+
+std::string configuration(std::string const& directory) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+           "<imager xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\""
+           " xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\">\n"
+           "  <serial>14080045</serial>   <!-- Provide serial number, if you attach more than one"
+           " camera -->\n"
+           "  <videoformatindex>0</videoformatindex> <!-- index of the used video format (USB"
+           " enpoint) -->\n"
+           "  <formatspath>/usr/share/libzentho</formatspath>\n"
+           "  <calipath>" +
+           directory +
+           "</calipath>\n"
+           "  <!-- Uncomment the following lines to specify user-defined parameters for the desired"
+           " optic\n"
+           "       and temperature range. Be aware to specify meaningful parameters.\n"
+           "       See documentation for further information: https://docs.zentho.example/\n"
+           "       By default, the first available optic and the first meaningful temperature range"
+           " are selected.\n"
+           "  -->\n"
+           "  <!--\n"
+           "  <fov>23</fov>\n"
+           "  <temperature>\n"
+           "    <min>-20</min>\n"
+           "    <max>100</max>\n"
+           "  </temperature>\n"
+           "  <optics_text></optics_text>\n"
+           "  -->\n"
+           "  <framerate>32.0</framerate>             <!-- scaled down frame rate, must be less or"
+           " equal than camera frame rate -->\n"
+           "  <bispectral>0</bispectral>              <!-- 0=only thermal sensor, 1=bispectral"
+           " technology (only VK50/VK53) -->\n"
+           "  <average>0</average>                    <!-- average callback frames over"
+           " intermediate frames -->\n"
+           "  <autoflag>\n"
+           "    <enable>1</enable>\n"
+           "    <mininterval>15.0</mininterval>\n"
+           "    <maxinterval>0.0</maxinterval>\n"
+           "  </autoflag>\n"
+           "  <pifmode>0</pifmode>                    <!-- 0=Image capture (default), 1=Flag"
+           " control -->\n"
+           "  <tchipmode>0</tchipmode>                <!-- 0=Floating (default), 1=Auto, 2=Fixed"
+           " value -->\n"
+           "  <tchipfixedvalue>40.0</tchipfixedvalue> <!-- Fixed value for tchipmode=2 -->\n"
+           "</imager>\n";
+}
+
+class CompanionConfig : public companiontest::Companion {
+protected:
+    CompanionConfig() { install("14080045"); }
+
+    std::string written(std::string const& name, std::vector<std::string> const& options = {}) {
+        std::vector<std::string> arguments{"config", "14080045", "-t", "cali", "-o", name};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return seenOf(arguments);
+    }
+
+    std::string const file = root.path() + "/camera.xml";
+};
+
+/// Lets the file system of this process, as some do, refuse to move a file without replacing one.
+void refuseExclusiveMoves() {
+    sock_filter program[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_renameat2, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EINVAL),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    sock_fprog const filter{sizeof program / sizeof *program, program};
+    ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+    ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter), 0);
+}
+
+} // namespace
+
+TEST_F(CompanionConfig, PrintsTheConfiguration) {
+    EXPECT_EQ(seenOf({"config", "14080045", "-t", cali}), exited(0, configuration(cali), ""));
+}
+
+TEST_F(CompanionConfig, NamesARelativeDirectoryByItsAbsolutePath) {
+    EXPECT_EQ(seenOf({"config", "14080045", "-t", "cali"}), exited(0, configuration(cali), ""));
+}
+
+TEST_F(CompanionConfig, LeavesAnAbsolutePathWithLinksAsItIs) {
+    fs::create_directory_symlink("cali", root.path() + "/link");
+    EXPECT_EQ(seenOf({"config", "14080045", "-t", root.path() + "/link"}),
+              exited(0, configuration(root.path() + "/link"), ""));
+}
+
+TEST_F(CompanionConfig, WritesTheConfigurationToAFileWithoutAWord) {
+    EXPECT_EQ(written("camera.xml"), exited(0, "", ""));
+    EXPECT_EQ(readFile(file), configuration(cali));
+}
+
+TEST_F(CompanionConfig, LeavesNothingBesideTheFile) {
+    written("camera.xml");
+    EXPECT_EQ(std::distance(fs::directory_iterator(root.path()), {}), 2); // the file and "cali"
+}
+
+TEST_F(CompanionConfig, GivesTheFileTheRightsOfAnyNewFile) {
+    mode_t const before = umask(027);
+    written("camera.xml");
+    umask(before);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0640));
+}
+
+TEST_F(CompanionConfig, ReplacesNoFileThatExists) {
+    writeFile(file, "mine");
+    EXPECT_EQ(written("camera.xml"), exited(3, "",
+                                            said("Cannot write camera.xml: File exists") +
+                                                said("hint: With --force it is replaced.")));
+    EXPECT_EQ(readFile(file), "mine");
+}
+
+TEST_F(CompanionConfig, LeavesNothingBesideAFileThatExists) {
+    writeFile(file, "mine");
+    written("camera.xml");
+    EXPECT_EQ(std::distance(fs::directory_iterator(root.path()), {}), 2);
+}
+
+TEST_F(CompanionConfig, ReplacesNoLinkThatLeadsNowhere) {
+    fs::create_symlink("nowhere", file);
+    EXPECT_EQ(written("camera.xml"), exited(3, "",
+                                            said("Cannot write camera.xml: File exists") +
+                                                said("hint: With --force it is replaced.")));
+}
+
+TEST_F(CompanionConfig, ReplacesAFileByForce) {
+    writeFile(file, "mine");
+    EXPECT_EQ(written("camera.xml", {"--force"}), exited(0, "", ""));
+    EXPECT_EQ(readFile(file), configuration(cali));
+}
+
+TEST_F(CompanionConfig, WritesAlsoByForceWhenThereIsNoFile) {
+    EXPECT_EQ(written("camera.xml", {"--force"}), exited(0, "", ""));
+    EXPECT_EQ(readFile(file), configuration(cali));
+}
+
+TEST_F(CompanionConfig, ReplacesNoDirectoryByForce) {
+    fs::create_directory(file);
+    EXPECT_EQ(written("camera.xml", {"--force"}),
+              exited(3, "", said("Cannot write camera.xml: Is a directory")));
+}
+
+TEST_F(CompanionConfig, WritesWhereFilesCannotBeMovedExclusively) {
+    support::inPrivateNamespaces([&] {
+        refuseExclusiveMoves();
+        EXPECT_EQ(written("camera.xml"), exited(0, "", ""));
+        EXPECT_EQ(readFile(file), configuration(cali));
+    });
+}
+
+TEST_F(CompanionConfig, ReplacesNothingWhereFilesCannotBeMovedExclusively) {
+    support::inPrivateNamespaces([&] {
+        writeFile(file, "mine");
+        refuseExclusiveMoves();
+        written("camera.xml");
+        EXPECT_EQ(readFile(file), "mine");
+    });
+}
+
+TEST_F(CompanionConfig, NamesAFileInADirectoryThatDoesNotExist) {
+    EXPECT_EQ(written("none/camera.xml"),
+              exited(3, "", said("Cannot write none/camera.xml: No such file or directory")));
+}
+
+TEST_F(CompanionConfig, NamesAFileInADirectoryThatMayNotBeWritten) {
+    support::inPrivateNamespaces([&] {
+        fs::permissions(root.path(), fs::perms::owner_read | fs::perms::owner_exec);
+        support::giveUpPrivileges();
+        EXPECT_EQ(written("camera.xml"),
+                  exited(3, "", said("Cannot write camera.xml: Permission denied")));
+        fs::permissions(root.path(), fs::perms::owner_all);
+    });
+}
+
+TEST_F(CompanionConfig, LeavesNothingOnAFullDisk) {
+    support::inPrivateNamespaces([&] {
+        std::string const disk = root.path() + "/disk";
+        fs::create_directory(disk);
+        support::mountTmpfs(disk);
+        ASSERT_EQ(std::system(("mount -o remount,size=4k " + disk +
+                               " && head -c 4096 /dev/zero > " + disk + "/full")
+                                  .c_str()),
+                  0);
+        EXPECT_EQ(written("disk/camera.xml"),
+                  exited(3, "", said("Cannot write disk/camera.xml: No space left on device")));
+        EXPECT_EQ(std::distance(fs::directory_iterator(disk), {}), 1);
+    });
+}
+
+TEST_F(CompanionConfig, TellsThatThereIsNoDescription) {
+    EXPECT_EQ(
+        seenOf({"config", "7", "-t", "cali"}),
+        exited(1, "",
+               said("There is no description " + cali + "/Cali-7.xml to read. " + fetchHint("7"))));
+}
+
+TEST_F(CompanionConfig, WritesNoFileWithoutADescription) {
+    seenOf({"config", "7", "-t", "cali", "-o", "camera.xml"});
+    EXPECT_FALSE(fs::exists(file));
+}
+
+TEST_F(CompanionConfig, NamesADirectoryThatDoesNotExist) {
+    EXPECT_EQ(seenOf({"config", "7", "-t", "none"}),
+              exited(3, "",
+                     said("Cannot use the calibration directory none: No such file or directory") +
+                         said("hint: 'mkdir -p none' makes it; -t names another one.")));
+}
+
+TEST_F(CompanionConfig, NamesADirectoryThatMayNotBeRead) {
+    support::inPrivateNamespaces([&] {
+        fs::permissions(cali, fs::perms::none);
+        support::giveUpPrivileges();
+        EXPECT_EQ(
+            seenOf({"config", "14080045", "-t", "cali"}),
+            exited(3, "", said("Cannot use the calibration directory cali: Permission denied")));
+    });
+}
+
+TEST_F(CompanionConfig, AnswersInJsonWithTheText) {
+    auto const answer = jsonOf({"config", "14080045", "-t", "cali"});
+    auto const start = "{\n"
+                       "  \"command\": \"config\",\n"
+                       "  \"status\": 0,\n"
+                       "  \"serial\": 14080045,\n"
+                       "  \"directory\": \"cali\",\n"
+                       "  \"configuration\": \"<?xml version=\\\"1.0\\\" encoding=\\\"UTF-8\\\"?>"
+                       "\\n<imager ";
+    EXPECT_EQ(answer.substr(0, std::string(start).size()), start);
+}
+
+TEST_F(CompanionConfig, AnswersInJsonWithTheFile) {
+    auto const answer = jsonOf({"config", "14080045", "-t", "cali", "-o", "camera.xml"});
+    EXPECT_NE(answer.find("  \"file\": \"camera.xml\"\n}\n"), std::string::npos) << answer;
+}
+
+TEST_F(CompanionConfig, AnswersInJsonWithoutADescription) {
+    EXPECT_EQ(jsonOf({"config", "7", "-t", "cali"}), "{\n"
+                                                     "  \"command\": \"config\",\n"
+                                                     "  \"status\": 1,\n"
+                                                     "  \"serial\": 7,\n"
+                                                     "  \"directory\": \"cali\",\n"
+                                                     "  \"configuration\": null,\n"
+                                                     "  \"file\": null\n"
+                                                     "}\n");
+}
+
+TEST_F(CompanionConfig, AnswersInJsonAlsoOnFailure) {
+    writeFile(file, "mine");
+    EXPECT_EQ(jsonOf({"config", "14080045", "-t", "cali", "-o", "camera.xml"}),
+              "{\n"
+              "  \"command\": \"config\",\n"
+              "  \"status\": 3,\n"
+              "  \"error\": {\n"
+              "    \"message\": \"Cannot write\",\n"
+              "    \"path\": \"camera.xml\",\n"
+              "    \"reason\": \"File exists\",\n"
+              "    \"hint\": \"With --force it is replaced.\"\n"
+              "  }\n"
+              "}\n");
+}
