@@ -5,7 +5,6 @@
 #include "sdk/IRCalibrationManager.h"
 
 #include <filesystem>
-#include <new>
 
 namespace companion {
 
@@ -42,8 +41,7 @@ Result config(Options const& options, Terminal const& /*terminal*/) {
         return result;
     }
     std::string const text = manager().generateConfiguration(options.serial);
-    if (text.empty())
-        throw std::bad_alloc();
+    existing(text.empty() ? nullptr : &text);
     result.members["configuration"] = text;
     if (options.output.empty()) {
         result.text = text;

@@ -84,7 +84,13 @@ public:
                fsync(m_descriptor) == 0;
     }
 
+    /// Takes the place of a file that may exist, but never of a device.
     bool replace(std::string const& path) const {
+        struct stat status {};
+        if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+            errno = S_ISDIR(status.st_mode) ? EISDIR : EPERM;
+            return false;
+        }
         return std::rename(m_name.c_str(), path.c_str()) == 0;
     }
 

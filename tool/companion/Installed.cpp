@@ -11,7 +11,6 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <sstream>
 
 #include <unistd.h>
@@ -21,10 +20,14 @@ namespace companion {
 namespace {
 
 ConfigCali& descriptions() {
-    ConfigCali* const descriptions = ConfigCali::getInstance();
-    if (descriptions == nullptr)
-        throw std::bad_alloc();
-    return *descriptions;
+    return existing(ConfigCali::getInstance());
+}
+
+/// As the installer does; the root directory keeps its slash.
+std::string withoutTrailingSlash(std::string directory) {
+    if (directory.size() > 1 && directory.back() == '/')
+        directory.pop_back();
+    return directory;
 }
 
 /// @return The names of a list in which each has a ';' behind it, each name once.
@@ -32,8 +35,8 @@ std::vector<std::string> namesOf(char const* list) {
     std::vector<std::string> names;
     std::istringstream pieces(list);
     for (std::string name; std::getline(pieces, name, ';');) {
-        if (name.empty()) // the library had no memory for the list
-            throw std::bad_alloc();
+        // The library gives an empty name when it has no memory for the list.
+        existing(name.empty() ? nullptr : &name);
         if (std::find(names.begin(), names.end(), name) == names.end())
             names.push_back(name);
     }
@@ -43,10 +46,7 @@ std::vector<std::string> namesOf(char const* list) {
 } // namespace
 
 zel::IRCalibrationManager& manager() {
-    auto* const manager = zel::IRCalibrationManager::getInstance();
-    if (manager == nullptr)
-        throw std::bad_alloc();
-    return *manager;
+    return existing(zel::IRCalibrationManager::getInstance());
 }
 
 void requireCalibrationDirectory(std::string const& directory, int rights) {
@@ -56,8 +56,9 @@ void requireCalibrationDirectory(std::string const& directory, int rights) {
 
 void useDirectory(std::string const& directory) {
     requireCalibrationDirectory(directory, R_OK | X_OK);
-    manager().setCalibrationDir(directory.c_str());
-    if (manager().getCalibrationDir() != directory)
+    std::string const text = withoutTrailingSlash(directory);
+    manager().setCalibrationDir(text.c_str());
+    if (manager().getCalibrationDir() != text)
         throw systemFailure("Cannot use the calibration directory", directory, ENAMETOOLONG);
 }
 
@@ -86,9 +87,10 @@ std::vector<std::string> Installed::wanted() const {
     if (!m_loaded)
         return {m_descriptionName};
     // Nothing exists below a file, so all that the loaded description asks for is missing there.
+    // Without a mounted /proc nothing exists either, nor can the library make it.
     auto const check = [this](char* out, int& size) {
-        manager().checkCaliFiles("/dev/null", static_cast<int>(m_serial), out, &size, "Cali-%i.xml",
-                                 "Cali-%s.dat", "Kennlinie-%s.prn", ";");
+        manager().checkCaliFiles("/proc/self/exe", static_cast<int>(m_serial), out, &size,
+                                 "Cali-%i.xml", "Cali-%s.dat", "Kennlinie-%s.prn", ";");
     };
     int size = 0;
     check(nullptr, size);

@@ -2,6 +2,7 @@
 /// What the library says about an installed set, in the shape the sub-commands need.
 #pragma once
 
+#include <new>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,12 @@ class IRCalibrationManager;
 }
 
 namespace companion {
+
+/// @return What the library gave, which is null only without memory. @throws std::bad_alloc
+template <class T>
+T& existing(T* object) {
+    return object != nullptr ? *object : throw std::bad_alloc();
+}
 
 /// @return The library's manager. @throws std::bad_alloc
 zel::IRCalibrationManager& manager();

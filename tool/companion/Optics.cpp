@@ -79,7 +79,7 @@ Result optics(Options const& options, Terminal const& terminal) {
         return result;
     }
     std::unique_ptr<Range> const all(description->getTempRangeOverAll());
-    Table table({"OPTIC", "RANGE", "FRAME RATES"}, {all->lo, all->hi});
+    Table table({"OPTIC", "RANGE", "FRAME RATES"}, {existing(all.get()).lo, all->hi});
     for (OpticsDefinition const& optic : *description->optics) {
         // The first optic of that field of view and text answers for all that share them.
         auto const& ranges = description->findOptic(optic.FOV, optic.Text.get())->tempRanges;

@@ -165,6 +165,17 @@ TEST_F(CompanionConfig, ReplacesNoDirectoryByForce) {
               exited(3, "", said("Cannot write camera.xml: Is a directory")));
 }
 
+TEST_F(CompanionConfig, ReplacesNothingButFilesByForce) {
+    mkfifo(file.c_str(), 0600);
+    EXPECT_EQ(written("camera.xml", {"--force"}),
+              exited(3, "", said("Cannot write camera.xml: Operation not permitted")));
+    EXPECT_TRUE(fs::is_fifo(file));
+}
+
+TEST_F(CompanionConfig, DropsOneTrailingSlashOfTheDirectory) {
+    EXPECT_EQ(seenOf({"config", "14080045", "-t", cali + "/"}), exited(0, configuration(cali), ""));
+}
+
 TEST_F(CompanionConfig, WritesWhereFilesCannotBeMovedExclusively) {
     support::inPrivateNamespaces([&] {
         refuseExclusiveMoves();
