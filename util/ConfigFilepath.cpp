@@ -17,16 +17,19 @@ std::size_t workingDirectorySize(short capacity) noexcept {
 }
 
 bool startInWorkingDirectory(char* out, short capacity) noexcept {
+    if (getcwd(out, workingDirectorySize(capacity)) == nullptr)
+        return false;
     auto const limit = static_cast<unsigned int>(capacity);
-    return getcwd(out, workingDirectorySize(capacity)) != nullptr &&
-           tstrcat(out, limit, "/") != nullptr && tstrcat(out, limit, "Imager") != nullptr;
+    tstrcat(out, limit, "/");
+    tstrcat(out, limit, "Imager");
+    return true;
 }
 
-bool startInDirectory(char* out, short capacity, char const* dir) noexcept {
+void startInDirectory(char* out, short capacity, char const* dir) noexcept {
     auto const limit = static_cast<unsigned int>(capacity);
     if (tstrlen(dir) >= limit)
         out[limit] = '\0'; // which the copy of so long a directory leaves out
-    return tstrcpy(out, limit, dir) != nullptr;
+    tstrcpy(out, limit, dir);
 }
 
 } // namespace
@@ -48,19 +51,19 @@ bool createConfigFilepath(char* out, char const* dir, short capacity, char const
     if (capacity < 0)
         return false;
 
-    auto const limit = static_cast<unsigned int>(capacity);
-    bool const started = tstrlen(dir) == 0 ? startInWorkingDirectory(out, capacity)
-                                           : startInDirectory(out, capacity, dir);
-    if (!started)
+    if (tstrlen(dir) != 0) {
+        startInDirectory(out, capacity, dir);
+    } else if (!startInWorkingDirectory(out, capacity)) {
         return false;
+    }
 
     mkDir(out); // normally it exists already
+    auto const limit = static_cast<unsigned int>(capacity);
     // strncat: the count limits what is appended, and the slash always fits the room.
-    if (std::strncat(out, "/", limit) == nullptr)
-        return false;
-    if (tstrcat(out, limit, name) == nullptr)
-        return false;
-    return tstrcat(out, limit, suffix) != nullptr;
+    std::strncat(out, "/", limit);
+    tstrcat(out, limit, name);
+    tstrcat(out, limit, suffix);
+    return true;
 }
 
 } // namespace zel
