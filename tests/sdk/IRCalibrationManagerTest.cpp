@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -394,6 +395,11 @@ TEST(GetAvailableOptics, CutsFractionsOffTowardZero) {
 TEST(GetAvailableOptics, SaturatesLimitsThatFitNoInteger) {
     EXPECT_EQ(listedRanges(camera(14080045).optic(23).range(-1e20, 1e20)),
               (Ranges{{-2147483647 - 1, 2147483647}}));
+}
+
+TEST(GetAvailableOptics, TakesALimitThatIsNoNumberForZero) {
+    EXPECT_EQ(listedRanges(camera(14080045).optic(23).range(std::nan(""), 250)),
+              (Ranges{{0, 250}}));
 }
 
 TEST(GetAvailableOptics, TakesTheTextOfAnOptic) {

@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+#include <sched.h>
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -677,6 +679,21 @@ TEST_F(Installer, LeavesNoCoreFileWhenTheSetIsComplete) {
     ASSERT_EQ(outcome.signal, segmentationFault);
     EXPECT_FALSE(outcome.coreDumped);
     EXPECT_EQ(tree(root.path()).size(), 8U); // two directories with three files each
+}
+
+// Of whom it starts as, say, the command of a container, the kernel keeps signals away.
+TEST_F(Installer, EndsThatWayAlsoAsTheFirstProcessOfAContainer) {
+    writeSmallSet(stick, 14080045);
+    inPrivateNamespaces([&] {
+        ASSERT_EQ(unshare(CLONE_NEWPID), 0) << "for the next process that is started";
+        EXPECT_EQ(seen(install({"-d14080045", "-s", stick, "-t", target})),
+                  complete(commandLine("14080045", stick, target)));
+    });
+}
+
+TEST_F(Installer, TellsOfASuccessShouldACopyEverReturnWithIt) {
+    EXPECT_EQ(seen(support::run({ZENTHO_SUCCEEDING_INSTALLER, "-d14080045", "-s", stick})),
+              exited(0, "Copying of calibration files was successful\n", ""));
 }
 
 TEST_F(Installer, CopiesFromAnyDepthIntoOneDirectory) {
