@@ -24,6 +24,8 @@ namespace reliability {
 
 namespace {
 
+constexpr long never = 1L << 40;
+
 struct State {
     bool armed = false;
     bool forever = false;
@@ -111,12 +113,22 @@ bool wasRefused() noexcept {
     return state.refused || (shown != nullptr && shown->refused);
 }
 
+void refuseAllocation(long at, bool forever) noexcept {
+    state.refuseAt = at != 0 ? at : never;
+    state.forever = forever;
+    state.seen = 0;
+    state.armed = true;
+}
+
+long allocationsAskedFor() noexcept {
+    return state.seen;
+}
+
 long refuseEachAllocation(std::function<void(Scarcely const&)> const& attempt) {
     void* const page =
         mmap(nullptr, sizeof(State), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     shown = new (page) State;
-    constexpr long none = 1L << 40;
-    makeAttempt(attempt, none, false); // what is made once for all is made here
+    makeAttempt(attempt, never, false); // what is made once for all is made here
 
     long points = 0;
     for (bool const forever : {false, true}) {

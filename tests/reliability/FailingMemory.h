@@ -20,6 +20,14 @@ using Scarcely = std::function<void(std::function<void()> const&)>;
 /// @return The number of allocations refused, also printed.
 long refuseEachAllocation(std::function<void(Scarcely const&)> const& attempt);
 
+/// Refuses an allocation of this process from here on, for a program without tests of its own.
+/// @param at      Which one, 1 for the next; 0 for none.
+/// @param forever Whether all later ones are refused, too.
+void refuseAllocation(long at, bool forever) noexcept;
+
+/// @return The allocations asked for since then.
+long allocationsAskedFor() noexcept;
+
 /// @return Whether an allocation of this attempt was refused, also in a child process.
 bool wasRefused() noexcept;
 

@@ -9,8 +9,10 @@
 
 #include "tests/reliability/FailingMemory.h"
 #include "tests/support/Camera.h"
+#include "tests/support/Command.h"
 #include "tests/support/Log.h"
 #include "tests/support/Namespace.h"
+#include "tests/support/SmallSet.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/UsbTree.h"
 
@@ -18,6 +20,8 @@
 
 #include <array>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <functional>
@@ -27,6 +31,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -379,20 +384,59 @@ TEST_F(Cali, IsMadeOrNot) {
     });
 }
 
-TEST_F(Cali, HasItsOneInstanceOrNull) {
-    // Made anew in a child each time: it is never destroyed.
-    refuseEachAllocation([&](Scarcely const& scarcely) {
-        pid_t const child = fork();
-        if (child == 0) {
-            ConfigCali* instance = nullptr;
-            scarcely([&] { instance = ConfigCali::getInstance(); });
-            bool const given = instance != nullptr || wasRefused();
-            bool const givenAfter = ConfigCali::getInstance() != nullptr;
-            _exit(given && givenAfter ? 0 : 1);
-        }
-        int status = -1;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0);
+namespace {
+
+/// Makes the attempts in processes that have no description yet, since the one instance is never
+/// destroyed: in children of one that is started afresh.
+/// @param attempt Returns whether all was as it should be.
+void withoutADescriptionAtFirst(std::function<bool(Scarcely const&)> const& attempt) {
+    auto const attempts = [&] {
+        refuseEachAllocation([&](Scarcely const& scarcely) {
+            pid_t const child = fork();
+            if (child == 0)
+                _exit(attempt(scarcely) ? 0 : 1);
+            int status = -1;
+            EXPECT_EQ(waitpid(child, &status, 0), child);
+            EXPECT_EQ(status, 0);
+        });
+        std::exit(testing::Test::HasFailure() ? 1 : 0);
+    };
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    EXPECT_EXIT(attempts(), testing::ExitedWithCode(0), "");
+}
+
+} // namespace
+
+TEST(TheOneDescription, IsMadeOrNull) {
+    withoutADescriptionAtFirst([](Scarcely const& scarcely) {
+        ConfigCali* instance = nullptr;
+        scarcely([&] { instance = ConfigCali::getInstance(); });
+        bool const given = instance != nullptr || wasRefused();
+        return given && ConfigCali::getInstance() != nullptr;
+    });
+}
+
+TEST(TheOneDescription, ThatCannotBeMadeLeavesASetIncomplete) {
+    withoutADescriptionAtFirst([](Scarcely const& scarcely) {
+        TemporaryDirectory const directory;
+        writeFile(directory.path() + "/" + exampleCamera().descriptionName(),
+                  exampleCamera().description());
+        IRCalibrationManager manager;
+        manager.setCalibrationDir(directory.path().c_str());
+        char* list = nullptr;
+        scarcely([&] { list = manager.checkCalibration(serial); });
+        Text const owned(list);
+        return list != nullptr && *list != '\0';
+    });
+}
+
+TEST(TheOneDescription, ThatCannotBeMadeListsNoOptics) {
+    withoutADescriptionAtFirst([](Scarcely const& scarcely) {
+        IRCalibrationManager manager;
+        std::vector<zel::IROptics>* optics = nullptr;
+        scarcely([&] { optics = manager.getAvailableOptics(serial); });
+        bool const defaultsListed = optics != nullptr && optics->size() == 1;
+        return defaultsListed || (wasRefused() && optics != nullptr && optics->empty());
     });
 }
 
@@ -804,6 +848,63 @@ std::string logFilesIn(std::string const& directory) {
 }
 
 } // namespace
+
+namespace {
+
+/// The installer whose memory runs out, an empty stick, and a target that has the set already.
+class ScarceInstaller : public testing::Test {
+protected:
+    ScarceInstaller() {
+        fs::create_directory(stick);
+        fs::create_directory(target);
+        support::writeSmallSet(target, serial);
+    }
+
+    /// @param refused Which allocation is refused, 0 for none.
+    support::Outcome install(long refused, bool forever) const {
+        return support::run({"env", "REFUSED_ALLOCATION=" + std::to_string(refused),
+                             forever ? "FOREVER=1" : "ONCE=1", "ALLOCATIONS_FILE=" + countFile,
+                             ZENTHO_SCARCE_INSTALLER, "-d14080045", "-s", stick, "-t", target});
+    }
+
+    /// Refuses each allocation that an installation asks for, alone and with all that follow.
+    void refuseEach(std::function<void(support::Outcome const&)> const& examine) const {
+        long const points = 2 + std::stol(support::readFile(countFile));
+        for (bool const forever : {false, true}) {
+            for (long at = 1; at <= points; ++at) {
+                SCOPED_TRACE("allocation " + std::to_string(at) +
+                             (forever ? " and all later ones" : ""));
+                auto const outcome = install(at, forever);
+                EXPECT_EQ(outcome.standardOutput.find("was successful"), std::string::npos);
+                examine(outcome);
+            }
+        }
+        std::cout << "allocations refused: " << 2 * points << '\n';
+    }
+
+    TemporaryDirectory const root;
+    std::string const stick = root.path() + "/stick";
+    std::string const target = root.path() + "/target";
+    std::string const countFile = root.path() + "/count";
+};
+
+} // namespace
+
+TEST_F(ScarceInstaller, FailsForAnIncompleteSet) {
+    fs::remove(target + "/" + support::curveName(serial));
+    ASSERT_EQ(install(0, false).exitStatus, 255);
+    refuseEach([](support::Outcome const& outcome) { EXPECT_EQ(outcome.exitStatus, 255); });
+}
+
+TEST_F(ScarceInstaller, EndsAsItDoesOnACompleteSetOrFails) {
+    fs::remove(target + "/" + support::curveName(serial));
+    install(0, false); // which counts, as one that ends in that way cannot
+    support::writeSmallSet(target, serial);
+    ASSERT_EQ(install(0, false).signal, SIGSEGV);
+    refuseEach([](support::Outcome const& outcome) {
+        EXPECT_TRUE(outcome.signal == SIGSEGV || outcome.exitStatus == 255) << outcome.exitStatus;
+    });
+}
 
 TEST(LoggerWithoutMemory, WritesWholeLinesOrNone) {
     support::standardErrorOf([] {

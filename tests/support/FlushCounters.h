@@ -1,20 +1,41 @@
 /// @file
-/// Included before everything else by the coverage build: a process that ends itself by a signal
-/// writes its counters first, which otherwise only an exit does.
+/// Included before everything else by the coverage build: a process that ends itself in another way
+/// than by an exit writes its counters first. They start afresh then, in case it goes on.
 #pragma once
 
 #ifdef __cplusplus
 #include <csignal>
+#include <cstdlib>
+
+#include <unistd.h>
 
 extern "C" void __gcov_dump();
+extern "C" void __gcov_reset();
+
+inline void writeCounters() {
+    __gcov_dump();
+    __gcov_reset();
+}
 
 namespace std {
 inline int raiseWithCountersWritten(int signal) {
-    __gcov_dump();
+    writeCounters();
     return raise(signal);
 }
+[[noreturn]] inline void abortWithCountersWritten() {
+    writeCounters();
+    abort();
+}
 } // namespace std
+using std::abortWithCountersWritten;
 using std::raiseWithCountersWritten;
 
+[[noreturn]] inline void exitAtOnceWithCountersWritten(int status) {
+    writeCounters();
+    _exit(status);
+}
+
 #define raise raiseWithCountersWritten
+#define abort abortWithCountersWritten
+#define _exit exitAtOnceWithCountersWritten
 #endif

@@ -1,0 +1,24 @@
+// The command with memory that runs out where the environment says: REFUSED_ALLOCATION is refused,
+// with FOREVER all later ones as well. How many a run asked for is told in the file
+// ALLOCATIONS_FILE.
+#include "tests/reliability/FailingMemory.h"
+
+#include <cstdlib>
+#include <fstream>
+
+/// The command's own main function.
+int installerMain(int argc, char* argv[]);
+
+int main(int argc, char* argv[]) {
+    char const* const at = std::getenv("REFUSED_ALLOCATION");
+    char const* const file = std::getenv("ALLOCATIONS_FILE");
+    if (at == nullptr || file == nullptr)
+        return EXIT_FAILURE;
+
+    reliability::refuseAllocation(std::atol(at), std::getenv("FOREVER") != nullptr);
+    int const result = installerMain(argc, argv);
+    long const count = reliability::allocationsAskedFor();
+    reliability::refuseAllocation(0, false);
+    std::ofstream(file) << count;
+    return result;
+}
