@@ -1268,6 +1268,7 @@ TEST(GetOptics, GivesNullForAnIndexOutsideTheTable) {
     ConfigCali const cali;
     EXPECT_EQ(cali.getOptics(-1), nullptr);
     EXPECT_EQ(cali.getOptics(1), nullptr);
+    EXPECT_EQ(cali.getOptics(2), nullptr);
 }
 
 // Ranges. Each query is asked through records and through plain arguments.
@@ -1776,6 +1777,7 @@ TEST(Framerate, IsZeroBehindTheEndOfTheList) {
 
 TEST(Framerate, IsZeroForANegativeIndex) {
     EXPECT_EQ(rateAt(*allKindsOfRanges(), 23, twoRates, -1), 0);
+    EXPECT_EQ(rateAt(*allKindsOfRanges(), 23, withoutList, -1), 0);
 }
 
 TEST(Framerate, IsZeroForAnEmptyList) {

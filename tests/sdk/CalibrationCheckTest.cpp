@@ -8,12 +8,36 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <cstdarg>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+/// What happens before a file is opened by the library.
+std::function<void(std::string const&)> beforeOpening;
+
+} // namespace
+
+// Takes the place of the C library's.
+extern "C" int open(char const* path, int flags, ...) {
+    std::va_list arguments;
+    va_start(arguments, flags);
+    mode_t const mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    if (beforeOpening)
+        beforeOpening(path);
+    return openat(AT_FDCWD, path, flags, mode);
+}
 
 namespace {
 
@@ -125,6 +149,11 @@ TEST(CheckCaliFilesHelper, AddsRoomForTheNameOfAMissingFileAndASeparator) {
     EXPECT_EQ(sizeAfterTest(directory.path(), "1-23-0-250", 5), 5 + 20);
 }
 
+TEST(CheckCaliFilesHelper, LeavesRoomForTheTerminatorInTheLargestSize) {
+    Directory const directory;
+    EXPECT_EQ(sizeAfterTest(directory.path(), "1", 2147483647 - 3), 2147483647 - 1);
+}
+
 TEST(CheckCaliFilesHelper, LeavesTheSizeForAFileThatExists) {
     Directory const directory;
     directory.add("Cali-1-23-0-250.dat");
@@ -165,6 +194,17 @@ TEST(CheckCaliFilesHelper, TakesADirectoryForAFileThatExists) {
     Directory const directory;
     fs::create_directory(directory.path() + "/Cali-1.dat");
     EXPECT_EQ(sizeAfterTest(directory.path(), "1", 0), 0);
+}
+
+TEST(CheckCaliFilesHelper, TakesAFileForOneThatExistsAlsoWithoutAStandardInput) {
+    Directory const directory;
+    directory.add("Cali-1.dat");
+    int const kept = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
+    close(STDIN_FILENO);
+    EXPECT_EQ(sizeAfterTest(directory.path(), "1", 0), 0);
+    EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1) << "left open";
+    dup2(kept, STDIN_FILENO);
+    close(kept);
 }
 
 TEST(CheckCaliFilesHelper, TakesALinkToNowhereForAMissingFile) {
@@ -418,6 +458,29 @@ TEST(CheckCalibration, ListsOnlyWhatIsMissing) {
 TEST(CheckCalibration, ListsOnlyTheDescriptionWhenItIsMissing) {
     Directory const directory;
     EXPECT_EQ(missing(directory.path()), "Cali-14080045.xml;");
+}
+
+TEST(CheckCalibration, ReadsADescriptionThatCannotBeReadOnceForEachOfItsTwoPasses) {
+    Directory const directory;
+    directory.add("Cali-14080045.xml", "<CaliData>\n<!-- never closed\n</CaliData>\n");
+    auto const log = support::logOf([&] { missing(directory.path()); });
+    EXPECT_EQ(std::count_if(log.begin(), log.end(),
+                            [](std::string const& line) {
+                                return line.find(" is wrong. Verify") != std::string::npos;
+                            }),
+              2);
+}
+
+TEST(CheckCalibration, KeepsAListThatGrowsBetweenItsTwoPassesInItsRoom) {
+    Directory const directory(oneRange());
+    directory.add("Kennlinie-14080045-23-M20-100.prn");
+    int searched = 0;
+    beforeOpening = [&](std::string const& path) {
+        if (path == directory.path() + "/Kennlinie-14080045-23-M20-100.prn" && ++searched == 2)
+            directory.remove("Kennlinie-14080045-23-M20-100.prn");
+    };
+    EXPECT_EQ(missing(directory.path()), "Cali-14080045-23-M20-100.dat;");
+    beforeOpening = nullptr;
 }
 
 TEST(CheckCalibration, NeedsOneDataSetForARangeWithoutFrameRates) {

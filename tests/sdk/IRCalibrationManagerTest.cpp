@@ -397,6 +397,11 @@ TEST(GetAvailableOptics, SaturatesLimitsThatFitNoInteger) {
               (Ranges{{-2147483647 - 1, 2147483647}}));
 }
 
+TEST(GetAvailableOptics, SaturatesTheFirstLimitThatFitsNoInteger) {
+    EXPECT_EQ(listedRanges(camera(14080045).optic(23).range(-2147483648.0, 2147483648.0)),
+              (Ranges{{-2147483647 - 1, 2147483647}}));
+}
+
 TEST(GetAvailableOptics, TakesALimitThatIsNoNumberForZero) {
     EXPECT_EQ(listedRanges(camera(14080045).optic(23).range(std::nan(""), 250)),
               (Ranges{{0, 250}}));

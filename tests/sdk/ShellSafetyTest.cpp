@@ -98,6 +98,10 @@ TEST(AFileName, MayNotHoldAHyphenBehindWhiteSpace) {
     }
 }
 
+TEST(AFileName, IsExaminedUpToItsEndOnly) {
+    EXPECT_TRUE(isSafeFileName(std::string_view("a -", 2)));
+}
+
 TEST(AFileName, MayBeginWithAHyphenSinceASlashIsInFrontOfIt) {
     EXPECT_TRUE(isSafeFileName("-i"));
 }

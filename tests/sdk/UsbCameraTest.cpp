@@ -1,3 +1,4 @@
+#include "sdk/UsbCamera.h"
 #include "sdk/IRCalibrationManager.h"
 #include "sdk/IRLogger.h"
 
@@ -352,6 +353,19 @@ TEST(FindSerial, KeepsASerialBeyondThe32BitRange) {
 
 TEST(FindSerial, SaturatesASerialThatNoLongCanHold) {
     expectSerial("99999999999999999999\n", 18446744073709551615UL);
+}
+
+TEST(UsbSerialText, IsCutAt65536Characters) {
+    support::TemporaryDirectory const device;
+    support::writeFile(device.path() + "/serial", std::string(70000, '7'));
+    EXPECT_EQ(zel::usbSerialText(device.path()), std::string(65536, '7'));
+}
+
+TEST(UsbSerialText, EndsWithItsLineHoweverLongThatIs) {
+    support::TemporaryDirectory const device;
+    support::writeFile(device.path() + "/serial",
+                       std::string(5000, '7') + "\n" + std::string(5000, '8'));
+    EXPECT_EQ(zel::usbSerialText(device.path()), std::string(5000, '7'));
 }
 
 TEST(FindSerial, TakesACameraWhoseIdentifiersHaveNoNewline) {

@@ -238,6 +238,13 @@ TEST(CreateConfigFilepath, CutsADirectoryToTheCapacityInABufferThatWasUsedBefore
     EXPECT_EQ(path.data(), std::string(260, 'd') + "/a.xml");
 }
 
+TEST(CreateConfigFilepath, EndsADirectoryOfTheFullCapacityInABufferThatWasUsedBefore) {
+    zel::PathBuffer path{};
+    path.fill('#');
+    zel::createConfigFilepath(path.data(), std::string(260, 'd').c_str(), capacity, "a", ".xml");
+    EXPECT_EQ(path.data(), std::string(260, 'd') + "/a.xml");
+}
+
 TEST(CreateConfigFilepath, CutsNameAndSuffixToTheCapacityEach) {
     EXPECT_EQ(configFilepath("/tmp", std::string(300, 'n'), std::string(300, 's')),
               "/tmp/" + std::string(260, 'n') + std::string(260, 's'));

@@ -581,6 +581,15 @@ TEST(W2C, CutsALongerTextTo1023Characters) {
     EXPECT_EQ(thalvo::W2C(text.c_str()), std::string(1023, 'x'));
 }
 
+TEST(W2C, LeavesOutACharacterOfWhichOnlyAPartWouldFit) {
+    Locale const locale(LC_CTYPE, "C.UTF-8");
+    ASSERT_TRUE(locale.available());
+    std::wstring const whole(1022, L'x');
+    thalvo::W2C(whole.c_str()); // ends where the character would begin
+    std::wstring const text = whole + L"\u20ac";
+    EXPECT_EQ(thalvo::W2C(text.c_str()), std::string(1022, 'x'));
+}
+
 TEST(W2C, KeepsWhatStandsBeforeACharacterTheLocaleCannotRepresent) {
     Locale const locale(LC_CTYPE, "C");
     std::string const converted = thalvo::W2C(L"ab\u20accd");
