@@ -649,6 +649,23 @@ TEST_F(Manager, NeverTakesAnIncompleteSetForCompleteOnceTheDescriptionIsThere) {
     });
 }
 
+TEST_F(Manager, NeverTakesAnIncompleteSetForCompleteHoweverOftenMemoryRunsOut) {
+    quietly([&] {
+        refuseEachAllocation([&](Scarcely const& scarcely) {
+            IRCalibrationManager manager;
+            manager.setCalibrationDir(incomplete.c_str());
+            for (int i = 0; i < 3; ++i) {
+                char* list = nullptr;
+                scarcely([&] { list = manager.checkCalibration(serial); });
+                EXPECT_NE(list, nullptr);
+                Text const owned(list);
+                Text const between(manager.checkCalibration(serial));
+                EXPECT_NE(between, nullptr);
+            }
+        });
+    });
+}
+
 TEST_F(Manager, TakesACompleteSetForCompleteAfterwards) {
     quietly([&] {
         refuseEachAllocation([&](Scarcely const& scarcely) {
@@ -783,9 +800,10 @@ TEST_F(Manager, DownloadsASetOrFails) {
                 IRCalibrationManager manager;
                 manager.setCalibrationDir(incomplete.c_str());
                 bool result = false;
-                std::string log;
+                commandsRun = 0;
                 scarcely([&] { result = manager.downloadCalibration(serial); });
                 EXPECT_TRUE(result || wasRefused());
+                EXPECT_TRUE(!result || commandsRun >= 3 * 2); // links and a file in each pass
                 EXPECT_TRUE(manager.downloadCalibration(serial));
                 EXPECT_FALSE(fs::exists(incomplete + "/.zentho_access"));
             });
