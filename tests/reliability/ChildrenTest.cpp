@@ -331,6 +331,18 @@ TEST_P(AStartedProgram, InPlaceOfWgetFetchesNoFiles) {
     });
 }
 
+TEST(IgnoredChildren, LetADownloadFailWhoseFirstFileCame) {
+    inWorld(ChildSignal::ignored, [] {
+        auto const script = servingLinksThen("echo fetched > \"$3\"\n");
+        replaceProgram("wget", {"", script.c_str()});
+        auto const outcome = outcomeOf(download);
+        EXPECT_FALSE(outcome.result);
+        EXPECT_EQ(outcome.log.back(), information + "Download failed.");
+        EXPECT_EQ(support::readFile("/tmp/target/" + support::descriptionName(serial)),
+                  "fetched\n");
+    });
+}
+
 TEST(AKilledWget, ThatWroteHalfTheLinksFailsTheDownload) {
     inWorld(ChildSignal::ordinary, [] {
         replaceProgram("wget", {"", "echo '<DownloadLinks>' > $3\necho '<Imager>' >> $3\n"
