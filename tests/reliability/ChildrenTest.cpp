@@ -127,7 +127,7 @@ void replaceShell(Fault const& fault) {
     makeScript("/tmp/shell", fault.script != nullptr ? fault.script : "");
     if (fault.script == nullptr)
         fs::permissions("/tmp/shell", fs::perms::owner_read);
-    ASSERT_EQ(mount("/tmp/shell", fs::canonical("/bin/sh").c_str(), nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount("/tmp/shell", fs::canonical("/bin/sh").c_str(), "none", MS_BIND, nullptr), 0);
 }
 
 auto openDescriptors() {
@@ -164,17 +164,16 @@ void inWorld(ChildSignal childSignal, std::function<void()> const& body) {
         zel::IRLogger::setVerbosity(zel::IRLOG_OFF, zel::IRLOG_OFF, nullptr);
         ConfigCali::getInstance()->load("/tmp/nowhere", -1);
         Killer const killer;
-        std::signal(SIGCHLD, childSignal == ChildSignal::ignored ? SIG_IGN : SIG_DFL);
         // The killer is a child, too: it must not be taken for one that was left behind.
         pid_t const operations = fork();
         if (operations != 0) {
             int status = 0;
-            std::signal(SIGCHLD, SIG_DFL);
             ASSERT_EQ(waitpid(operations, &status, 0), operations);
             EXPECT_EQ(status, 0) << "failed, see above";
             return;
         }
         prctl(PR_SET_PDEATHSIG, SIGKILL);
+        std::signal(SIGCHLD, childSignal == ChildSignal::ignored ? SIG_IGN : SIG_DFL);
         body();
         std::fflush(nullptr);
         _exit(testing::Test::HasFailure() ? 1 : 0);

@@ -85,7 +85,7 @@ void raiseLoopback() {
 std::string enterNamespaces() {
     try {
         leaveNamespaces();
-        if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+        if (mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) != 0) {
             fail("make mounts private");
         }
         raiseLoopback();
