@@ -1,0 +1,67 @@
+# What goes where, by GNUInstallDirs. The components are those of the packages.
+include(CMakePackageConfigHelpers)
+
+set_target_properties(zentho_cali PROPERTIES
+    EXPORT_NAME cali
+    OUTPUT_NAME zentho-cali
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR})
+target_include_directories(zentho_cali PUBLIC
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/zentho-cali>)
+
+set(commands zentho-cali-install)
+if(TARGET zentho-cali)
+    list(APPEND commands zentho-cali)
+endif()
+if(BUILD_SHARED_LIBS)
+    file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(${commands} PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+endif()
+install(TARGETS ${commands} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT commands)
+install(TARGETS zentho_cali EXPORT zentho-cali
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+
+# Only what a user of the library includes and what that includes in turn, in the folders by which
+# the headers name each other.
+set(public_headers
+    imgproc/Cali.h
+    imgproc/LookupTable.h
+    sdk/IRCalibrationManager.h
+    sdk/IRLogger.h
+    sdk/SimpleXML.h
+    sdk/TagIndex.h
+    sdk/Timer.h
+    sdk/XmlComments.h
+    util/ConfigFilepath.h
+    util/Logger.h
+    util/StringHelpers.h)
+foreach(header IN LISTS public_headers)
+    get_filename_component(folder ${header} DIRECTORY)
+    install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zentho-cali/${folder}
+        COMPONENT development)
+endforeach()
+
+set(config_directory ${CMAKE_INSTALL_LIBDIR}/cmake/zentho-cali)
+install(EXPORT zentho-cali NAMESPACE zentho:: FILE zentho-caliTargets.cmake
+    DESTINATION ${config_directory} COMPONENT development)
+configure_package_config_file(cmake/zentho-caliConfig.cmake.in zentho-caliConfig.cmake
+    INSTALL_DESTINATION ${config_directory})
+write_basic_package_version_file(zentho-caliConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+    ${CMAKE_CURRENT_BINARY_DIR}/zentho-caliConfig.cmake
+    ${CMAKE_CURRENT_BINARY_DIR}/zentho-caliConfigVersion.cmake
+    DESTINATION ${config_directory} COMPONENT development)
+
+# Seen from the file, so that an installed tree can be moved.
+file(RELATIVE_PATH pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
+file(RELATIVE_PATH pc_libdir ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
+file(RELATIVE_PATH pc_includedir ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+configure_file(cmake/zentho-cali.pc.in zentho-cali.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zentho-cali.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+# Below the prefix /usr this is the directory that the commands take by default.
+install(DIRECTORY DESTINATION ${CMAKE_INSTALL_DATADIR}/libzentho/cali COMPONENT commands)
+install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT commands)
