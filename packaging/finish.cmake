@@ -1,0 +1,9 @@
+# What a Debian package holds beside what gets installed. CPack runs this on the folders of the
+# components before it packs them.
+execute_process(
+    COMMAND ${CMAKE_CURRENT_LIST_DIR}/finish "${CPACK_TEMPORARY_DIRECTORY}"
+            "${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}"
+            commands ${CPACK_DEBIAN_COMMANDS_PACKAGE_NAME}
+            library ${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME}
+            development ${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME}
+    COMMAND_ERROR_IS_FATAL ANY)
