@@ -39,7 +39,11 @@ set(CPACK_DEBIAN_COMMANDS_DESCRIPTION
 Finds the camera on the USB bus, or takes the serial number it is given,
 copies that camera's calibration files from a USB stick or any other directory
 tree to where the camera library reads them, and checks that the set is
-complete.")
+complete.
+
+A companion command tells which files are missing and what a camera is
+calibrated for, compares files with a stick, downloads sets and writes camera
+configurations.")
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
