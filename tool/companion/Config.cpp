@@ -5,6 +5,7 @@
 #include "sdk/IRCalibrationManager.h"
 
 #include <filesystem>
+#include <system_error>
 
 namespace companion {
 
@@ -17,7 +18,7 @@ std::string absolute(std::string const& directory) {
         return directory;
     std::error_code error;
     auto const path = std::filesystem::canonical(directory, error);
-    if (error)
+    if (error) // also when the working directory was removed, beside which the directory may be
         throw systemFailure("Cannot use the calibration directory", directory, error.value());
     return path;
 }

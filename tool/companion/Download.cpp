@@ -67,7 +67,7 @@ bool fetch(Installed const& set, unsigned long serial) {
     }
     if (!emptyFiles.empty()) {
         zel::IRCalibrationManager::downloadTarget(emptyFiles.c_str(), std::to_string(serial), ".");
-        Installed const again(serial); // with the description that may have come
+        forgetDescription(); // another one may have come
     }
     return manager().downloadCalibration(serial);
 }
@@ -106,8 +106,11 @@ Result download(Options const& options, Terminal const& terminal) {
     OnlyDownload const only;
     // The directory reaches a shell, which would take blanks and other characters in it apart.
     WorkingDirectory const home;
-    if (chdir(options.directory.c_str()) != 0)
-        throw systemFailure("Cannot use the calibration directory", options.directory, errno);
+    if (chdir(options.directory.c_str()) != 0) {
+        // Only when it went away since it was looked at.
+        throw systemFailure("Cannot use the calibration directory", // GCOVR_EXCL_LINE
+                            options.directory, errno);              // GCOVR_EXCL_LINE
+    }
     useDirectory(".");
 
     Installed const setBefore(options.serial);

@@ -62,6 +62,10 @@ void useDirectory(std::string const& directory) {
         throw systemFailure("Cannot use the calibration directory", directory, ENAMETOOLONG);
 }
 
+void forgetDescription() {
+    descriptions().loaded = false;
+}
+
 std::string howToFetch(unsigned long serial) {
     std::string const text = std::to_string(serial);
     return "'zentho-cali download " + text + "' or 'zentho-cali-install -d" + text +
@@ -70,7 +74,7 @@ std::string howToFetch(unsigned long serial) {
 
 Installed::Installed(unsigned long serial)
     : m_serial(serial), m_descriptionName("Cali-" + std::to_string(serial) + ".xml") {
-    descriptions().loaded = false;
+    forgetDescription();
     m_loaded = descriptions().load(manager().getCalibrationDir(), static_cast<int>(serial)) == 0;
 }
 

@@ -30,6 +30,10 @@ void requireCalibrationDirectory(std::string const& directory, int rights);
 /// path is longer than the library takes.
 void useDirectory(std::string const& directory);
 
+/// Lets the library read the next description anew, also when it is the one it has loaded.
+/// @throws std::bad_alloc
+void forgetDescription();
+
 /// @return A hint for a person who lacks files of this camera.
 std::string howToFetch(unsigned long serial);
 

@@ -104,6 +104,13 @@ TEST_F(CompanionConfig, NamesARelativeDirectoryByItsAbsolutePath) {
     EXPECT_EQ(seenOf({"config", "14080045", "-t", "cali"}), exited(0, configuration(cali), ""));
 }
 
+TEST_F(CompanionConfig, NamesADirectoryBesideAWorkingDirectoryThatWasRemoved) {
+    EXPECT_EQ(seenOfShell("mkdir gone; cd gone; rmdir ../gone; \"$0\" config 14080045 -t ../cali"),
+              exited(3, "",
+                     said("Cannot use the calibration directory ../cali: No such file or"
+                          " directory")));
+}
+
 TEST_F(CompanionConfig, LeavesAnAbsolutePathWithLinksAsItIs) {
     fs::create_directory_symlink("cali", root.path() + "/link");
     EXPECT_EQ(seenOf({"config", "14080045", "-t", root.path() + "/link"}),

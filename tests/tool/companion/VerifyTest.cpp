@@ -231,6 +231,14 @@ TEST_F(CompanionVerify, NamesAFileOfTheStickThatMayNotBeRead) {
     });
 }
 
+TEST_F(CompanionVerify, NamesAFileWhoseReadingFails) {
+    writeFile(installed(data), "");
+    fs::remove(usb + "/7/" + data);
+    fs::create_symlink("/proc/self/mem", usb + "/7/" + data);
+    EXPECT_EQ(verified(),
+              exited(3, "", said("Cannot read usb/7/" + data + ": Input/output error")));
+}
+
 TEST_F(CompanionVerify, AnswersInJson) {
     fs::remove(usb + "/7/" + curve);
     EXPECT_EQ(jsonOf({"verify", "7", "-s", "usb", "-t", "cali"}),
@@ -278,6 +286,12 @@ TEST_F(CompanionVerify, ColoursTheStatesOnATerminal) {
     EXPECT_EQ(onTerminal({}, "$program verify 7 -s usb -t cali"),
               data + ": \033[31mdiffers\033[0m\n" + description + ": \033[32msame\033[0m\n" +
                   curve + ": \033[33mmissing here\033[0m\n");
+}
+
+TEST_F(CompanionVerify, ShowsNoBytesOnATerminalThatAreNotUtf8) {
+    writeFile(usb + "/Cali-7-\xE4.dat", "");
+    EXPECT_EQ(onTerminal({}, "NO_COLOR=1 $program verify 7 -s usb -t cali").substr(28, 27),
+              "Cali-7-?.dat: missing here\n");
 }
 
 TEST_F(CompanionVerify, ShowsNoControlCharactersOfAFileNameOnATerminal) {
