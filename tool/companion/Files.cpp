@@ -22,17 +22,22 @@ namespace {
 
 using zel::FileDescriptor;
 
-FileDescriptor open(std::string const& path) {
-    FileDescriptor file = FileDescriptor::openForReading(path.c_str());
+struct stat statusOf(FileDescriptor const& file, std::string const& path) {
     if (!file.valid())
         throw systemFailure("Cannot read", path, errno);
-    return file;
-}
-
-struct stat statusOf(FileDescriptor const& file) {
     struct stat status {};
     fstat(file.get(), &status); // an open descriptor always has one
     return status;
+}
+
+/// @return 0 for a directory with these rights, else the error number that tells what is wrong.
+int whyNotUsable(std::string const& path, int rights) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0)
+        return errno;
+    if (!S_ISDIR(status.st_mode))
+        return ENOTDIR;
+    return faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0 ? 0 : errno;
 }
 
 /// Reads a file piece by piece, each as long as the buffer until the last.
@@ -119,15 +124,7 @@ WorkingDirectory::~WorkingDirectory() {
 
 void requireDirectory(std::string const& path, int rights, std::string const& what,
                       std::string const& hint) {
-    struct stat status {};
-    int error = 0;
-    if (stat(path.c_str(), &status) != 0) {
-        error = errno;
-    } else if (!S_ISDIR(status.st_mode)) {
-        error = ENOTDIR;
-    } else if (faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) != 0) {
-        error = errno;
-    }
+    int const error = whyNotUsable(path, rights);
     if (error != 0)
         throw systemFailure("Cannot use the " + what, path, error, error == ENOENT ? hint : "");
 }
@@ -150,10 +147,10 @@ bool isEmptyFile(std::string const& path) {
 }
 
 bool sameBytes(std::string const& left, std::string const& right) {
-    FileDescriptor const leftFile = open(left);
-    FileDescriptor const rightFile = open(right);
-    auto const leftStatus = statusOf(leftFile);
-    auto const rightStatus = statusOf(rightFile);
+    auto const leftFile = FileDescriptor::openForReading(left.c_str());
+    auto const leftStatus = statusOf(leftFile, left);
+    auto const rightFile = FileDescriptor::openForReading(right.c_str());
+    auto const rightStatus = statusOf(rightFile, right);
     if (!S_ISREG(leftStatus.st_mode) || !S_ISREG(rightStatus.st_mode) ||
         leftStatus.st_size != rightStatus.st_size)
         return false;

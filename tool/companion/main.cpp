@@ -146,6 +146,7 @@ int main(int argc, char* argv[]) try {
     occupyStandardStreams();
     std::setlocale(LC_CTYPE, "");
     std::signal(SIGPIPE, SIG_IGN); // a reader that has gone is an error of writing like any other
+    std::signal(SIGCHLD, SIG_DFL); // whose being ignored the process may have inherited
     return static_cast<int>(runGuarded(argc, argv));
     // GCOVR_EXCL_START: only when there is no memory to report a lack of memory
 } catch (...) {

@@ -61,9 +61,10 @@ protected:
     }
 
     static Outcome download(DownloadWorld const& world,
-                            std::vector<std::string> const& options = {}) {
-        std::vector<std::string> words{companiontest::program, "download", "12345678", "-t",
-                                       "target"};
+                            std::vector<std::string> const& options = {},
+                            std::string const& signals = "--default-signal=CHLD") {
+        std::vector<std::string> words{
+            "env", signals, companiontest::program, "download", "12345678", "-t", "target"};
         words.insert(words.end(), options.begin(), options.end());
         return support::run(words, fs::path(world.target()).parent_path());
     }
@@ -200,6 +201,14 @@ TEST_F(CompanionDownload, WritesToADirectoryWithBlanksAndDollarsInItsName) {
         fs::create_directory(directory);
         EXPECT_EQ(download(world, {"-t", directory}).exitStatus, 0);
         EXPECT_EQ(support::tree(directory), wholeSet);
+    });
+}
+
+TEST_F(CompanionDownload, GoesThroughAlsoWhenTheCallerIgnoresItsChildren) {
+    served({description, data, curve}, [](DownloadWorld const& world) {
+        auto const outcome = download(world, {"-v"}, "--ignore-signal=CHLD");
+        EXPECT_EQ(outcome.standardOutput, allInstalled);
+        EXPECT_EQ(outcome.standardError.find("ERROR"), outcome.standardError.find("ERROR 404"));
     });
 }
 
