@@ -27,10 +27,10 @@ install(TARGETS zentho_cali EXPORT zentho-cali
 set(public_headers
     imgproc/Cali.h
     imgproc/LookupTable.h
+    sdk/ElementIndex.h
     sdk/IRCalibrationManager.h
     sdk/IRLogger.h
     sdk/SimpleXML.h
-    sdk/TagIndex.h
     sdk/Timer.h
     sdk/XmlComments.h
     util/ConfigFilepath.h
