@@ -77,7 +77,7 @@ std::string Table::scaleMarks(std::size_t width) const {
 
 std::string decimal(float value) {
     std::array<char, 64> digits{};
-    auto const end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+    char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
     return {digits.data(), end};
 }
 

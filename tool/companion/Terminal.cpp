@@ -20,7 +20,8 @@ bool isSet(char const* variable) {
 }
 
 bool isCapable() {
-    return isSet("TERM") && std::strcmp(std::getenv("TERM"), "dumb") != 0;
+    char const* const type = std::getenv("TERM");
+    return type != nullptr && type[0] != '\0' && std::strcmp(type, "dumb") != 0;
 }
 
 /// One character of a text in the locale's encoding.

@@ -126,7 +126,7 @@ Result verify(Options const& options, Terminal const& terminal) {
         std::string const state = comparison.stateOf(name);
         bool const missingThere = state.find("there") != std::string::npos;
         if (missingThere && stick.gap)
-            throw *stick.gap;
+            throw Failure(*stick.gap);
         if (state != "same")
             result.status = Status::no;
         files.push_back({{"name", name}, {"state", state}});

@@ -111,9 +111,9 @@ Status fail(Options const& options, Failure const& failure) {
 
 Result runCommand(Options const& options) {
     configureLog(options);
-    auto const command = std::find_if(commands.begin(), commands.end(), [&](Command const& known) {
-        return options.command == known.name;
-    });
+    auto const* const command =
+        std::find_if(commands.begin(), commands.end(),
+                     [&](Command const& known) { return options.command == known.name; });
     return command->run(options, Terminal::of(STDOUT_FILENO));
 }
 
