@@ -9,11 +9,10 @@ Result check(Options const& options, Terminal const& terminal) {
     auto const missing = set.missing();
     Result result{missing.empty() ? Status::yes : Status::no,
                   "",
-                  {{"serial", options.serial},
-                   {"directory", options.directory},
-                   {"complete", missing.empty()},
-                   {"missing", missing}},
+                  {{"serial", options.serial}, {"directory", options.directory}},
                   set.remarks()};
+    result.members["complete"] = missing.empty();
+    result.members["missing"] = missing;
     for (std::string const& name : missing)
         result.text += terminal.shown(name) + "\n";
     if (!missing.empty())

@@ -20,18 +20,20 @@ bool readSerial(std::string const& text, unsigned long& serial) {
     return error == std::errc() && rest == end && serial >= 1 && serial <= largestSerial;
 }
 
+void setSerial(Options& options, std::string const& text) {
+    if (readSerial(text, options.serial))
+        return;
+    std::string const range = "1 to " + std::to_string(largestSerial);
+    std::string const mistake = "'" + text + "' is no serial number: decimal digits, " + range;
+    throw CLI::ValidationError("SERIAL", mistake);
+}
+
 CLI::Option* addSerial(CLI::App& command, Options& options) {
+    auto const set = [&options](std::string const& text) {
+        setSerial(options, text);
+    };
     return command
-        .add_option_function<std::string>(
-            "SERIAL",
-            [&options](std::string const& text) {
-                if (!readSerial(text, options.serial)) {
-                    throw CLI::ValidationError(
-                        "SERIAL", "'" + text + "' is no serial number: decimal digits, 1 to " +
-                                      std::to_string(largestSerial));
-                }
-            },
-            "Serial number of the camera, in decimal")
+        .add_option_function<std::string>("SERIAL", set, "Serial number of the camera, in decimal")
         ->type_name("");
 }
 
@@ -180,8 +182,8 @@ std::optional<std::string> readCommandLine(int argc, char const* const* argv, Op
         options.command = commandBeingRead(app);
         options.json = asksForJson(argc, argv);
         std::string const asked = options.command.empty() ? "" : " " + options.command;
-        throw Failure{mistake.what(), "", "", "'zentho-cali" + asked + " --help' tells what fits.",
-                      Status::wrongUsage};
+        std::string const hint = "'zentho-cali" + asked + " --help' tells what fits.";
+        throw Failure{mistake.what(), "", "", hint, Status::wrongUsage};
     }
     return std::nullopt;
 }

@@ -125,12 +125,11 @@ Result download(Options const& options, Terminal const& terminal) {
 
     Result result{missing.empty() ? Status::yes : Status::no,
                   "",
-                  {{"serial", options.serial},
-                   {"directory", options.directory},
-                   {"complete", missing.empty()},
-                   {"installed", installed},
-                   {"missing", missing}},
+                  {{"serial", options.serial}, {"directory", options.directory}},
                   {}};
+    result.members["complete"] = missing.empty();
+    result.members["installed"] = installed;
+    result.members["missing"] = missing;
     tell(result, terminal, installed, missing);
     if (!fetched)
         result.notes.emplace_back("The download did not go through; -v tells why.");

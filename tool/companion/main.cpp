@@ -71,13 +71,15 @@ Json orNull(std::string const& text) {
 }
 
 Json failureObject(Options const& options, Failure const& failure) {
-    return {{"command", orNull(options.command)},
-            {"status", static_cast<int>(failure.status)},
-            {"error",
-             {{"message", failure.message},
-              {"path", orNull(failure.path)},
-              {"reason", orNull(failure.reason)},
-              {"hint", orNull(failure.hint)}}}};
+    Json object;
+    object["command"] = orNull(options.command);
+    object["status"] = static_cast<int>(failure.status);
+    Json& error = object["error"];
+    error["message"] = failure.message;
+    error["path"] = orNull(failure.path);
+    error["reason"] = orNull(failure.reason);
+    error["hint"] = orNull(failure.hint);
+    return object;
 }
 
 Json resultObject(Options const& options, Result const& result) {
