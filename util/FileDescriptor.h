@@ -2,6 +2,8 @@
 /// An open file that closes itself.
 #pragma once
 
+#include <utility>
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -18,8 +20,10 @@ public:
         return FileDescriptor(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     }
 
-    FileDescriptor(FileDescriptor const&) = delete;
-    FileDescriptor& operator=(FileDescriptor const&) = delete;
+    /// Takes the file over from @p other.
+    FileDescriptor(FileDescriptor&& other) noexcept
+        : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&&) = delete;
     ~FileDescriptor() {
         if (valid())
             close(m_descriptor);
