@@ -84,6 +84,10 @@ Lines withDownloadFailed(Lines lines) {
 
 } // namespace
 
+TEST(DownloadTarget, WithoutAFileListFails) {
+    EXPECT_FALSE(zel::IRCalibrationManager::downloadTarget(nullptr, "12345678", "/nowhere"));
+}
+
 TEST(DownloadCalibration, InstallsTheWholeSetOfACamera) {
     inDownloadWorld([](World const& world) {
         world.serveLink();
