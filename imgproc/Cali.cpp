@@ -483,8 +483,8 @@ bool ConfigCali::caliFilenameString(int serial, int fov, char const* text, float
     if (buffer == nullptr || bufferSize < 0)
         return false;
     char const* const separator = isEmpty(text) ? "" : "-";
-    char const* const format =
-        framerate != 0 ? "%i-%i%s%s-%s%i-%s%i-%i" : "%i-%i%s%s-%s%i-%s%i"; // the last stays unused
+    // The formatter ignores an argument that the format does not name.
+    char const* const format = framerate != 0 ? "%i-%i%s%s-%s%i-%s%i-%i" : "%i-%i%s%s-%s%i-%s%i";
     return tsnprintf(buffer, static_cast<unsigned int>(bufferSize), format, serial, fov, separator,
                      orEmpty(text), signLetter(lo), magnitude(lo), signLetter(hi), magnitude(hi),
                      framerate) > 0;

@@ -6,9 +6,8 @@ namespace zel {
 
 namespace {
 
-constexpr std::size_t charactersPerElement =
-    32;                                // in an indented description; a guess to start from
-constexpr std::size_t usualNames = 64; // a description has fewer
+// An indented description has about this many. Only the first guess at the room needed.
+constexpr std::size_t charactersPerElement = 32;
 
 bool startsWith(std::string_view text, std::string_view searched) noexcept {
     return text.size() >= searched.size() &&
@@ -37,7 +36,8 @@ bool hasSlashInFront(std::string_view name) noexcept {
     return !name.empty() && name.front() == '/';
 }
 
-/// @return A number that names of another length or with other ends hardly share.
+/// @return A number in which names of another length or with other ends mostly differ: a filter for
+///         names that the document does not have.
 std::size_t shapeOf(std::string_view name) noexcept {
     if (name.empty())
         return 0;
@@ -67,11 +67,11 @@ void ElementIndex::clear() noexcept {
 
 void ElementIndex::build(std::string_view document) {
     clear();
-    m_entries.reserve(usualNames);
     sortByName(collectBackwards(document));
 }
 
-/// Goes through the document from its end, where each closing tag comes before its opening tag.
+/// Walks through the document from its end, so that each closing tag is met before its opening tag.
+/// "Before" and "behind" are places in the document: the walk meets first what is behind.
 std::vector<ElementIndex::Found> ElementIndex::collectBackwards(std::string_view document) {
     std::vector<Found> found;
     found.reserve(document.size() / charactersPerElement);
@@ -92,7 +92,7 @@ std::vector<ElementIndex::Found> ElementIndex::collectBackwards(std::string_view
         int const position = static_cast<int>(at);
         if (tag->closing)
             entry.closingAt = position;
-        else if (entry.closingAt >= 0)
+        else
             found.push_back(
                 {{position + static_cast<int>(tag->text.size()), entry.closingAt}, entry.number});
     }
@@ -108,8 +108,8 @@ ElementIndex::Tag* ElementIndex::expectedTag(Tag const& behind, std::string_view
     return nullptr;
 }
 
-/// @return The tag that @p rest begins with; null when it begins with none or another tag begins
-///         before its '>'.
+/// @return The tag that @p rest begins with; null when it begins with none, when another tag begins
+///         before its '>', or when it opens an element that is not closed.
 ElementIndex::Tag* ElementIndex::readTag(std::string_view rest) {
     char const* const bracket = findBracket(rest.substr(1));
     if (bracket == rest.end() || *bracket == '<')
@@ -117,17 +117,24 @@ ElementIndex::Tag* ElementIndex::readTag(std::string_view rest) {
     auto const text = rest.substr(0, static_cast<std::size_t>(bracket + 1 - rest.begin()));
     bool const closing = text[1] == '/';
     auto const name = text.substr(closing ? 2 : 1, text.size() - (closing ? 3 : 2));
-    if (hasSlashInFront(name))
+    Entry* const entry = entryOf(name, closing);
+    if (entry == nullptr)
         return nullptr;
-    Entry& entry = entryOf(name);
-    Tag& tag = closing ? entry.closing : entry.opening;
+    Tag& tag = closing ? entry->closing : entry->opening;
     tag.text = text;
-    tag.entry = &entry;
+    tag.entry = entry;
     tag.closing = closing;
     return &tag;
 }
 
-ElementIndex::Entry& ElementIndex::entryOf(std::string_view name) {
+/// @return The entry of a name, made for a closing tag; null when it has none.
+ElementIndex::Entry* ElementIndex::entryOf(std::string_view name, bool closing) {
+    if (hasSlashInFront(name))
+        return nullptr;
+    if (!closing) {
+        auto const hit = m_entries.find(name);
+        return hit != m_entries.end() ? &hit->second : nullptr;
+    }
     auto const [hit, isNew] = m_entries.try_emplace(name);
     Entry& entry = hit->second;
     if (isNew) {
@@ -135,7 +142,7 @@ ElementIndex::Entry& ElementIndex::entryOf(std::string_view name) {
         entry.number = static_cast<unsigned int>(m_entries.size() - 1);
         m_shapes.set(shapeOf(name) % m_shapes.size());
     }
-    return entry;
+    return &entry;
 }
 
 void ElementIndex::sortByName(std::vector<Found> const& backwards) {

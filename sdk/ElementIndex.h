@@ -6,8 +6,8 @@
 #include <array>
 #include <bitset>
 #include <cstddef>
+#include <map>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace zel {
@@ -23,9 +23,9 @@ struct Element {
 
 /// The element found last by its index inside a parent, from which the search of the next goes on.
 struct LastFound {
-    Element parent; ///< no element when nothing was found yet
-    int index = -1; ///< which of the parent's elements it is
-    int end = -1;   ///< offset of its closing tag
+    int parentStart = -1; ///< tells the parent; -1 when nothing was found yet
+    int index = -1;       ///< which of the parent's elements it is
+    Element element;
 };
 
 /// The elements of one name in the order of their opening tags.
@@ -42,8 +42,8 @@ public:
 
     /// @param from Offset to search from.
     /// @return The first element whose opening tag begins at or behind @p from; no element when
-    ///         there is none. Takes constant time when searches move forward, as they do when a
-    ///         document is read in order.
+    ///         there is none. Takes constant time when that is the answer of the last search or the
+    ///         one behind it, as when a document is read in order; otherwise logarithmic.
     Element firstFrom(int from) const noexcept {
         if (m_last != m_end && isBefore(*m_last, from))
             ++m_last; // most searches want the next
@@ -87,8 +87,7 @@ public:
     void clear() noexcept;
 
     /// @param name A name.
-    /// @return Its elements; null when the document has no tag of the name or the index does not
-    ///         cover it.
+    /// @return Its elements; null when there are none or the index does not cover the name.
     NamedElements const* find(std::string_view name) const noexcept {
         if (m_lastAsked == nullptr)
             return lookUp(name);
@@ -111,7 +110,7 @@ private:
 
     /// A tag as it stands in the document.
     struct Tag {
-        std::string_view text; // empty until it is met
+        std::string_view text;
         Entry* entry = nullptr;
         bool closing = false;
         std::array<Tag*, 2> before{}; // what stood in front of it the last two times
@@ -123,7 +122,7 @@ private:
         unsigned int number = 0;
         Tag opening;
         Tag closing;
-        int closingAt = -1; // the first closing tag of the part that was gone through
+        int closingAt = -1; // offset of the nearest closing tag behind the place of the walk
         NamedElements elements;
         mutable std::array<Entry const*, 2> askedNext{}; // what was asked for behind it
     };
@@ -136,12 +135,20 @@ private:
     std::vector<Found> collectBackwards(std::string_view document);
     static Tag* expectedTag(Tag const& behind, std::string_view rest) noexcept;
     Tag* readTag(std::string_view rest);
-    Entry& entryOf(std::string_view name);
+    Entry* entryOf(std::string_view name, bool closing);
     void sortByName(std::vector<Found> const& backwards);
     NamedElements const* lookUp(std::string_view name) const noexcept;
 
-    std::unordered_map<std::string_view, Entry> m_entries; // pointed to
-    std::vector<Element> m_elements;                       // name by name
+    /// An order of names that mostly needs no look at their characters.
+    struct ShorterFirst {
+        bool operator()(std::string_view a, std::string_view b) const noexcept {
+            return a.size() != b.size() ? a.size() < b.size() : a < b;
+        }
+    };
+
+    // Its entries are pointed to. No hash table: names of one hash are easily made.
+    std::map<std::string_view, Entry, ShorterFirst> m_entries;
+    std::vector<Element> m_elements; // name by name
     std::bitset<4096> m_shapes; // of the names there are, to tell most missing ones at a glance
     mutable Entry const* m_lastAsked = nullptr;
 };

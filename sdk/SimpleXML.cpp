@@ -28,8 +28,9 @@ constexpr std::size_t maxLineLength = 4095;
 
 constexpr std::size_t pieceSize = 65536; // stays in the cache while it is looked through
 
-/// A file's characters, written before they are read, so without a first value.
-struct Text {
+/// A file's characters, written before they are read, so without a first value. What is rare in a
+/// file is known of the whole, so that the others are spared a search.
+struct FileText {
     std::unique_ptr<char[]> characters;
     std::size_t size = 0;
     bool hasNulls = false;
@@ -39,8 +40,8 @@ struct Text {
 };
 
 /// @return Room for a text and a terminator behind it.
-Text roomFor(std::size_t size) {
-    Text text;
+FileText roomFor(std::size_t size) {
+    FileText text;
     text.characters.reset(new char[size + 1]);
     text.size = size;
     return text;
@@ -56,7 +57,7 @@ bool contains(std::string_view text, std::string_view searched) noexcept {
 
 /// Reads until the text is full or nothing more comes. @return false for an error, like a bad
 /// disk's.
-bool readAll(FileDescriptor const& file, Text& text) {
+bool readAll(FileDescriptor const& file, FileText& text) {
     std::size_t filled = 0;
     while (filled < text.size) {
         char* const at = text.characters.get() + filled;
@@ -79,28 +80,35 @@ bool readAll(FileDescriptor const& file, Text& text) {
 
 /// @return The file's text; nothing when it cannot be opened or read, or when its offsets would
 ///         not fit an int. What is no regular file, like a directory, holds nothing.
-std::optional<Text> readFile(char const* filename) {
+std::optional<FileText> readFile(char const* filename) {
     auto const file = FileDescriptor::openForReading(filename);
     struct stat status {};
     if (!file.valid() || fstat(file.get(), &status) != 0)
         return std::nullopt;
     if (!S_ISREG(status.st_mode))
         return roomFor(0);
-    if (status.st_size >= std::numeric_limits<int>::max())
+    if (status.st_size > std::numeric_limits<int>::max())
         return std::nullopt;
 
-    Text text = roomFor(static_cast<std::size_t>(status.st_size));
+    FileText text = roomFor(static_cast<std::size_t>(status.st_size));
     if (!readAll(file, text))
         return std::nullopt;
     return text;
 }
 
+std::string tagOf(std::string_view name, char const* start) {
+    std::string tag;
+    tag.reserve(name.size() + 3);
+    tag.append(start).append(name).append(">");
+    return tag;
+}
+
 std::string openingTag(std::string_view name) {
-    return std::string("<").append(name).append(">");
+    return tagOf(name, "<");
 }
 
 std::string closingTag(std::string_view name) {
-    return std::string("</").append(name).append(">");
+    return tagOf(name, "</");
 }
 
 /// @return Offset of the first such tag at or behind @p from, or -1.
@@ -109,6 +117,7 @@ int findTag(std::string_view document, std::string_view tag, int from) noexcept 
     return hit != std::string_view::npos ? static_cast<int>(hit) : -1;
 }
 
+/// With strstr, since string_view::find tries each character that the searched text begins with.
 /// @param text A text without null characters, terminated.
 /// @return Offset of the first occurrence at or behind @p from, or npos.
 std::size_t findText(std::string_view text, std::string const& searched,
@@ -119,44 +128,81 @@ std::size_t findText(std::string_view text, std::string const& searched,
     return hit != nullptr ? static_cast<std::size_t>(hit - text.data()) : std::string_view::npos;
 }
 
+/// The lines of a text from its first "<" on: leading bytes, such as a byte order mark, are
+/// skipped.
+class Lines {
+public:
+    explicit Lines(FileText const& text) noexcept
+        : m_text(text.view()), m_haveNulls(text.hasNulls), m_next(m_text.find('<')) {}
+
+    /// @return The next line, up to a null character in it; nothing behind the last one and where a
+    ///         line is too long.
+    std::optional<std::string_view> next() noexcept {
+        if (m_next >= m_text.size())
+            return std::nullopt;
+        std::size_t const end = std::min(m_text.find('\n', m_next), m_text.size());
+        if (end - m_next > maxLineLength)
+            return std::nullopt;
+        auto const line = m_text.substr(m_next, end - m_next);
+        m_next = end + 1;
+        return m_haveNulls ? line.substr(0, line.find('\0')) : line;
+    }
+
+    /// @return Offset of the next line.
+    std::size_t place() const noexcept { return m_next; }
+
+private:
+    std::string_view m_text;
+    bool m_haveNulls;
+    std::size_t m_next;
+};
+
+/// Finds the line that ends the root. The text is searched once for all lines up to it: a search of
+/// each line would cost more than copying it.
+class RootEnd {
+public:
+    RootEnd(FileText const& text, std::string_view rootname)
+        : m_text(text.view()), m_haveNulls(text.hasNulls), m_tag(closingTag(rootname)) {}
+
+    /// @param line A line.
+    /// @param next Where the next one begins.
+    /// @return Whether the line ends the root.
+    bool isIn(std::string_view line, std::size_t next) {
+        if (m_noneBefore >= next)
+            return false;
+        if (contains(line, m_tag))
+            return true;
+        m_noneBefore = m_haveNulls ? next : findText(m_text, m_tag, next);
+        return false;
+    }
+
+private:
+    std::string_view m_text;
+    bool m_haveNulls;
+    std::string m_tag;
+    std::size_t m_noneBefore = 0; // no such tag begins before here
+};
+
 /// Reduces a file to the lines between those of the root's tags, joined without a separator. A
 /// null character ends the text of its line, a line that is too long ends reading.
-void keepRootContent(Text& text, std::string_view rootname) {
+void keepRootContent(FileText& text, std::string_view rootname) {
     std::string const opening = std::string("<").append(rootname); // no '>': it may have attributes
-    std::string const closing = closingTag(rootname);
-    std::string_view const all = text.view();
+    Lines lines(text);
+    auto line = lines.next();
+    while (line && !contains(*line, opening))
+        line = lines.next();
 
+    RootEnd rootEnd(text, rootname);
     std::size_t kept = 0;
-    bool inside = false;
-    std::size_t closingAt = 0;        // no closing tag of the root begins before here
-    std::size_t next = all.find('<'); // leading bytes, such as a byte order mark, are skipped
-    while (next < all.size()) {
-        std::size_t const lineEnd = std::min(all.find('\n', next), all.size());
-        if (lineEnd - next > maxLineLength)
-            break;
-        std::string_view line = all.substr(next, lineEnd - next);
-        if (text.hasNulls)
-            line = line.substr(0, line.find('\0'));
-        next = lineEnd + 1;
-
-        if (!inside) {
-            inside = contains(line, opening);
-            closingAt = next;
-            continue;
-        }
-        if (closingAt < next) {
-            if (contains(line, closing))
-                break;
-            closingAt = text.hasNulls ? next : findText(all, closing, next);
-        }
-        std::memmove(text.characters.get() + kept, line.data(), line.size());
-        kept += line.size();
+    for (line = lines.next(); line && !rootEnd.isIn(*line, lines.place()); line = lines.next()) {
+        std::memmove(text.characters.get() + kept, line->data(), line->size());
+        kept += line->size();
     }
     text.size = kept;
 }
 
 /// Turns carriage returns into line feeds.
-void replaceCarriageReturns(Text& text) noexcept {
+void replaceCarriageReturns(FileText& text) noexcept {
     if (!text.hasReturns)
         return;
     char* const begin = text.characters.get();
@@ -260,6 +306,7 @@ bool SimpleXML::open(char const* filename, char const* rootname) noexcept try {
     m_index.clear();
     m_doc = {};
     m_length = 0;
+    setNode(); // what was selected is gone
     return false;
 }
 
@@ -301,21 +348,20 @@ Element SimpleXML::findFirst(std::string_view name) const {
     });
 }
 
-/// @return The element of a name and an index inside the selected one. Going through the indexes
-///         in ascending order takes constant time each.
+/// @return The element of a name and an index inside the selected one. Asking in ascending order
+///         takes constant time each; any other order goes through the elements from the first.
 Element SimpleXML::findByIndex(std::string_view name, int index) const {
     if (index < 0 || m_depth >= maxDepth)
         return {};
     Element const parent = selected();
     return ask(name, Element{}, [parent, index](auto const& elements) {
         LastFound& last = elements.lastFound;
-        bool const goesOn = last.parent.start == parent.start && last.parent.end == parent.end &&
-                            last.index < index;
-        Element found = firstWithin(elements, goesOn ? last.end : parent.start, parent.end);
-        for (int i = goesOn ? last.index + 1 : 0; i < index && found.exists(); ++i)
+        bool const goesOn = last.parentStart == parent.start && last.index <= index;
+        Element found = goesOn ? last.element : firstWithin(elements, parent.start, parent.end);
+        for (int i = goesOn ? last.index : 0; i < index && found.exists(); ++i)
             found = firstWithin(elements, found.end, parent.end);
         if (found.exists())
-            last = {parent, index, found.end};
+            last = {parent.start, index, found};
         return found;
     });
 }

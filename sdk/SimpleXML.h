@@ -21,7 +21,8 @@ namespace zel {
 ///
 /// After open(), select the root with setNode() before any other query. A name is an element's name
 /// without brackets. Nothing throws: an operation that runs out of memory gives its failure value.
-/// A null name, directory or target likewise.
+/// A null name, directory or target likewise. Not for use from several threads at once, not even
+/// for reading: queries remember where they found something.
 class SimpleXML {
 public:
     /// An empty document. Sets the process's numeric locale to "C", so that a decimal point is read
@@ -38,8 +39,11 @@ public:
     /// the root, an empty one included, is an empty document.
     /// @param filename Path of the file.
     /// @param rootname Name of the root element, whose opening tag may carry attributes.
-    /// @return false when the file cannot be opened (logged for debugging) or its comments do not
-    ///         pair up (logged as an error, with the whole text).
+    /// @return false when the file cannot be opened (logged for debugging), which leaves the
+    /// earlier
+    ///         document; when its comments do not pair up (logged as an error, with the whole
+    ///         text), which leaves the text with them; or without memory, which leaves an empty
+    ///         document.
     bool open(char const* filename, char const* rootname) noexcept;
 
     /// Loads "directory/name.xml", formed by createConfigFilepath(), which creates a missing

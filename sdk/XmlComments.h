@@ -13,7 +13,8 @@ struct CommentToken {
     int position; ///< offset of the first character of "<!--", or just behind "-->"
 };
 
-/// Orders comment tokens by position alone: the order in which removeComments() takes them.
+/// Orders comment tokens by position alone: the order in which removeComments() takes them. At one
+/// position it takes an end first, so that a stray one is always found.
 /// @param a A token.
 /// @param b Another one.
 /// @return Whether @p a stands before @p b.

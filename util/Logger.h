@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace thalvo {
 
@@ -38,16 +39,15 @@ public:
     Logger(Logger const&) = delete;
     Logger& operator=(Logger const&) = delete;
 
-    /// Sets outputs and thresholds; closes the log file of an earlier call and opens a new one.
+    /// Sets outputs and thresholds; closes the log file of an earlier call and opens a new one for
+    /// appending, here and nowhere else. When that fails, nothing is reported and lines for the
+    /// file are lost.
     /// @param filename     Base name of the log file. The file's name is this, "_", the local date
     ///                     and time and ".log", as in vessimo.log_9_11_2026_3-7-5.log.
-    /// @param conf         Combination of #loggerConf_ bits; only #LOGFILE_ON and #CONSOLE_ON
-    /// count.
+    /// @param conf         Combination of #loggerConf_ bits, of which #LOGFILE_ON and #CONSOLE_ON
+    ///                     count.
     /// @param fileLevel    Highest level written to the file; a negative one lets all through.
     /// @param consoleLevel Highest level written to the standard error stream, likewise.
-    ///
-    /// The file is opened for appending, here and nowhere else. When that fails, nothing is
-    /// reported and lines for the file are lost.
     void configure(std::string const& filename, loggerConf_ conf, int fileLevel,
                    int consoleLevel) noexcept;
 
@@ -99,8 +99,9 @@ inline void appendPart(std::string& message, std::string_view part) {
     message.append(part);
 }
 
-/// Appends a number in decimal. @throws std::bad_alloc
-inline void appendPart(std::string& message, int part) {
+/// Appends a whole number in decimal. @throws std::bad_alloc
+template <class Integer, class = std::enable_if_t<std::is_integral_v<Integer>>>
+void appendPart(std::string& message, Integer part) {
     message.append(std::to_string(part));
 }
 

@@ -107,6 +107,15 @@ std::map<std::string, Shape> const shapes{
          std::string const empty = "<TemperatureRange>\n</TemperatureRange>\n";
          return document("", optic(30, ranges(repeated(empty, count))));
      }},
+    {"distinct-names",
+     [](int count) {
+         return document(pieces(count,
+                                [](int i) {
+                                    std::string const name = "n" + std::to_string(100000 + i);
+                                    return "<" + name + ">1</" + name + ">\n";
+                                }),
+                         someOptic);
+     }},
     {"elements-left-open",
      [](int count) {
          return document("", repeated("<OpticsDef>\n<TempRanges>\n", count));

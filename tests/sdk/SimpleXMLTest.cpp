@@ -269,6 +269,15 @@ TEST(SimpleXMLOpen, SkipsAByteOrderMark) {
     EXPECT_EQ(documentOf("\xef\xbb\xbf<root>\nx\n</root>\n"), "x");
 }
 
+TEST(SimpleXMLOpen, FailsForAFileWhoseOffsetsDoNotFitAnInt) {
+    TemporaryDirectory const directory;
+    std::string const path = directory.path() + "/file.xml";
+    writeFile(path, "<root>\n</root>\n");
+    ASSERT_EQ(truncate(path.c_str(), 0x80000000L), 0);
+    SimpleXML reader;
+    EXPECT_FALSE(reader.open(path.c_str(), "root"));
+}
+
 TEST(SimpleXMLOpen, SkipsBlankLinesBeforeTheFirstBracket) {
     EXPECT_EQ(documentOf("\n\n  \n<root>\nx\n</root>\n"), "x");
 }

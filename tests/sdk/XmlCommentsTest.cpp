@@ -143,6 +143,7 @@ TEST(RemoveComments, RefusesAnOpenCommentBehindAClosedOne) {
 
 TEST(RemoveComments, RefusesAStrayCloserDirectlyBeforeAnOpener) {
     EXPECT_TRUE(isMalformed("a--><!-- c -->b"));
+    EXPECT_TRUE(isMalformed("a--><!--b"));
 }
 
 TEST(RemoveComments, RefusesANestedCommentThatIsClosedOnce) {

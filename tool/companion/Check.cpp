@@ -7,16 +7,16 @@ Result check(Options const& options, Terminal const& terminal) {
     useDirectory(options.directory);
     Installed const set(options.serial);
     auto const missing = set.missing();
-    Result result{missing.empty() ? Status::yes : Status::no,
-                  "",
-                  {{"serial", options.serial}, {"directory", options.directory}},
-                  set.remarks()};
+    Result result = answerAbout(options.serial, options.directory);
+    result.notes = set.remarks();
     result.members["complete"] = missing.empty();
     result.members["missing"] = missing;
     for (std::string const& name : missing)
         result.text += terminal.shown(name) + "\n";
-    if (!missing.empty())
+    if (!missing.empty()) {
+        result.status = Status::no;
         result.notes.push_back("Not complete. " + howToFetch(options.serial));
+    }
     return result;
 }
 

@@ -29,13 +29,9 @@ Result config(Options const& options, Terminal const& /*terminal*/) {
     useDirectory(options.directory);
     useDirectory(absolute(options.directory));
     Installed const set(options.serial);
-    Result result{Status::yes,
-                  "",
-                  {{"serial", options.serial},
-                   {"directory", options.directory},
-                   {"configuration", nullptr},
-                   {"file", nullptr}},
-                  {}};
+    Result result = answerAbout(options.serial, options.directory);
+    result.members["configuration"] = nullptr;
+    result.members["file"] = nullptr;
     if (set.description() == nullptr) {
         result.status = Status::no;
         result.notes = set.whyNoDescription();

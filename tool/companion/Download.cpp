@@ -123,18 +123,17 @@ Result download(Options const& options, Terminal const& terminal) {
     Names const installed = gained(before, unusableBefore, set.wanted(), missing);
     removeLeftovers(before, missing);
 
-    Result result{missing.empty() ? Status::yes : Status::no,
-                  "",
-                  {{"serial", options.serial}, {"directory", options.directory}},
-                  {}};
+    Result result = answerAbout(options.serial, options.directory);
     result.members["complete"] = missing.empty();
     result.members["installed"] = installed;
     result.members["missing"] = missing;
     tell(result, terminal, installed, missing);
     if (!fetched)
         result.notes.emplace_back("The download did not go through; -v tells why.");
-    if (!missing.empty())
+    if (!missing.empty()) {
+        result.status = Status::no;
         result.notes.emplace_back("Not complete.");
+    }
     return result;
 }
 

@@ -35,18 +35,21 @@ std::string opticText(OpticsDefinition const& optic) {
 }
 
 Json rangeMembers(TempRangeDefinition const& range) {
-    Json members{{"low", number(range.range.lo)}, {"high", number(range.range.hi)}};
+    Json members;
+    members["low"] = number(range.range.lo);
+    members["high"] = number(range.range.hi);
     members["frameRates"] = range.framerates ? Json(*range.framerates) : Json(nullptr);
     return members;
 }
 
 Json opticMembers(OpticsDefinition const& optic, TempRangeTable const& ranges) {
-    Json members{{"fieldOfView", optic.FOV},
-                 {"text", optic.Text != nullptr ? optic.Text.get() : ""},
-                 {"samplePointCalibrated", optic.SamplePointCali},
-                 {"ranges", Json::array()}};
+    Json members;
+    members["fieldOfView"] = optic.FOV;
+    members["text"] = optic.Text != nullptr ? optic.Text.get() : "";
+    members["samplePointCalibrated"] = optic.SamplePointCali;
+    Json& listed = members["ranges"] = Json::array();
     for (auto const& range : ranges)
-        members["ranges"].push_back(rangeMembers(range));
+        listed.push_back(rangeMembers(range));
     return members;
 }
 
@@ -67,11 +70,8 @@ void addRows(Table& table, OpticsDefinition const& optic, TempRangeTable const& 
 Result optics(Options const& options, Terminal const& terminal) {
     useDirectory(options.directory);
     Installed const set(options.serial);
-    Result result{
-        Status::yes,
-        "",
-        {{"serial", options.serial}, {"directory", options.directory}, {"optics", Json::array()}},
-        {}};
+    Result result = answerAbout(options.serial, options.directory);
+    Json& listed = result.members["optics"] = Json::array();
     ConfigCali const* const description = set.description();
     if (description == nullptr) {
         result.status = Status::no;
@@ -84,7 +84,7 @@ Result optics(Options const& options, Terminal const& terminal) {
         // The first optic of that field of view and text answers for all that share them.
         auto const& ranges = description->findOptic(optic.FOV, optic.Text.get())->tempRanges;
         addRows(table, optic, ranges);
-        result.members["optics"].push_back(opticMembers(optic, ranges));
+        listed.push_back(opticMembers(optic, ranges));
     }
     result.text = table.on(terminal);
     return result;

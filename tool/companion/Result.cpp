@@ -4,6 +4,13 @@
 
 namespace companion {
 
+Result answerAbout(unsigned long serial, std::string const& directory) {
+    Result result;
+    result.members["serial"] = serial;
+    result.members["directory"] = directory;
+    return result;
+}
+
 Failure systemFailure(std::string const& message, std::string const& path, int error,
                       std::string const& hint) {
     return {message, path, std::strerror(error), hint};

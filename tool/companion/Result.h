@@ -22,11 +22,15 @@ using Json = nlohmann::ordered_json;
 
 /// The answer to a question that could be asked.
 struct Result {
-    Status status;                  ///< #Status::yes or #Status::no
+    Status status = Status::yes;    ///< #Status::yes or #Status::no
     std::string text;               ///< for people, on the standard output
     Json members;                   ///< the same for programs, without command and status
     std::vector<std::string> notes; ///< remarks and hints, on the standard error stream
 };
+
+/// @return A yes with what every answer about a set begins with: the camera's serial number and the
+///         calibration directory.
+Result answerAbout(unsigned long serial, std::string const& directory);
 
 /// Thrown when a question cannot be answered.
 struct Failure {

@@ -120,7 +120,8 @@ Result verify(Options const& options, Terminal const& terminal) {
     Installed const set(options.serial);
     Comparison comparison(set, stick);
 
-    Result result{Status::yes, "", {}, set.remarks()};
+    Result result = answerAbout(options.serial, options.directory);
+    result.notes = set.remarks();
     Json files = Json::array();
     for (std::string const& name : namesOf(set, options, stick)) {
         std::string const state = comparison.stateOf(name);
@@ -129,17 +130,17 @@ Result verify(Options const& options, Terminal const& terminal) {
             throw Failure(*stick.gap);
         if (state != "same")
             result.status = Status::no;
-        files.push_back({{"name", name}, {"state", state}});
+        Json& file = files.emplace_back();
+        file["name"] = name;
+        file["state"] = state;
         result.text += terminal.shown(name) + ": " + coloured(state, terminal) + "\n";
     }
     bool const complete = set.missing().empty();
     if (!complete)
         result.status = Status::no;
-    result.members = {{"serial", options.serial},
-                      {"directory", options.directory},
-                      {"source", options.source},
-                      {"complete", complete},
-                      {"files", files}};
+    result.members["source"] = options.source;
+    result.members["complete"] = complete;
+    result.members["files"] = files;
     auto const& remarks = comparison.remarks();
     result.notes.insert(result.notes.end(), remarks.begin(), remarks.end());
     return result;

@@ -83,7 +83,9 @@ Json failureObject(Options const& options, Failure const& failure) {
 }
 
 Json resultObject(Options const& options, Result const& result) {
-    Json object{{"command", options.command}, {"status", static_cast<int>(result.status)}};
+    Json object;
+    object["command"] = options.command;
+    object["status"] = static_cast<int>(result.status);
     object.update(result.members);
     return object;
 }
