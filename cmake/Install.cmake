@@ -69,3 +69,20 @@ install(PROGRAMS samples/fleet/provision DESTINATION ${CMAKE_INSTALL_DOCDIR}/exa
     COMPONENT commands)
 install(FILES samples/fleet/cameras.yml DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
     COMPONENT commands)
+
+# Completions, where the Debian packages of the shells look for them. bash and fish do so by the name
+# of the command. zsh has another folder for packages than for what is installed below /usr/local.
+foreach(command IN LISTS commands)
+    install(FILES completions/bash/zentho-cali RENAME ${command}
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT commands)
+    install(FILES completions/fish/${command}.fish
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT commands)
+endforeach()
+install(FILES completions/fish/__zentho_cali_serials.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_functions.d COMPONENT commands)
+set(zsh_folder site-functions)
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(zsh_folder vendor-completions)
+endif()
+install(FILES completions/zsh/_zentho-cali
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/${zsh_folder} COMPONENT commands)
