@@ -3,6 +3,7 @@
 #include "sdk/IRLogger.h"
 
 #include "tests/support/Command.h"
+#include "tests/support/Seen.h"
 #include "tests/support/SmallSet.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -15,7 +16,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <iterator>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -71,6 +71,8 @@ using support::descriptionName;
 using support::readFile;
 using support::smallDescription;
 using support::TemporaryDirectory;
+using support::Tree;
+using support::tree;
 using support::writeFile;
 using support::writeSmallSet;
 
@@ -110,22 +112,6 @@ std::string commandLine(std::string const& source, std::string const& target,
     testing::internal::CaptureStdout();
     install(source, target, number);
     return testing::internal::GetCapturedStdout();
-}
-
-// Name and content of everything in a directory; directories have a slash and no content.
-using Tree = std::map<std::string, std::string>;
-
-Tree tree(std::string const& directory) {
-    Tree entries;
-    for (auto const& entry : fs::recursive_directory_iterator(directory)) {
-        auto const name = entry.path().lexically_relative(directory).string();
-        if (entry.is_directory()) {
-            entries[name + "/"] = "";
-        } else {
-            entries[name] = readFile(entry.path());
-        }
-    }
-    return entries;
 }
 
 Tree smallSet(unsigned long number) {
