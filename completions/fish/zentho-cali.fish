@@ -12,7 +12,7 @@ set -l directories "(__fish_complete_directories (string replace --regex -- '^--
 
 complete -c zentho-cali -f
 complete -c zentho-cali -n "not __fish_seen_subcommand_from $commands" -l version -d "Print the version and exit"
-complete -c zentho-cali -n __fish_use_subcommand -a find -d "Find the first attached camera, or tell whether one is attached"
+complete -c zentho-cali -n __fish_use_subcommand -a find -d "Find the first attached camera, or tell whether a certain one is attached"
 complete -c zentho-cali -n __fish_use_subcommand -a check -d "List the files that are missing of an installed set"
 complete -c zentho-cali -n __fish_use_subcommand -a verify -d "Compare the installed files with a stick, byte by byte"
 complete -c zentho-cali -n __fish_use_subcommand -a optics -d "Show optics, temperature ranges and frame rates"

@@ -15,7 +15,7 @@ Result check(Options const& options, Terminal const& terminal) {
         result.text += terminal.shown(name) + "\n";
     if (!missing.empty()) {
         result.status = Status::no;
-        result.notes.push_back("Not complete. " + howToFetch(options.serial));
+        result.notes.push_back("Not complete. " + howToFetch(options));
     }
     return result;
 }

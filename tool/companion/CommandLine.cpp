@@ -71,9 +71,10 @@ CLI::App& addCommand(CLI::App& app, Options& options, char const* name, char con
 }
 
 void addFind(CLI::App& app, Options& options) {
-    CLI::App& command = addCommand(
-        app, options, "find", "Find the first attached camera, or tell whether one is attached",
-        "0 found, 1 not", "zentho-cali find");
+    CLI::App& command =
+        addCommand(app, options, "find",
+                   "Find the first attached camera, or tell whether a certain one is attached",
+                   "0 found, 1 not", "zentho-cali find");
     addSerial(command, options);
     addCommon(command, options);
 }
@@ -161,6 +162,24 @@ std::string commandBeingRead(CLI::App const& app) {
     return commands.empty() ? "" : commands.front()->get_name();
 }
 
+std::string joined(std::vector<std::string> const& words) {
+    std::string text;
+    for (std::string const& word : words)
+        text += (text.empty() ? "" : " ") + word;
+    return text;
+}
+
+/// What nobody asked for is the mistake, also where something else is then missing.
+std::string whatIsWrong(CLI::App const& app, CLI::ParseError const& mistake) {
+    auto const beforeCommand = app.remaining();
+    if (!beforeCommand.empty() && beforeCommand.front().rfind('-', 0) != 0)
+        return "'" + beforeCommand.front() + "' is no command";
+    if (!beforeCommand.empty())
+        return "Not expected before a command: " + joined(beforeCommand);
+    auto const behindCommand = app.remaining(true);
+    return behindCommand.empty() ? mistake.what() : "Not expected: " + joined(behindCommand);
+}
+
 /// A mistake ends the reading, perhaps before the option was reached.
 bool asksForJson(int argc, char const* const* argv) {
     return std::any_of(argv + 1, argv + argc,
@@ -183,7 +202,7 @@ std::optional<std::string> readCommandLine(int argc, char const* const* argv, Op
         options.json = asksForJson(argc, argv);
         std::string const asked = options.command.empty() ? "" : " " + options.command;
         std::string const hint = "'zentho-cali" + asked + " --help' tells what fits.";
-        throw Failure{mistake.what(), "", "", hint, Status::wrongUsage};
+        throw Failure{whatIsWrong(app, mistake), "", "", hint, Status::wrongUsage};
     }
     return std::nullopt;
 }

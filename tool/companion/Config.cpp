@@ -34,7 +34,7 @@ Result config(Options const& options, Terminal const& /*terminal*/) {
     result.members["file"] = nullptr;
     if (set.description() == nullptr) {
         result.status = Status::no;
-        result.notes = set.whyNoDescription();
+        result.notes = set.whyNoDescription(options);
         return result;
     }
     std::string const text = manager().generateConfiguration(options.serial);

@@ -40,6 +40,14 @@ int whyNotUsable(std::string const& path, int rights) {
     return faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0 ? 0 : errno;
 }
 
+/// @return 0 for a file, and for what is none or leads nowhere.
+int whyNotReplaceable(std::string const& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode))
+        return 0;
+    return S_ISDIR(status.st_mode) ? EISDIR : EPERM;
+}
+
 /// Reads a file piece by piece, each as long as the buffer until the last.
 class Pieces {
 public:
@@ -91,12 +99,8 @@ public:
 
     /// Takes the place of a file that may exist, but never of a device.
     bool replace(std::string const& path) const {
-        struct stat status {};
-        if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-            errno = S_ISDIR(status.st_mode) ? EISDIR : EPERM;
-            return false;
-        }
-        return std::rename(m_name.c_str(), path.c_str()) == 0;
+        errno = whyNotReplaceable(path);
+        return errno == 0 && std::rename(m_name.c_str(), path.c_str()) == 0;
     }
 
     /// Puts it in place in one step that fails when there is a file. Some file systems know no such
@@ -173,8 +177,9 @@ void publish(std::string const& path, std::string const& content, bool replace) 
     if (replace ? file.replace(path) : file.place(path))
         return;
     int const error = errno;
+    bool const forceHelps = error == EEXIST && whyNotReplaceable(path) == 0;
     throw systemFailure("Cannot write", path, error,
-                        error == EEXIST ? "With --force it is replaced." : "");
+                        forceHelps ? "With --force it is replaced." : "");
 }
 
 bool writeAll(int descriptor, std::string const& text) {

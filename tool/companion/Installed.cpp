@@ -66,10 +66,12 @@ void forgetDescription() {
     descriptions().loaded = false;
 }
 
-std::string howToFetch(unsigned long serial) {
-    std::string const text = std::to_string(serial);
-    return "'zentho-cali download " + text + "' or 'zentho-cali-install -d" + text +
-           " -s DIR' fetches what is missing.";
+std::string howToFetch(Options const& options) {
+    std::string const serial = std::to_string(options.serial);
+    bool const byDefault = options.directory == Options().directory;
+    std::string const target = byDefault ? "" : " -t " + options.directory;
+    return "'zentho-cali download " + serial + target + "' or 'zentho-cali-install -d" + serial +
+           " -s DIR" + target + "' fetches what is missing.";
 }
 
 Installed::Installed(unsigned long serial)
@@ -131,10 +133,10 @@ std::vector<std::string> Installed::remarks() const {
     return remarks;
 }
 
-std::vector<std::string> Installed::whyNoDescription() const {
+std::vector<std::string> Installed::whyNoDescription(Options const& options) const {
     auto notes = remarks();
     notes.push_back("There is no description " + path(m_descriptionName) + " to read. " +
-                    howToFetch(m_serial));
+                    howToFetch(options));
     return notes;
 }
 

@@ -2,6 +2,8 @@
 /// What the library says about an installed set, in the shape the sub-commands need.
 #pragma once
 
+#include "tool/companion/Options.h"
+
 #include <new>
 #include <string>
 #include <vector>
@@ -35,7 +37,7 @@ void useDirectory(std::string const& directory);
 void forgetDescription();
 
 /// @return A hint for a person who lacks files of this camera.
-std::string howToFetch(unsigned long serial);
+std::string howToFetch(Options const& options);
 
 /// One camera's set in the manager's directory.
 class Installed {
@@ -58,7 +60,7 @@ public:
     /// @return Remarks about files that count in another way than a person would think.
     std::vector<std::string> remarks() const;
     /// @return Remarks and what to do, for a set whose description() is null.
-    std::vector<std::string> whyNoDescription() const;
+    std::vector<std::string> whyNoDescription(Options const& options) const;
 
 private:
     unsigned long m_serial;

@@ -75,7 +75,7 @@ Result optics(Options const& options, Terminal const& terminal) {
     ConfigCali const* const description = set.description();
     if (description == nullptr) {
         result.status = Status::no;
-        result.notes = set.whyNoDescription();
+        result.notes = set.whyNoDescription(options);
         return result;
     }
     std::unique_ptr<Range> const all(description->getTempRangeOverAll());

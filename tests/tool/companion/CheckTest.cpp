@@ -225,6 +225,16 @@ TEST_F(CompanionCheck, ReplacesBytesInJsonThatAreNotUtf8) {
               std::string::npos);
 }
 
+TEST_F(CompanionCheck, AnswersInJsonWithNamesThatDifferInBytesThatAreNotUtf8) {
+    auto const camera =
+        support::camera(7).optic(23).text("\xE4").range(0, 250).optic(23).text("\xF6").range(0,
+                                                                                             250);
+    support::writeFile(installed("Cali-7.xml"), camera.description());
+    auto const answer = jsonOf({"check", "7", "-t", "cali"});
+    std::string const name = "\"Cali-7-23-\xEF\xBF\xBD-0-250.dat\"";
+    EXPECT_NE(answer.find(name), answer.rfind(name));
+}
+
 TEST_F(CompanionCheck, ExitsInJsonWithTheStatusThatTheAnswerNames) {
     EXPECT_EQ(ask({"check", "14080045", "-t", "none", "--json"}).exitStatus, 3);
 }

@@ -31,12 +31,33 @@ TEST_F(CompanionCommandLine, NeedsACommand) {
     EXPECT_EQ(seenOf({}), wrongUsage("A subcommand is required"));
 }
 
-TEST_F(CompanionCommandLine, RefusesACommandThatDoesNotExist) {
-    EXPECT_EQ(ask({"install"}).exitStatus, 2);
+TEST_F(CompanionCommandLine, NamesACommandThatDoesNotExist) {
+    EXPECT_EQ(seenOf({"chek", "7"}), wrongUsage("'chek' is no command"));
 }
 
-TEST_F(CompanionCommandLine, RefusesAnOptionThatDoesNotExist) {
-    EXPECT_EQ(ask({"check", "7", "--quick"}).exitStatus, 2);
+TEST_F(CompanionCommandLine, TakesAnEmptyArgumentForNoCommand) {
+    EXPECT_EQ(seenOf({""}), wrongUsage("'' is no command"));
+}
+
+TEST_F(CompanionCommandLine, NamesAnOptionBeforeTheCommand) {
+    EXPECT_EQ(seenOf({"--quiet", "check", "7"}),
+              wrongUsage("Not expected before a command: --quiet", "check"));
+}
+
+TEST_F(CompanionCommandLine, NamesAnOptionWithoutACommand) {
+    EXPECT_EQ(seenOf({"--versio"}), wrongUsage("Not expected before a command: --versio"));
+}
+
+TEST_F(CompanionCommandLine, NamesAnOptionThatDoesNotExist) {
+    EXPECT_EQ(seenOf({"check", "7", "--quick"}), wrongUsage("Not expected: --quick", "check"));
+}
+
+TEST_F(CompanionCommandLine, NamesAnOptionThatDoesNotExistRatherThanWhatIsMissing) {
+    EXPECT_EQ(seenOf({"check", "--quick"}), wrongUsage("Not expected: --quick", "check"));
+}
+
+TEST_F(CompanionCommandLine, NamesUnexpectedArgumentsInTheirOrder) {
+    EXPECT_EQ(seenOf({"check", "7", "-o", "x"}), wrongUsage("Not expected: -o x", "check"));
 }
 
 TEST_F(CompanionCommandLine, NeedsASerial) {
@@ -48,7 +69,7 @@ TEST_F(CompanionCommandLine, NeedsAStickToVerify) {
 }
 
 TEST_F(CompanionCommandLine, RefusesASecondSerial) {
-    EXPECT_EQ(ask({"check", "7", "8"}).exitStatus, 2);
+    EXPECT_EQ(seenOf({"check", "7", "8"}), wrongUsage("Not expected: 8", "check"));
 }
 
 TEST_F(CompanionCommandLine, RefusesForceWithoutAFile) {
@@ -135,8 +156,8 @@ TEST_F(CompanionCommandLine, ListsItsCommandsAsHelp) {
                      "  --version             Print the version and exit\n"
                      "\n"
                      "Subcommands:\n"
-                     "  find                  Find the first attached camera, or tell whether one"
-                     " is attached\n"
+                     "  find                  Find the first attached camera, or tell whether a"
+                     " certain one is attached\n"
                      "  check                 List the files that are missing of an installed set\n"
                      "  verify                Compare the installed files with a stick, byte by"
                      " byte\n"

@@ -28,8 +28,8 @@ std::string said(std::string const& text) {
 }
 
 std::string fetchHint(std::string const& serial) {
-    return "'zentho-cali download " + serial + "' or 'zentho-cali-install -d" + serial +
-           " -s DIR' fetches what is missing.";
+    return "'zentho-cali download " + serial + " -t cali' or 'zentho-cali-install -d" + serial +
+           " -s DIR -t cali' fetches what is missing.";
 }
 
 testing::AssertionResult fitsTheSchema(std::string const& answer) {

@@ -21,7 +21,7 @@ extern std::string const stick;
 /// What is told on the standard error stream.
 std::string said(std::string const& text);
 
-/// What to do without a camera's files.
+/// What to do without a camera's files in the directory "cali".
 std::string fetchHint(std::string const& serial);
 
 /// A JSON answer fits the committed schema. For EXPECT_TRUE.

@@ -172,6 +172,11 @@ TEST_F(CompanionConfig, ReplacesNoDirectoryByForce) {
               exited(3, "", said("Cannot write camera.xml: Is a directory")));
 }
 
+TEST_F(CompanionConfig, AdvisesNoForceAgainstADirectory) {
+    fs::create_directory(file);
+    EXPECT_EQ(written("camera.xml"), exited(3, "", said("Cannot write camera.xml: File exists")));
+}
+
 TEST_F(CompanionConfig, ReplacesNothingButFilesByForce) {
     mkfifo(file.c_str(), 0600);
     EXPECT_EQ(written("camera.xml", {"--force"}),
