@@ -65,6 +65,10 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zentho-cali.pc
 # Below the prefix /usr this is the directory that the commands take by default.
 install(DIRECTORY DESTINATION ${CMAKE_INSTALL_DATADIR}/libzentho/cali COMPONENT commands)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT commands)
+if(TARGET zentho-cali)
+    install(FILES docs/zentho-cali.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/zentho-cali
+        COMPONENT commands)
+endif()
 install(PROGRAMS samples/fleet/provision DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
     COMPONENT commands)
 install(FILES samples/fleet/cameras.yml DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
