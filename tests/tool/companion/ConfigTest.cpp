@@ -8,6 +8,7 @@
 #include <linux/audit.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -224,11 +225,8 @@ TEST_F(CompanionConfig, LeavesNothingOnAFullDisk) {
     support::inPrivateNamespaces([&] {
         std::string const disk = root.path() + "/disk";
         fs::create_directory(disk);
-        support::mountTmpfs(disk);
-        ASSERT_EQ(std::system(("mount -o remount,size=4k " + disk +
-                               " && head -c 4096 /dev/zero > " + disk + "/full")
-                                  .c_str()),
-                  0);
+        ASSERT_EQ(mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=4k"), 0);
+        writeFile(disk + "/full", std::string(4096, '0'));
         EXPECT_EQ(written("disk/camera.xml"),
                   exited(3, "", said("Cannot write disk/camera.xml: No space left on device")));
         EXPECT_EQ(std::distance(fs::directory_iterator(disk), {}), 1);
