@@ -5,7 +5,7 @@
 namespace companion {
 
 Result answerAbout(unsigned long serial, std::string const& directory) {
-    Result result;
+    Result result{Status::yes, "", {}, {}};
     result.members["serial"] = serial;
     result.members["directory"] = directory;
     return result;

@@ -22,7 +22,7 @@ using Json = nlohmann::ordered_json;
 
 /// The answer to a question that could be asked.
 struct Result {
-    Status status = Status::yes;    ///< #Status::yes or #Status::no
+    Status status;                  ///< #Status::yes or #Status::no
     std::string text;               ///< for people, on the standard output
     Json members;                   ///< the same for programs, without command and status
     std::vector<std::string> notes; ///< remarks and hints, on the standard error stream
