@@ -290,7 +290,6 @@ bool SimpleXML::open(char const* filename, char const* rootname) noexcept try {
     keepRootContent(*text, rootname);
     replaceCarriageReturns(*text);
     auto const left = removeComments(text->characters.get(), text->size);
-    m_index.clear();
     m_text = std::move(text->characters);
     m_length = static_cast<int>(text->size);
     m_doc = {m_text.get(), left.value_or(text->size)};
@@ -430,7 +429,7 @@ unsigned int SimpleXML::getNodeCount(char const* name) const noexcept try {
 }
 
 int SimpleXML::getKey(char const* name, int from, int limit, bool closing) const noexcept try {
-    if (name == nullptr || from < 0 || static_cast<std::size_t>(from) > m_doc.size())
+    if (name == nullptr || from < 0)
         return -1;
     std::string const tag = closing ? closingTag(name) : openingTag(name);
     int const hit = findTag(m_doc, tag, from);

@@ -122,7 +122,8 @@ class Document : public testing::Test {
 protected:
     Document() {
         writeFile(path, "<Root>\n<A>\n<Number>17</Number>\n<Odd> 0x11 </Odd>\n<!-- a <!-- b --> -->"
-                        "<Half>0.5</Half>\n<a<rather long name>odd</a<rather long name>\n<Text>a "
+                        "<Half>0.5</Half>\n<a<rather long name>odd</a<rather long name>\n"
+                        "<a<rather long name>even</a<rather long name>\n<Text>a "
                         "text of more than fifteen "
                         "characters</Text>\n<A1>x</A1>\n<A1>y</A1>\n</A>\n</Root>\n");
         writeFile(malformed, "<Root>\n<!-- a\n</Root>\n");
