@@ -25,7 +25,7 @@ struct Element {
 struct LastFound {
     int parentStart = -1; ///< tells the parent; -1 when nothing was found yet
     int index = -1;       ///< which of the parent's elements it is
-    Element element;
+    Element element;      ///< that element
 };
 
 /// The elements of one name in the order of their opening tags.
