@@ -182,8 +182,8 @@ std::string whatIsWrong(CLI::App const& app, CLI::ParseError const& mistake) {
 
 /// A mistake ends the reading, perhaps before the option was reached.
 bool asksForJson(int argc, char const* const* argv) {
-    return std::any_of(argv + 1, argv + argc,
-                       [](std::string_view argument) { return argument == "--json"; });
+    return argc > 1 && std::any_of(argv + 1, argv + argc,
+                                   [](std::string_view argument) { return argument == "--json"; });
 }
 
 } // namespace
