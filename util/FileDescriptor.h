@@ -2,8 +2,6 @@
 /// An open file that closes itself.
 #pragma once
 
-#include <utility>
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -20,10 +18,8 @@ public:
         return FileDescriptor(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     }
 
-    /// Takes the file over from @p other.
-    FileDescriptor(FileDescriptor&& other) noexcept
-        : m_descriptor(std::exchange(other.m_descriptor, -1)) {}
-    FileDescriptor& operator=(FileDescriptor&&) = delete;
+    FileDescriptor(FileDescriptor const&) = delete;
+    FileDescriptor& operator=(FileDescriptor const&) = delete;
     ~FileDescriptor() {
         if (valid())
             close(m_descriptor);

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -39,12 +38,4 @@ TEST(AFileDescriptor, OfAFileThatIsNotThereIsNotValidAndTellsWhy) {
 TEST(AFileDescriptor, IsNotPassedOnToOtherPrograms) {
     auto const file = FileDescriptor::openForReading("/dev/null");
     EXPECT_EQ(fcntl(file.get(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
-}
-
-TEST(AFileDescriptor, BelongsToTheOneItIsMovedTo) {
-    auto first = FileDescriptor::openForReading("/dev/null");
-    int const number = first.get();
-    auto const second = std::move(first);
-    EXPECT_EQ(second.get(), number);
-    EXPECT_EQ(first.get(), -1) << "would close another's file";
 }
