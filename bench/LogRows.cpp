@@ -17,8 +17,8 @@ namespace {
 
 constexpr char const* origin = "sdk/IRCalibrationManager";
 constexpr char const* directory = "/sys/bus/usb/devices";
-constexpr unsigned int warning = 1;
-constexpr unsigned int debug = 3;
+constexpr auto warning = thalvo::LogLevel::warning;
+constexpr auto debug = thalvo::LogLevel::debug;
 constexpr int linesToFile = 2000;
 constexpr int linesBelow = 1000 * 1000;
 
@@ -31,7 +31,7 @@ std::shared_ptr<spdlog::logger> makePeer(std::string const& path) {
     return logger;
 }
 
-std::uint64_t reportLines(unsigned int level, int lines) {
+std::uint64_t reportLines(thalvo::LogLevel level, int lines) {
     for (int i = 0; i < lines; ++i) {
         thalvo::report(level, origin, __LINE__, "Query directory ", directory);
         benchmark::ClobberMemory();
@@ -57,8 +57,8 @@ std::ptrdiff_t linesIn(std::string const& folder) {
     return lines;
 }
 
-Race makeRace(std::string const& folder, unsigned int level, spdlog::level::level_enum peersLevel,
-              int lines) {
+Race makeRace(std::string const& folder, thalvo::LogLevel level,
+              spdlog::level::level_enum peersLevel, int lines) {
     std::filesystem::create_directories(folder + "/product");
     std::filesystem::create_directories(folder + "/spdlog");
     zel::IRLogger::setVerbosity(zel::IRLOG_OFF, zel::IRLOG_WARNING,

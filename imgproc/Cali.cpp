@@ -14,8 +14,9 @@
 namespace {
 
 constexpr char const* sourceFile = "imgproc/Cali";
-constexpr unsigned int debugLevel = 3;
 
+using thalvo::LogLevel;
+using thalvo::report;
 using zel::SimpleXML;
 
 // The typed reads start from the field's own value, so an element that holds no number leaves it.
@@ -50,8 +51,8 @@ std::unique_ptr<char[]> readText(SimpleXML const& xml, char const* name) {
 }
 
 void reportTecValues(MainSection const& main) noexcept {
-    thalvo::report(debugLevel, sourceFile, __LINE__, "Calibration data A: ", main.TecA,
-                   " B:", main.TecB, " C:", main.TecC, " D:", main.TecD);
+    report(LogLevel::debug, sourceFile, __LINE__, "Calibration data A: ", main.TecA,
+           " B:", main.TecB, " C:", main.TecC, " D:", main.TecD);
 }
 
 void readMainSection(SimpleXML& xml, MainSection& main) {
@@ -285,14 +286,14 @@ bool ConfigCali::isLoaded(int serialNumber) const noexcept {
 
 int ConfigCali::load(char const* path, int serialNumber) noexcept try {
     if (isLoaded(serialNumber)) {
-        thalvo::report(debugLevel, sourceFile, __LINE__, "Calibration XML file already loaded.");
+        report(LogLevel::debug, sourceFile, __LINE__, "Calibration XML file already loaded.");
         return 0;
     }
     if (path == nullptr)
         return loadFailed;
     if (loaded) {
-        thalvo::report(debugLevel, sourceFile, __LINE__, "Serial number has changed (",
-                       serialNumber, "), reload Calibration XML.");
+        report(LogLevel::debug, sourceFile, __LINE__, "Serial number has changed (", serialNumber,
+               "), reload Calibration XML.");
         loaded = false;
         serial = -1;
         *optics = OpticsTable(); // gone even without memory for the initial content
@@ -302,9 +303,8 @@ int ConfigCali::load(char const* path, int serialNumber) noexcept try {
     SimpleXML xml;
     std::array<char, 20> base{};
     tsnprintf(base.data(), static_cast<unsigned int>(base.size()), "Cali-%i", serialNumber);
-    thalvo::report(debugLevel, sourceFile, __LINE__, "Calibration directory path: ", path);
-    thalvo::report(debugLevel, sourceFile, __LINE__, "Calibration file name: ", base.data(),
-                   ".xml");
+    report(LogLevel::debug, sourceFile, __LINE__, "Calibration directory path: ", path);
+    report(LogLevel::debug, sourceFile, __LINE__, "Calibration file name: ", base.data(), ".xml");
     if (!xml.open(path, base.data(), "CaliData"))
         return loadFailed;
 

@@ -5,6 +5,7 @@
 #include "sdk/SetCheck.h"
 #include "sdk/ShellSafety.h"
 #include "sdk/UsbCamera.h"
+#include "util/DefaultDirectories.h"
 #include "util/Logger.h"
 #include "util/StringHelpers.h"
 
@@ -25,13 +26,10 @@ namespace zel {
 
 namespace {
 
-constexpr char const* sourceFile = "sdk/IRCalibrationManager";
-constexpr unsigned int errorLevel = 0;
-constexpr unsigned int infoLevel = 2;
-constexpr unsigned int debugLevel = 3;
+using thalvo::LogLevel;
+using thalvo::report;
 
-constexpr char const* defaultCalibrationDir = "/usr/share/libzentho/cali";
-constexpr char const* defaultFormatsDir = "/usr/share/libzentho";
+constexpr char const* sourceFile = "sdk/IRCalibrationManager";
 constexpr char const* usbDevices = "/sys/bus/usb/devices";
 
 /// Stores a directory text, cut to the capacity.
@@ -58,7 +56,7 @@ bool isLink(char const* entry) noexcept {
     errno = 0;
     struct stat status {};
     if (lstat(entry, &status) != 0) {
-        thalvo::report(debugLevel, sourceFile, __LINE__, "errno: ", std::strerror(errno));
+        report(LogLevel::debug, sourceFile, __LINE__, "errno: ", std::strerror(errno));
         return false;
     }
     return S_ISLNK(status.st_mode);
@@ -75,7 +73,7 @@ unsigned long cameraSerial(char const* entry) {
     auto const text = usbSerialText(entry);
     if (!text)
         return 0;
-    thalvo::report(debugLevel, sourceFile, __LINE__, "Found device with serial ", *text);
+    report(LogLevel::debug, sourceFile, __LINE__, "Found device with serial ", *text);
     return std::strtoul(text->c_str(), nullptr, 10);
 }
 
@@ -137,8 +135,7 @@ bool downloadAll(char const* fileList, std::string const& serialText, std::strin
         if (download(name, serialText, targetDir, links, lastUrl)) {
             success = true;
         } else if (!success) {
-            thalvo::report(errorLevel, sourceFile, __LINE__, "Error downloading ",
-                           thalvo::W2C(lastUrl.c_str()));
+            report(LogLevel::error, sourceFile, __LINE__, "Error downloading ", lastUrl);
         }
     }
     return success;
@@ -155,11 +152,10 @@ bool isWritable(std::string const& dir) {
         return true;
     }
     if (errno == EACCES) {
-        thalvo::report(errorLevel, sourceFile, __LINE__, "No writing permissions to ",
-                       thalvo::W2C(dir.c_str()));
+        report(LogLevel::error, sourceFile, __LINE__, "No writing permissions to ", dir);
     } else {
-        thalvo::report(errorLevel, sourceFile, __LINE__,
-                       "Something went wrong: ", thalvo::W2C(std::strerror(errno)));
+        report(LogLevel::error, sourceFile, __LINE__,
+               "Something went wrong: ", std::strerror(errno));
     }
     return false;
 }
@@ -210,19 +206,19 @@ bool IRCalibrationManager::createConfigFilepath(char* out, char const* dir, shor
 }
 
 bool IRCalibrationManager::findSerial(unsigned long& serial) noexcept try {
-    thalvo::report(debugLevel, sourceFile, __LINE__, "Query directory ", usbDevices);
+    report(LogLevel::debug, sourceFile, __LINE__, "Query directory ", usbDevices);
     errno = 0;
     // The working directory stays there: the entries are tested relative to it.
     if (chdir(usbDevices) != 0) {
-        thalvo::report(errorLevel, sourceFile, __LINE__, "Query directory ", usbDevices,
-                       " could not be opened: ", std::strerror(errno));
+        report(LogLevel::error, sourceFile, __LINE__, "Query directory ", usbDevices,
+               " could not be opened: ", std::strerror(errno));
         return false;
     }
     errno = 0;
     Directory const devices(opendir(usbDevices));
     if (devices == nullptr) {
-        thalvo::report(errorLevel, sourceFile, __LINE__,
-                       "Failed to open usb device directory: ", std::strerror(errno));
+        report(LogLevel::error, sourceFile, __LINE__,
+               "Failed to open usb device directory: ", std::strerror(errno));
         return false;
     }
     serial = findCamera(devices.get(), serial);
@@ -248,14 +244,13 @@ bool IRCalibrationManager::downloadTarget(char const* fileList, std::string seri
     DownloadLinks const links = readDownloadLinks();
     if (links.failure == LinksFailure::unreadable) {
         // The file stays, for a look at what the server sent.
-        thalvo::report(errorLevel, sourceFile, __LINE__, "Error reading ",
-                       thalvo::W2C(downloadLinksPath));
+        report(LogLevel::error, sourceFile, __LINE__, "Error reading ", downloadLinksPath);
         return false;
     }
     std::remove(downloadLinksPath);
     if (links.failure == LinksFailure::malformed) {
-        thalvo::report(errorLevel, sourceFile, __LINE__,
-                       "Error parsing download links file: ", thalvo::W2C(downloadLinksPath));
+        report(LogLevel::error, sourceFile, __LINE__,
+               "Error parsing download links file: ", downloadLinksPath);
         return false;
     }
     return downloadAll(fileList, serialText, targetDir, links.urls);
@@ -268,7 +263,7 @@ bool IRCalibrationManager::downloadCalibration(unsigned long serial) noexcept tr
     if (!isWritable(dir))
         return false;
     if (serial == 0) {
-        thalvo::report(errorLevel, sourceFile, __LINE__, "No serial number specified.");
+        report(LogLevel::error, sourceFile, __LINE__, "No serial number specified.");
         return false;
     }
 
@@ -278,12 +273,12 @@ bool IRCalibrationManager::downloadCalibration(unsigned long serial) noexcept tr
         SetCheck const check = checkSet(dir.c_str(), serial);
         bool const installed = check.missing != nullptr && check.missing[0] == '\0';
         if (check.complete || installed) {
-            thalvo::report(infoLevel, sourceFile, __LINE__, "All files installed.");
+            report(LogLevel::information, sourceFile, __LINE__, "All files installed.");
             return true;
         }
         if (!downloadTarget(check.missing.get(), serialText, dir)) {
             // Information, not an error: downloadTarget has told what is wrong.
-            thalvo::report(infoLevel, sourceFile, __LINE__, "Download failed.");
+            report(LogLevel::information, sourceFile, __LINE__, "Download failed.");
             return false;
         }
     }

@@ -8,16 +8,16 @@ namespace {
 
 constexpr char const* defaultBaseName = "vessimo.log";
 
-int threshold(IRLoggerVerbosityLevel level) noexcept {
+thalvo::LogLevel threshold(IRLoggerVerbosityLevel level) noexcept {
     switch (level) {
     case IRLOG_WARNING:
-        return 1;
+        return thalvo::LogLevel::warning;
     case IRLOG_INFO:
-        return 2;
+        return thalvo::LogLevel::information;
     case IRLOG_DEBUG:
-        return 3;
+        return thalvo::LogLevel::debug;
     default:
-        return 0;
+        return thalvo::LogLevel::error;
     }
 }
 
@@ -36,8 +36,8 @@ void IRLogger::setVerbosity(IRLoggerVerbosityLevel console, IRLoggerVerbosityLev
         return;
     bool const named = logfile != nullptr && logfile[0] != '\0';
     logger->configure(named ? logfile : defaultBaseName,
-                      outputs(console != IRLOG_OFF, file != IRLOG_OFF), threshold(file),
-                      threshold(console));
+                      outputs(console != IRLOG_OFF, file != IRLOG_OFF),
+                      static_cast<int>(threshold(file)), static_cast<int>(threshold(console)));
 } catch (...) {
     // No memory for the name: logging stays as it was.
 }

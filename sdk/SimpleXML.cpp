@@ -23,6 +23,9 @@ namespace zel {
 
 namespace {
 
+using thalvo::LogLevel;
+using thalvo::report;
+
 constexpr char const* sourceFile = "sdk/SimpleXML";
 constexpr std::size_t maxLineLength = 4095;
 
@@ -284,7 +287,7 @@ bool SimpleXML::open(char const* filename, char const* rootname) noexcept try {
 
     auto text = readFile(filename);
     if (!text) {
-        thalvo::report(3, sourceFile, __LINE__, "Failed to open file ", thalvo::W2C(filename));
+        report(LogLevel::debug, sourceFile, __LINE__, "Failed to open file ", filename);
         return false;
     }
     keepRootContent(*text, rootname);
@@ -297,9 +300,9 @@ bool SimpleXML::open(char const* filename, char const* rootname) noexcept try {
     m_index.build(m_doc);
     if (left)
         return true;
-    thalvo::report(0, sourceFile, __LINE__, m_doc);
-    thalvo::report(0, sourceFile, __LINE__, "Format of file ", thalvo::W2C(filename),
-                   " is wrong. Verify, that the XML document is well-formed!");
+    report(LogLevel::error, sourceFile, __LINE__, m_doc);
+    report(LogLevel::error, sourceFile, __LINE__, "Format of file ", filename,
+           " is wrong. Verify, that the XML document is well-formed!");
     return false;
 } catch (...) {
     m_index.clear();

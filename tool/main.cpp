@@ -1,5 +1,6 @@
 #include "sdk/IRCalibrationManager.h"
 #include "sdk/IRLogger.h"
+#include "util/DefaultDirectories.h"
 
 #include <algorithm>
 #include <cctype>
@@ -18,7 +19,7 @@ constexpr int failure = -1;
 
 struct Options {
     std::string source;
-    std::string target = "/usr/share/libzentho/cali";
+    std::string target = zel::defaultCalibrationDir;
     unsigned long serial = 0;
     bool serialGiven = false;
     bool findFirst = false;

@@ -2,24 +2,47 @@
 /// An open file that closes itself.
 #pragma once
 
+#include <cerrno>
+#include <utility>
+
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace zel {
 
-/// Owns a POSIX file descriptor.
+/// Owns a POSIX file descriptor. Can be moved, not copied.
 class FileDescriptor {
 public:
+    /// Owns nothing.
+    FileDescriptor() noexcept = default;
+
+    /// Takes over an open descriptor, whoever opened it.
+    /// @param descriptor The descriptor; a negative one, as a failed call returns it, means none.
+    explicit FileDescriptor(int descriptor) noexcept : m_descriptor(descriptor) {}
+
     /// Opens a file for reading.
-    /// @param path The file. A pipe without a writer opens at once, so that one in place of a file
-    ///             cannot stop the caller for good.
+    /// @param path      The file. A pipe without a writer opens at once, so that one in place of a
+    ///                  file cannot stop the caller for good. A file under a write lease
+    ///                  (`fcntl(2)`, F_SETLEASE) opens when the holder gives the lease up or the
+    ///                  system takes it away.
+    /// @param directory An open directory from which a relative path starts; the working directory
+    ///                  unless given.
     /// @return The descriptor; not valid(), with `errno` set as by `open(2)`, on failure.
-    static FileDescriptor openForReading(char const* path) noexcept {
-        return FileDescriptor(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    static FileDescriptor openForReading(char const* path, int directory = AT_FDCWD) noexcept {
+        constexpr int flags = O_RDONLY | O_CLOEXEC;
+        int const descriptor = openat(directory, path, flags | O_NONBLOCK);
+        bool const leased = descriptor < 0 && errno == EWOULDBLOCK;
+        return FileDescriptor(leased ? openat(directory, path, flags) : descriptor);
     }
 
     FileDescriptor(FileDescriptor const&) = delete;
     FileDescriptor& operator=(FileDescriptor const&) = delete;
+    FileDescriptor(FileDescriptor&& other) noexcept : m_descriptor(other.release()) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        FileDescriptor taken(std::move(other));
+        std::swap(m_descriptor, taken.m_descriptor);
+        return *this;
+    }
     ~FileDescriptor() {
         if (valid())
             close(m_descriptor);
@@ -27,13 +50,13 @@ public:
 
     /// @return Whether a file is open.
     bool valid() const noexcept { return m_descriptor >= 0; }
-    /// @return The descriptor, which stays owned by this object.
+    /// @return The descriptor, which this object still owns; negative without one.
     int get() const noexcept { return m_descriptor; }
+    /// Gives the descriptor up. @return It, now the caller's to close.
+    int release() noexcept { return std::exchange(m_descriptor, -1); }
 
 private:
-    explicit FileDescriptor(int descriptor) noexcept : m_descriptor(descriptor) {}
-
-    int m_descriptor;
+    int m_descriptor = -1;
 };
 
 } // namespace zel

@@ -12,13 +12,20 @@
 
 namespace thalvo {
 
+/// How severe a line is; a smaller number is more severe.
+enum class LogLevel : unsigned int {
+    error,
+    warning,
+    information,
+    debug,
+};
+
 /// Writes lines to a log file and to the standard error stream, each with a threshold of its own.
 ///
 /// A line reads `WARNING [sdk/SimpleXML:120] @ 1.5s :message`: level, origin, seconds since the
-/// logger was made. Levels are 0 error, 1 warning, 2 information, 3 debug; any other number is
-/// written as an error. Until configure() is called, nothing is written but one warning.
-/// The logger never reports failures of its own, and no operation throws. Not for use from several
-/// threads at once.
+/// logger was made. Levels are the numbers of #LogLevel; any other number is written as an error.
+/// Until configure() is called, nothing is written but one warning. The logger never reports
+/// failures of its own, and no operation throws. Not for use from several threads at once.
 class Logger {
 public:
     /// Where lines go: one bit of each pair, combined.
@@ -121,15 +128,15 @@ void Logger::printParts(unsigned int level, std::string_view file, int line,
 
 /// Prints the concatenation of @p parts through the one logger. It is composed only if some output
 /// takes the level, so a message below the threshold costs next to nothing.
-/// @param level Level of the line.
+/// @param level How severe it is.
 /// @param file  Source file that reports, such as `sdk/SimpleXML`.
 /// @param line  Its line.
 /// @param parts Pieces of the message, in order: texts and numbers.
 template <class... Parts>
-void report(unsigned int level, std::string_view file, int line, Parts const&... parts) noexcept {
+void report(LogLevel level, std::string_view file, int line, Parts const&... parts) noexcept {
     Logger* const logger = Logger::getInstance();
     if (logger != nullptr)
-        logger->printParts(level, file, line, parts...);
+        logger->printParts(static_cast<unsigned int>(level), file, line, parts...);
 }
 
 } // namespace thalvo

@@ -213,7 +213,7 @@ TEST(AFullLogDirectory, LosesTheFilesLinesAndNothingElse) {
         zel::IRLogger::setVerbosity(zel::IRLOG_DEBUG, zel::IRLOG_DEBUG, (target + "/log").c_str());
         auto const error = support::standardErrorOf([] {
             for (int i = 0; i < 3; ++i)
-                thalvo::report(0, "sdk/SimpleXML", 7, "a message");
+                thalvo::report(thalvo::LogLevel::error, "sdk/SimpleXML", 7, "a message");
         });
         EXPECT_EQ(support::logLinesIn(error).size(), 3U);
     });

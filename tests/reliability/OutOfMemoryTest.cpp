@@ -964,7 +964,7 @@ TEST(LoggerWithoutMemory, WritesWholeLinesOrNone) {
                 logger->print(1, origin, 7, message);
                 logger->configure(file, both, 3, 3);
                 logger->print(1, origin, 8, message);
-                thalvo::report(0, "sdk/Other", 9, "a", message, "b");
+                thalvo::report(thalvo::LogLevel::error, "sdk/Other", 9, "a", message, "b");
             });
             for (auto const& line : support::logLinesIn(logFilesIn(directory.path())))
                 EXPECT_NE(line.find(message), std::string::npos);
@@ -989,7 +989,7 @@ TEST(VerbosityWithoutMemory, IsSetAfterwards) {
                 zel::IRLogger::setVerbosity(zel::IRLOG_OFF, zel::IRLOG_DEBUG, file.c_str());
             });
             zel::IRLogger::setVerbosity(zel::IRLOG_OFF, zel::IRLOG_DEBUG, file.c_str());
-            thalvo::report(3, "sdk/SimpleXML", 7, "afterwards");
+            thalvo::report(thalvo::LogLevel::debug, "sdk/SimpleXML", 7, "afterwards");
             EXPECT_NE(logFilesIn(directory.path()).find("s :afterwards\n"), std::string::npos);
             thalvo::Logger::releaseInstance();
         });

@@ -574,17 +574,21 @@ TEST_F(LoggerTest, TellsThatNoOutputWouldTakeALevel) {
 TEST_F(LoggerTest, ReportsTheConcatenationOfAllParts) {
     configure("unused", console, 3, 3);
     EXPECT_EQ(shownOnTheConsole([] {
-                  thalvo::report(1, "imgproc/Cali", 12, "Serial ", std::string("140"), " lost");
+                  thalvo::report(thalvo::LogLevel::warning, "imgproc/Cali", 12, "Serial ",
+                                 std::string("140"), " lost");
               }),
               "WARNING [imgproc/Cali:12] @ 0s :Serial 140 lost\n");
 }
 
 TEST_F(LoggerTest, HoldsReportsAboveTheThresholdBack) {
     configure("unused", console, 3, 0);
-    EXPECT_EQ(shownOnTheConsole([] { thalvo::report(1, "imgproc/Cali", 12, "x"); }), "");
+    EXPECT_EQ(shownOnTheConsole(
+                  [] { thalvo::report(thalvo::LogLevel::warning, "imgproc/Cali", 12, "x"); }),
+              "");
 }
 
 TEST_F(LoggerTest, WarnsAboutAReportWhileItIsNotConfigured) {
-    EXPECT_EQ(shownByAFreshProcess([] { thalvo::report(3, "imgproc/Cali", 12, "x"); }),
+    EXPECT_EQ(shownByAFreshProcess(
+                  [] { thalvo::report(thalvo::LogLevel::debug, "imgproc/Cali", 12, "x"); }),
               "[imgproc/Cali:12] @ 0s : Logger not configured!\n");
 }

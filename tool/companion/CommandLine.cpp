@@ -48,8 +48,9 @@ void addText(CLI::App& command, char const* name, char const* type, std::string&
 }
 
 void addDirectory(CLI::App& command, Options& options) {
-    addText(command, "-t,--target", "DIR", options.directory,
-            "Calibration directory, instead of /usr/share/libzentho/cali");
+    addText(
+        command, "-t,--target", "DIR", options.directory,
+        (std::string("Calibration directory, instead of ") + zel::defaultCalibrationDir).c_str());
 }
 
 /// What every sub-command takes, behind its own options.
