@@ -27,13 +27,13 @@ install(TARGETS zentho_cali EXPORT zentho-cali
 set(public_headers
     imgproc/Cali.h
     imgproc/LookupTable.h
-    sdk/ElementIndex.h
+    imgproc/Records.h
     sdk/IRCalibrationManager.h
     sdk/IRLogger.h
     sdk/SimpleXML.h
     sdk/Timer.h
-    sdk/XmlComments.h
     util/ConfigFilepath.h
+    util/Export.h
     util/Logger.h
     util/StringHelpers.h)
 foreach(header IN LISTS public_headers)

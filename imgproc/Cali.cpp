@@ -1,200 +1,27 @@
 #include "imgproc/Cali.h"
 
+#include "imgproc/Description.h"
+#include "imgproc/NameStem.h"
 #include "sdk/SimpleXML.h"
+#include "sdk/xml/ReaderAccess.h"
 #include "util/Logger.h"
 #include "util/StringHelpers.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <limits>
 #include <new>
 #include <utility>
 
 namespace {
 
-constexpr char const* sourceFile = "imgproc/Cali";
-
 using thalvo::LogLevel;
 using thalvo::report;
 using zel::SimpleXML;
 
-// The typed reads start from the field's own value, so an element that holds no number leaves it.
-
-/// Stores an integer element, truncated to the field's width; a missing one leaves the field.
-template <class Field>
-void readInt(SimpleXML& xml, char const* name, Field& field) noexcept {
-    int value = static_cast<int>(field);
-    if (xml.getInt(name, &value))
-        field = static_cast<Field>(value);
-}
-
-/// Stores a floating-point element; a missing one leaves the field.
-/// @return Whether the element is there.
-template <class Field>
-bool readFloat(SimpleXML& xml, char const* name, Field& field) noexcept {
-    float value = static_cast<float>(field);
-    if (!xml.getFloat(name, &value))
-        return false;
-    field = value;
-    return true;
-}
-
-/// @return A copy of an element's text, or null.
-std::unique_ptr<char[]> readText(SimpleXML const& xml, char const* name) {
-    auto const text = xml.getText(name);
-    if (!text)
-        return nullptr;
-    auto copy = std::make_unique<char[]>(text->size() + 1);
-    std::copy(text->begin(), text->end(), copy.get());
-    return copy;
-}
-
-void reportTecValues(MainSection const& main) noexcept {
-    report(LogLevel::debug, sourceFile, __LINE__, "Calibration data A: ", main.TecA,
-           " B:", main.TecB, " C:", main.TecC, " D:", main.TecD);
-}
-
-void readMainSection(SimpleXML& xml, MainSection& main) {
-    xml.setNode();
-    xml.setNode("Main");
-    readInt(xml, "TecA", main.TecA);
-    readInt(xml, "TecB", main.TecB);
-    readInt(xml, "TecC", main.TecC);
-    readInt(xml, "TecD", main.TecD);
-    reportTecValues(main);
-    readFloat(xml, "TempTEC_Step", main.TempTEC_Step);
-    readFloat(xml, "TempTECOffset", main.TempTECOffset);
-    readFloat(xml, "TempTECGain", main.TempTECGain);
-    readFloat(xml, "TempFlagOffset", main.TempFlagOffset);
-    readFloat(xml, "TempChipFactor", main.TempChipFactor);
-    readFloat(xml, "TempChipOffset", main.TempChipOffset);
-    readFloat(xml, "TempBoxOffset", main.TempBoxOffset);
-    readFloat(xml, "TempOpticsOffset", main.TempOpticsOffset);
-    readFloat(xml, "TempProcOffset", main.TempProcOffset);
-    readFloat(xml, "TempHouseOffset", main.TempHouseOffset);
-    readFloat(xml, "PifInOffset", main.PifInOffset);
-    readFloat(xml, "PifInGain", main.PifInGain);
-    readFloat(xml, "PifOutOffset", main.PifOutOffset);
-    readFloat(xml, "PifOutGain", main.PifOutGain);
-    readInt(xml, "AddedOffset", main.AddedOffset);
-    readFloat(xml, "BindTempChipToTempFlagOffset", main.BindTempChipToTempFlagOffset);
-    readInt(xml, "FlagCycles", main.FlagCycles);
-    readInt(xml, "FlagCycles_Ignore", main.FlagCycles_Ignore);
-    readFloat(xml, "AlphaLowTemp", main.AlphaLowTemp);
-    readFloat(xml, "AlphaLowFactor", main.AlphaLowFactor);
-}
-
-/// The extended range always contains the range itself.
-void readExtendedRange(SimpleXML& xml, TempRangeDefinition& definition) noexcept {
-    Range const& range = definition.range;
-    Range& extended = definition.extRange;
-    bool const hasLow = readFloat(xml, "TempLoExt", extended.lo);
-    extended.lo = hasLow ? std::min(extended.lo, range.lo) : range.lo;
-    bool const hasHigh = readFloat(xml, "TempHiExt", extended.hi);
-    extended.hi = hasHigh ? std::max(extended.hi, range.hi) : range.hi;
-}
-
-/// @return The selected range's frame rates; no list without a `Framerates` element.
-std::optional<std::vector<std::uint16_t>> readFramerates(SimpleXML& xml) {
-    if (!xml.setNode("Framerates"))
-        return std::nullopt;
-    std::vector<std::uint16_t> framerates(xml.getNodeCount("Framerate"), 0);
-    for (std::size_t k = 0; k < framerates.size(); ++k) {
-        if (!xml.setNode("Framerate", static_cast<int>(k)))
-            continue; // GCOVR_EXCL_LINE: the reader finds what it has counted
-        readInt(xml, "FR", framerates[k]);
-        xml.resetNode();
-    }
-    xml.resetNode();
-    return framerates;
-}
-
-void readTableParams(SimpleXML& xml, TableParams& params) noexcept {
-    if (!xml.setNode("TableParams"))
-        return;
-    readInt(xml, "Normalize", params.Normalize);
-    readInt(xml, "T1", params.T1);
-    readInt(xml, "T3", params.T3);
-    readInt(xml, "E1", params.E1);
-    readInt(xml, "E3", params.E3);
-    readFloat(xml, "Lambda", params.Lambda);
-    xml.resetNode();
-}
-
-void readTempRange(SimpleXML& xml, TempRangeDefinition& definition) {
-    readInt(xml, "Fid", definition.Fid);
-    readInt(xml, "Skim", definition.Skim);
-    readFloat(xml, "TempLo", definition.range.lo);
-    readFloat(xml, "TempHi", definition.range.hi);
-    readExtendedRange(xml, definition);
-    definition.framerates = readFramerates(xml);
-    readInt(xml, "Decimal", definition.Decimal);
-    readTableParams(xml, definition.tableParams);
-}
-
-TempRangeTable readTempRanges(SimpleXML& xml) {
-    std::vector<TempRangeDefinition> ranges(xml.getNodeCount("TemperatureRange"));
-    for (std::size_t j = 0; j < ranges.size(); ++j) {
-        if (!xml.setNode("TemperatureRange", static_cast<int>(j)))
-            continue; // GCOVR_EXCL_LINE: the reader finds what it has counted
-        readTempRange(xml, ranges[j]);
-        xml.resetNode();
-    }
-    return TempRangeTable(std::move(ranges));
-}
-
-bool readSamplePointCali(SimpleXML const& xml) {
-    auto const text = readText(xml, "SamplePointCali");
-    return text != nullptr && tstrcmp(tstrlwr(text.get()), "true") == 0;
-}
-
-TempRangeTable defaultTempRanges() {
-    static constexpr std::array<Range, 3> limits{
-        {{-20.0F, 100.0F}, {0.0F, 250.0F}, {150.0F, 900.0F}}};
-    std::vector<TempRangeDefinition> ranges(limits.size());
-    for (std::size_t i = 0; i < limits.size(); ++i)
-        ranges[i].range = limits[i];
-    return TempRangeTable(std::move(ranges));
-}
-
-void readOptic(SimpleXML& xml, OpticsDefinition& definition) {
-    readInt(xml, "FOV", definition.FOV);
-    readInt(xml, "SerNo", definition.SerNo);
-    definition.Text = readText(xml, "Text");
-    definition.SamplePointCali = readSamplePointCali(xml);
-    if (!xml.setNode("TempRanges")) {
-        definition.tempRanges = defaultTempRanges();
-        return;
-    }
-    definition.tempRanges = readTempRanges(xml);
-    xml.resetNode();
-}
-
-OpticsTable readOptics(SimpleXML& xml) {
-    xml.setNode();
-    xml.setNode("Temperature");
-    xml.setNode("Optics");
-    std::vector<OpticsDefinition> table(xml.getNodeCount("OpticsDef"));
-    for (std::size_t i = 0; i < table.size(); ++i) {
-        if (!xml.setNode("OpticsDef", static_cast<int>(i))) {
-            // GCOVR_EXCL_START: the reader finds what it has counted
-            table[i].tempRanges = defaultTempRanges();
-            continue;
-            // GCOVR_EXCL_STOP
-        }
-        readOptic(xml, table[i]);
-        xml.resetNode();
-    }
-    return OpticsTable(std::move(table));
-}
+constexpr char const* sourceFile = "imgproc/Cali";
 
 bool isEmpty(char const* text) noexcept {
     return text == nullptr || tstrlen(text) == 0;
-}
-
-char const* orEmpty(char const* text) noexcept {
-    return text != nullptr ? text : "";
 }
 
 bool matchesLeniently(char const* opticText, char const* requested) noexcept {
@@ -227,31 +54,13 @@ void widen(Range& span, OpticsDefinition const& optic) noexcept {
     }
 }
 
-/// @return The limit's absolute value without its fraction, the largest integer when it is larger.
-int magnitude(float limit) noexcept {
-    float const absolute = std::fabs(limit);
-    if (!(absolute < static_cast<float>(std::numeric_limits<int>::max()))) {
-        return std::isnan(absolute) ? 0 : std::numeric_limits<int>::max();
-    }
-    return static_cast<int>(absolute);
-}
-
-/// The letter keeps a second minus sign out of the stem. It follows the limit, not its digits.
-char const* signLetter(float limit) noexcept {
-    return limit < 0.0F ? "M" : "";
+OpticsTable initialOptics() {
+    std::vector<OpticsDefinition> optics(1);
+    optics.front().FOV = 30;
+    return OpticsTable(std::move(optics));
 }
 
 } // namespace
-
-bool OpticIdentity::equal(OPTICS const& a, OPTICS const& b) noexcept {
-    return a.fov == b.fov && tstrcmp(orEmpty(a.text), orEmpty(b.text)) == 0;
-}
-
-bool OpticIdentity::less(OPTICS const& a, OPTICS const& b) noexcept {
-    if (a.fov != b.fov)
-        return a.fov < b.fov;
-    return tstrcmp(orEmpty(a.text), orEmpty(b.text)) < 0;
-}
 
 ConfigCali* ConfigCali::_this = nullptr;
 
@@ -266,22 +75,23 @@ ConfigCali* ConfigCali::getInstance() noexcept {
     return _this;
 }
 
-ConfigCali::ConfigCali() {
-    resetContent();
-}
-
-void ConfigCali::resetContent() {
-    auto freshMain = std::make_unique<MainSection>();
-    std::vector<OpticsDefinition> defaultOptics(1);
-    defaultOptics.front().FOV = 30;
-    defaultOptics.front().tempRanges = defaultTempRanges();
-    auto freshOptics = std::make_unique<OpticsTable>(std::move(defaultOptics));
-    mainSection = std::move(freshMain);
-    optics = std::move(freshOptics);
-}
+ConfigCali::ConfigCali()
+    : mainSection(std::make_unique<MainSection>()),
+      optics(std::make_unique<OpticsTable>(initialOptics())) {}
 
 bool ConfigCali::isLoaded(int serialNumber) const noexcept {
     return loaded && serial == serialNumber;
+}
+
+void ConfigCali::forget() noexcept {
+    loaded = false;
+    serial = -1;
+    *mainSection = MainSection();
+    try {
+        *optics = initialOptics();
+    } catch (...) {
+        *optics = OpticsTable();
+    }
 }
 
 int ConfigCali::load(char const* path, int serialNumber) noexcept try {
@@ -294,10 +104,7 @@ int ConfigCali::load(char const* path, int serialNumber) noexcept try {
     if (loaded) {
         report(LogLevel::debug, sourceFile, __LINE__, "Serial number has changed (", serialNumber,
                "), reload Calibration XML.");
-        loaded = false;
-        serial = -1;
-        *optics = OpticsTable(); // gone even without memory for the initial content
-        resetContent();
+        forget();
     }
 
     SimpleXML xml;
@@ -305,15 +112,16 @@ int ConfigCali::load(char const* path, int serialNumber) noexcept try {
     tsnprintf(base.data(), static_cast<unsigned int>(base.size()), "Cali-%i", serialNumber);
     report(LogLevel::debug, sourceFile, __LINE__, "Calibration directory path: ", path);
     report(LogLevel::debug, sourceFile, __LINE__, "Calibration file name: ", base.data(), ".xml");
-    if (!xml.open(path, base.data(), "CaliData"))
+    if (!xml.open(path, base.data(), descriptionRoot))
         return loadFailed;
 
-    MainSection main = *mainSection;
-    readMainSection(xml, main);
-    *optics = readOptics(xml);
-    *mainSection = main;
+    auto description = collectDescription(zel::xml::ReaderAccess::of(xml), *mainSection);
+    *mainSection = description.main;
+    *optics = std::move(description.optics);
     loaded = true;
     serial = serialNumber;
+    report(LogLevel::debug, sourceFile, __LINE__, "Calibration data A: ", mainSection->TecA,
+           " B:", mainSection->TecB, " C:", mainSection->TecC, " D:", mainSection->TecD);
     return 0;
 } catch (...) {
     return loadFailed;
@@ -482,10 +290,6 @@ bool ConfigCali::caliFilenameString(int serial, int fov, char const* text, float
                                     int bufferSize) noexcept {
     if (buffer == nullptr || bufferSize < 0)
         return false;
-    char const* const separator = isEmpty(text) ? "" : "-";
-    // The formatter ignores an argument that the format does not name.
-    char const* const format = framerate != 0 ? "%i-%i%s%s-%s%i-%s%i-%i" : "%i-%i%s%s-%s%i-%s%i";
-    return tsnprintf(buffer, static_cast<unsigned int>(bufferSize), format, serial, fov, separator,
-                     orEmpty(text), signLetter(lo), magnitude(lo), signLetter(hi), magnitude(hi),
-                     framerate) > 0;
+    return formatNameStem(buffer, static_cast<unsigned int>(bufferSize), serial, fov, text,
+                          {lo, hi}, framerate) > 0;
 }

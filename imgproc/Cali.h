@@ -2,123 +2,10 @@
 /// The calibration description of a camera: `Cali-<serial>.xml`.
 #pragma once
 
-#include "imgproc/LookupTable.h"
+#include "imgproc/Records.h"
+#include "util/Export.h"
 
-#include <cstddef>
-#include <cstdint>
 #include <memory>
-#include <optional>
-#include <vector>
-
-/// Handle of one optic of a description, which field of view and text identify together.
-struct OPTICS {
-    int fov;          ///< field of view
-    char const* text; ///< distinguishing text, in the description's encoding; may be null. A text
-                      ///< handed out belongs to the description and lives until it is reloaded.
-};
-
-/// A temperature interval.
-struct Range {
-    float lo; ///< low limit
-    float hi; ///< high limit
-};
-
-/// Scalar calibration constants. Each field but `spare` is named after the element that sets it.
-struct MainSection {
-    std::uint16_t TecA = 3400;                 ///< integer
-    std::uint16_t TecB = 400;                  ///< integer
-    std::uint16_t TecC = 400;                  ///< integer
-    std::uint16_t TecD = 120;                  ///< integer
-    float TempTEC_Step = 5.0F;                 ///< number
-    float spare = 10.0F;                       ///< not in the file
-    float TempTECOffset = 294.5F;              ///< number
-    float TempTECGain = 13.055F;               ///< number
-    float TempFlagOffset = 0.0F;               ///< number
-    float TempChipFactor = 1.0F;               ///< number
-    float TempChipOffset = 0.0F;               ///< number
-    float TempBoxOffset = 0.0F;                ///< number
-    float TempOpticsOffset = 0.0F;             ///< number
-    float TempProcOffset = 0.0F;               ///< number
-    float TempHouseOffset = 0.0F;              ///< number
-    float PifInOffset = 0.0F;                  ///< number
-    float PifInGain = 1.0F;                    ///< number
-    float PifOutOffset = 0.0F;                 ///< number
-    float PifOutGain = 1.0F;                   ///< number
-    std::int16_t AddedOffset = 0;              ///< integer
-    float BindTempChipToTempFlagOffset = 0.8F; ///< number
-    std::uint16_t FlagCycles = 10;             ///< integer
-    std::uint16_t FlagCycles_Ignore = 2;       ///< integer
-    float AlphaLowTemp = 23.0F;                ///< number
-    float AlphaLowFactor = 1.0F;               ///< number
-};
-
-/// Parameters of a range's temperature table.
-struct TableParams {
-    double T1 = 0.0;          ///< integer
-    double T3 = 0.0;          ///< integer
-    std::uint16_t E1 = 0;     ///< integer
-    std::uint16_t E3 = 0;     ///< integer
-    double Lambda = 0.0;      ///< number
-    double spare1 = 0.0;      ///< not in the file
-    double spare2 = -100.0;   ///< not in the file
-    std::uint16_t spare3 = 0; ///< not in the file
-    bool Normalize = false;   ///< integer, true when not 0
-};
-
-/// One temperature range of an optic.
-struct TempRangeDefinition {
-    std::uint16_t Fid = 0;            ///< integer
-    std::uint16_t Skim = 0;           ///< integer
-    Range range{0.0F, 0.0F};          ///< the limits
-    Range extRange{-100.0F, -100.0F}; ///< always contains `range` once loaded
-    /// Frame rates in the file's order. No list and an empty list differ: without a list the range
-    /// is not split by frame rate, an empty one accepts none.
-    std::optional<std::vector<std::uint16_t>> framerates;
-    std::uint16_t Decimal = 1; ///< integer
-    TableParams tableParams;   ///< parameters of the temperature table
-};
-
-/// Both limits identify a range, compared for exact equality.
-struct RangeIdentity {
-    using Key = Range; ///< the limits
-    /// @return What identifies a range.
-    static Key of(TempRangeDefinition const& definition) noexcept { return definition.range; }
-    /// @return Whether two identities are the same.
-    static bool equal(Key const& a, Key const& b) noexcept { return a.lo == b.lo && a.hi == b.hi; }
-    /// @return Whether one identity comes before another in a sorted order.
-    static bool less(Key const& a, Key const& b) noexcept {
-        return a.lo < b.lo || (a.lo == b.lo && a.hi < b.hi);
-    }
-};
-
-/// The ranges of an optic, in the file's order.
-using TempRangeTable = LookupTable<TempRangeDefinition, RangeIdentity>;
-
-/// One optic.
-struct OpticsDefinition {
-    int FOV = 0;                  ///< field of view
-    int SerNo = 0;                ///< serial number of the optic
-    std::unique_ptr<char[]> Text; ///< distinguishing text, or null
-    double spare = -1.0;          ///< not in the file
-    bool SamplePointCali = false; ///< such an optic needs no characteristic-curve files
-    TempRangeTable tempRanges;    ///< the ranges
-};
-
-/// Field of view and text identify an optic; a null and an empty text are the same.
-struct OpticIdentity {
-    using Key = OPTICS; ///< field of view and text
-    /// @return What identifies an optic.
-    static Key of(OpticsDefinition const& definition) noexcept {
-        return {definition.FOV, definition.Text.get()};
-    }
-    /// @return Whether two identities are the same.
-    static bool equal(Key const& a, Key const& b) noexcept;
-    /// @return Whether one identity comes before another in a sorted order.
-    static bool less(Key const& a, Key const& b) noexcept;
-};
-
-/// The optics of a description, in the file's order.
-using OpticsTable = LookupTable<OpticsDefinition, OpticIdentity>;
 
 /// The calibration description: one camera's at a time.
 ///
@@ -130,7 +17,7 @@ using OpticsTable = LookupTable<OpticsDefinition, OpticIdentity>;
 /// the same. Ranges are found by both limits, compared for exact equality. Records returned by
 /// pointer are new and belong to the caller, who releases them with `delete`; null also stands for
 /// no memory. Nothing here throws. Not for use from several threads at once.
-class ConfigCali {
+class ZENTHO_API ConfigCali {
 public:
     /// Result of load() for a description that cannot be opened or parsed.
     static constexpr int loadFailed = static_cast<int>(0x80070005U);
@@ -147,6 +34,10 @@ public:
 
     /// @return Whether the description of camera @p serialNumber is the one loaded.
     bool isLoaded(int serialNumber) const noexcept;
+
+    /// Forgets the loaded description, so that the next load() reads its file anew. The content is
+    /// the initial one then; without memory for it there are no optics.
+    void forget() noexcept;
 
     /// Loads `Cali-<serial>.xml`, unless it is loaded already. The description of another camera is
     /// discarded first, whether or not the load succeeds.
@@ -279,7 +170,5 @@ public:
     int serial = -1;                          ///< serial number of the loaded description
 
 private:
-    void resetContent();
-
     static ConfigCali* _this;
 };

@@ -23,7 +23,7 @@ public:
 
     /// @param records The records, in the order they keep. @throws std::bad_alloc
     explicit LookupTable(std::vector<Record> records) : m_records(std::move(records)) {
-        if (m_records.size() <= few)
+        if (m_records.size() <= linearSearchLimit)
             return;
         for (std::size_t i = 0; i < m_records.size(); ++i) {
             if (Identity::equal(keyAt(i), keyAt(i)))
@@ -40,12 +40,12 @@ public:
     Record const& operator[](std::size_t index) const noexcept { return m_records[index]; }
     /// @return The first record.
     auto begin() const noexcept { return m_records.begin(); }
-    /// @return Behind the last record.
+    /// @return After the last record.
     auto end() const noexcept { return m_records.end(); }
 
     /// @return The first record with this identity; null when there is none.
     Record const* find(Key const& key) const noexcept {
-        return m_records.size() <= few ? lookThrough(key) : search(key);
+        return m_records.size() <= linearSearchLimit ? lookThrough(key) : search(key);
     }
 
     /// @return The index of a record that find() gave.
@@ -55,7 +55,7 @@ public:
 
 private:
     using Position = std::uint32_t;
-    static constexpr std::size_t few = 16;
+    static constexpr std::size_t linearSearchLimit = 16;
 
     Key keyAt(std::size_t index) const noexcept { return Identity::of(m_records[index]); }
 
@@ -68,20 +68,16 @@ private:
     }
 
     Record const* search(Key const& key) const noexcept {
-        if (Identity::equal(keyAt(m_lastFound), key))
-            return &m_records[m_lastFound];
         auto const hit =
             std::lower_bound(m_order.begin(), m_order.end(), key, [this](Position a, Key const& b) {
                 return Identity::less(keyAt(a), b);
             });
         if (hit == m_order.end() || !Identity::equal(keyAt(*hit), key))
             return nullptr;
-        m_lastFound = *hit;
-        return &m_records[m_lastFound];
+        return &m_records[*hit];
     }
 
     std::vector<Record> m_records;
-    std::vector<Position> m_order; // positions sorted by identity; empty while records are few
-    mutable Position m_lastFound =
-        0; // the first of its identity, asked for again more often than not
+    std::vector<Position>
+        m_order; // positions sorted by identity; empty while records are linearSearchLimit
 };

@@ -2,9 +2,9 @@
 
 #include "imgproc/Cali.h"
 #include "sdk/DownloadRepository.h"
-#include "sdk/SetCheck.h"
 #include "sdk/ShellSafety.h"
 #include "sdk/UsbCamera.h"
+#include "sdk/manager/SetCheck.h"
 #include "util/DefaultDirectories.h"
 #include "util/Logger.h"
 #include "util/StringHelpers.h"
@@ -225,6 +225,27 @@ bool IRCalibrationManager::findSerial(unsigned long& serial) noexcept try {
     return serial != 0;
 } catch (...) {
     return false;
+}
+
+void _checkCaliFilesHelper(char const* dir, char const* baseName, char const* format, char* out,
+                           int* size) noexcept {
+    checkNamedFile(dir, baseName, format, out, size);
+}
+
+bool IRCalibrationManager::checkCaliFiles(char const* dir, int serial, char* out, int* size,
+                                          char const* xmlFormat, char const* datFormat,
+                                          char const* prnFormat, char const* separator) noexcept {
+    return checkNamedSet({dir, serial, xmlFormat, datFormat, prnFormat, separator}, out, size);
+}
+
+char* IRCalibrationManager::checkCalibration(unsigned long serial) noexcept {
+    if (m_spareList == nullptr)
+        m_spareList.reset(new (std::nothrow) char[2]{';', '\0'});
+    SetCheck check = checkSet(m_calibrationDir.data(), serial);
+    if (check.complete)
+        return nullptr;
+    // Without memory for the list, an incomplete set must not look complete.
+    return check.missing != nullptr ? check.missing.release() : m_spareList.release();
 }
 
 bool IRCalibrationManager::isOnlineCalibrationRepoAccessible() noexcept {

@@ -1,5 +1,5 @@
 #include "sdk/IRCalibrationManager.h"
-#include "sdk/SetCheck.h"
+#include "sdk/manager/SetCheck.h"
 
 #include <csignal>
 #include <cstdio>

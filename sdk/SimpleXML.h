@@ -2,14 +2,28 @@
 /// A small reader for the XML subset of calibration descriptions and download links.
 #pragma once
 
-#include "sdk/ElementIndex.h"
+#include "util/Export.h"
 
-#include <array>
 #include <memory>
-#include <optional>
-#include <string_view>
 
 namespace zel {
+
+namespace xml {
+class Reader;
+struct ReaderAccess;
+} // namespace xml
+
+/// Start or end of a comment in a document.
+struct CommentToken {
+    int type;     ///< 0 the start of a comment, 1 its end
+    int position; ///< offset of the first character of "<!--", or just after "-->"
+};
+
+/// Orders comment tokens by position alone.
+/// @param a A token.
+/// @param b Another one.
+/// @return Whether @p a stands before @p b.
+ZENTHO_API bool compTokens(CommentToken a, CommentToken b) noexcept;
 
 /// Reads one document and answers queries relative to a selected element.
 ///
@@ -20,14 +34,16 @@ namespace zel {
 /// nothing, and text is returned untrimmed, in the encoding of the file.
 ///
 /// After open(), select the root with setNode() before any other query. A name is an element's name
-/// without brackets. Nothing throws: an operation that runs out of memory gives its failure value.
-/// A null name, directory or target likewise. Not for use from several threads at once, not even
-/// for reading: queries remember where they found something.
-class SimpleXML {
+/// without brackets. Numbers are read in the "C" locale, whatever locale is set. Nothing throws: an
+/// operation that runs out of memory gives its failure value. A null name, directory or target
+/// likewise. Not for use from several threads at once, not even for reading: queries remember where
+/// they found something.
+class ZENTHO_API SimpleXML {
 public:
-    /// An empty document. Sets the process's numeric locale to "C", so that a decimal point is read
-    /// the same everywhere.
+    /// An empty document. Sets the process's numeric locale to "C" and leaves it so: programs that
+    /// use the library rely on it.
     SimpleXML() noexcept;
+    ~SimpleXML();
 
     SimpleXML(SimpleXML const&) = delete;
     SimpleXML& operator=(SimpleXML const&) = delete;
@@ -39,11 +55,10 @@ public:
     /// the root, an empty one included, is an empty document.
     /// @param filename Path of the file.
     /// @param rootname Name of the root element, whose opening tag may carry attributes.
-    /// @return false when the file cannot be opened (logged for debugging), which leaves the
-    /// earlier
-    ///         document; when its comments do not pair up (logged as an error, with the whole
-    ///         text), which leaves the text with them; or without memory, which leaves an empty
-    ///         document.
+    /// @return false when the file cannot be opened or read or is larger than 2 GiB (logged for
+    ///         debugging), which leaves the earlier document; when its comments do not pair up
+    ///         (logged as an error, with the whole text), which leaves the text with them; or
+    ///         without memory, which leaves an empty document.
     bool open(char const* filename, char const* rootname) noexcept;
 
     /// Loads "directory/name.xml", formed by createConfigFilepath(), which creates a missing
@@ -61,7 +76,10 @@ public:
     /// @return false when there is none or the depth is 254; the selection stays as it was then.
     bool setNode(char const* name) noexcept;
 
-    /// Descends into an element @p name inside the selected one.
+    /// Descends into an element @p name inside the selected one. Takes about the same time for any
+    /// index, unless elements @p name hold elements @p name or the name holds a bracket or begins
+    /// with '/': then it goes through them from the first, and a loop over all of them takes
+    /// quadratic time.
     /// @param name  Name of the element.
     /// @param index Which of them, 0 for the first.
     /// @return false when there are fewer or the depth is 254; the selection stays as it was then.
@@ -76,7 +94,7 @@ public:
     /// @return Whether the element has any text.
     bool getNode(char** text) const noexcept;
 
-    /// @return Elements @p name inside the selected one.
+    /// @return Elements @p name inside the selected one. Takes the time of setNode() with an index.
     unsigned int getNodeCount(char const* name) const noexcept;
 
     /// Searches one tag.
@@ -84,11 +102,11 @@ public:
     /// @param from    Offset in the document, in characters, to search from.
     /// @param limit   A hit at or beyond this offset does not count.
     /// @param closing Whether to search `</name>` instead of `<name>`.
-    /// @return Offset of the closing tag, or just behind the opening tag; -1 when there is none or
+    /// @return Offset of the closing tag, or just after the opening tag; -1 when there is none or
     ///         @p from is outside the document.
     int getKey(char const* name, int from, int limit, bool closing) const noexcept;
 
-    /// Reads a child as an integer: decimal, hexadecimal behind 0x, octal behind 0.
+    /// Reads a child as an integer: decimal, hexadecimal after 0x, octal after 0.
     /// @param name  Name of the child.
     /// @param value Receives the number; untouched when the child holds none.
     /// @return Whether the child exists, whatever its text.
@@ -113,31 +131,10 @@ public:
     /// @return Whether the child exists.
     bool getString(char const* name, char** text) noexcept;
 
-    /// The text of a child without a copy.
-    /// @param name Name of the child.
-    /// @return Its text, valid until the next open(); nothing when there is no such child.
-    std::optional<std::string_view> getText(char const* name) const noexcept;
-
 private:
-    static constexpr int maxDepth = 254;
+    friend struct xml::ReaderAccess;
 
-    template <class Answer, class Question>
-    Answer ask(std::string_view name, Answer none, Question const& question) const;
-    Element selected() const noexcept;
-    Element findFirst(std::string_view name) const;
-    Element findByIndex(std::string_view name, int index) const;
-    bool select(Element element) noexcept;
-    std::string_view textOf(Element element) const noexcept;
-    template <class Number>
-    bool getNumber(char const* name, Number* value, int (*read)(char const*, Number*)) noexcept;
-
-    int m_length = 0; // characters read, comments included
-    std::array<int, maxDepth + 2> m_nodeStart{};
-    std::array<int, maxDepth + 2> m_nodeEnd{};
-    unsigned short m_depth = 0;
-    std::unique_ptr<char[]> m_text;
-    std::string_view m_doc; // what is left of it without comments
-    ElementIndex m_index;
+    std::unique_ptr<xml::Reader> m_reader; // null until the first open()
 };
 
 } // namespace zel

@@ -62,7 +62,8 @@ void listFrameRates(char const* directory, int serial) {
 
 //! [question]
 void askFor(unsigned short const frameRate) {
-    OPTICS const optic{54, "Macro"};
+    char text[] = "Macro";
+    OPTICS const optic{54, text};
     Range const range{-20.0F, 100.0F};
     unsigned short taken = frameRate;
     ConfigCali* const description = ConfigCali::getInstance();

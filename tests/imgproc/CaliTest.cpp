@@ -134,7 +134,7 @@ std::vector<std::string> opticsOf(ConfigCali const& cali) {
 }
 
 OPTICS optic(int fov, char const* text = nullptr) {
-    return {fov, text};
+    return {fov, const_cast<char*>(text)}; // the queries do not change it
 }
 
 int opticsIndex(ConfigCali const& cali, OPTICS const& handle) {

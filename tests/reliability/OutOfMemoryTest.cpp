@@ -315,13 +315,9 @@ TEST_F(Document, GivesTexts) {
         char* child = untouched.data();
         char* bracketed = untouched.data();
         std::array<bool, 3> found{};
-        std::optional<std::string_view> view;
-        std::optional<std::string_view> bracketedView;
         scarcely([&] {
             found[0] = xml.getString("Text", &child);
             found[1] = xml.getString("a<rather long name", &bracketed);
-            view = xml.getText("Text");
-            bracketedView = xml.getText("a<rather long name");
         });
         char* selected = nullptr;
         Text const ownedChild(child);
@@ -330,8 +326,6 @@ TEST_F(Document, GivesTexts) {
         EXPECT_EQ(bracketed != nullptr, found[1]);
         EXPECT_TRUE(!found[0] || std::string(child) == "a text of more than fifteen characters");
         EXPECT_TRUE(!found[1] || std::string(bracketed) == "odd");
-        EXPECT_EQ(view, "a text of more than fifteen characters");
-        EXPECT_TRUE(bracketedView == "odd" || (wasRefused() && !bracketedView));
         EXPECT_TRUE(wasRefused() || (found[0] && found[1]));
         EXPECT_TRUE(xml.setNode("Text"));
         EXPECT_TRUE(xml.getNode(&selected));
@@ -512,7 +506,8 @@ TEST_F(Cali, AnswersEveryQuery) {
         ConfigCali description;
         ASSERT_EQ(description.load(directory.path().c_str(), serial), 0);
         refuseEachAllocation([&](Scarcely const& scarcely) {
-            OPTICS const optic{54, ""};
+            char noText[] = "";
+            OPTICS const optic{54, noText};
             Range const range{0.0F, 250.0F};
             std::unique_ptr<OPTICS> handle;
             std::array<std::unique_ptr<Range>, 7> ranges;

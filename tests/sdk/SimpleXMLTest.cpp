@@ -921,14 +921,41 @@ TEST(SimpleXMLGetString, GivesFalseForNullPointers) {
     EXPECT_FALSE(document->getString("a", nullptr));
 }
 
-TEST(SimpleXMLGetText, GivesTheTextOfAChild) {
-    Document document("<a>1</a>");
-    EXPECT_EQ(document->getText("a"), std::optional<std::string_view>("1"));
+// Elements by their index
+
+TEST(SimpleXMLSetNodeWithIndex, KeepsToTheSelectedElementAmongParentsThatBeginAtOneOffset) {
+    Document document("<a><b><Range>1</Range></b><Range>2</Range></a><b>");
+    ASSERT_TRUE(document->setNode("a><b"));
+    ASSERT_TRUE(document->setNode("Range", 1));
+    document->setNode();
+    ASSERT_TRUE(document->setNode("b"));
+    EXPECT_FALSE(document->setNode("Range", 1));
 }
 
-TEST(SimpleXMLGetText, GivesNothingWhenThereIsNoSuchChild) {
-    Document document("<a>1</a>");
-    EXPECT_EQ(document->getText("b"), std::nullopt);
+TEST(SimpleXMLSetNodeWithIndex, FindsEachElementInAnyOrder) {
+    Document document("<a><n>0</n><n>1</n><n>2</n></a><n>3</n>");
+    ASSERT_TRUE(document->setNode("a"));
+    for (int const index : {2, 0, 1, 1, 2, 0}) {
+        ASSERT_TRUE(document->setNode("n", index)) << index;
+        char* text = nullptr;
+        ASSERT_TRUE(document->getNode(&text));
+        std::unique_ptr<char[]> const owned(text);
+        EXPECT_EQ(std::string(text), std::to_string(index));
+        document->resetNode();
+    }
+    EXPECT_FALSE(document->setNode("n", 3));
+}
+
+TEST(SimpleXMLSetNodeWithIndex, SkipsElementsInsideOnesOfTheirOwnName) {
+    Document document("<n>0<n>1</n><n>2</n><n>3<n>4</n>");
+    ASSERT_TRUE(document->setNode("n", 1));
+    char* text = nullptr;
+    ASSERT_TRUE(document->getNode(&text));
+    std::unique_ptr<char[]> const owned(text);
+    EXPECT_EQ(std::string(text), "2");
+    document->resetNode();
+    EXPECT_EQ(document->getNodeCount("n"), 3U);
+    EXPECT_FALSE(document->setNode("n", 3));
 }
 
 // Counting and searching
@@ -1207,4 +1234,25 @@ TEST(SimpleXMLGetFloat, IsRefusedAtTheDeepestLevel) {
     descend(*document, 254);
     float value = 7.0F;
     EXPECT_FALSE(document->getFloat("n254", &value));
+}
+
+// Tokens of comments
+
+TEST(CompTokens, PutsTheLesserPositionFirst) {
+    EXPECT_TRUE(zel::compTokens({0, 3}, {0, 4}));
+}
+
+TEST(CompTokens, DoesNotPutTheGreaterPositionFirst) {
+    EXPECT_FALSE(zel::compTokens({0, 4}, {0, 3}));
+}
+
+TEST(CompTokens, OrdersNeitherOfTwoTokensAtOnePosition) {
+    EXPECT_FALSE(zel::compTokens({0, 3}, {1, 3}));
+    EXPECT_FALSE(zel::compTokens({1, 3}, {0, 3}));
+}
+
+TEST(CommentToken, HoldsItsTypeBeforeItsPosition) {
+    zel::CommentToken const token{1, 12};
+    EXPECT_EQ(token.type, 1);
+    EXPECT_EQ(token.position, 12);
 }

@@ -1,4 +1,4 @@
-#include "sdk/XmlComments.h"
+#include "sdk/xml/Comments.h"
 
 #include <gtest/gtest.h>
 
@@ -8,34 +8,15 @@ namespace {
 
 /// A document without its comments, or "malformed".
 std::string without(std::string text) {
-    auto const left = zel::removeComments(text.data(), text.size());
+    auto const left = zel::xml::removeComments(text.data(), text.size());
     return left ? text.substr(0, *left) : "malformed";
 }
 
 bool isMalformed(std::string text) {
-    return !zel::removeComments(text.data(), text.size());
+    return !zel::xml::removeComments(text.data(), text.size());
 }
 
 } // namespace
-
-TEST(CompTokens, PutsTheLesserPositionFirst) {
-    EXPECT_TRUE(zel::compTokens({0, 3}, {0, 4}));
-}
-
-TEST(CompTokens, DoesNotPutTheGreaterPositionFirst) {
-    EXPECT_FALSE(zel::compTokens({0, 4}, {0, 3}));
-}
-
-TEST(CompTokens, OrdersNeitherOfTwoTokensAtOnePosition) {
-    EXPECT_FALSE(zel::compTokens({0, 3}, {1, 3}));
-    EXPECT_FALSE(zel::compTokens({1, 3}, {0, 3}));
-}
-
-TEST(CommentToken, HoldsItsTypeBeforeItsPosition) {
-    zel::CommentToken const token{1, 12};
-    EXPECT_EQ(token.type, 1);
-    EXPECT_EQ(token.position, 12);
-}
 
 TEST(RemoveComments, KeepsATextWithoutComments) {
     EXPECT_EQ(without("<a>1</a>"), "<a>1</a>");
@@ -152,6 +133,6 @@ TEST(RemoveComments, RefusesANestedCommentThatIsClosedOnce) {
 
 TEST(RemoveComments, LeavesAMalformedTextAsItIs) {
     std::string text = "a<!-- 1 -->b<!-- 2";
-    zel::removeComments(text.data(), text.size());
+    zel::xml::removeComments(text.data(), text.size());
     EXPECT_EQ(text, "a<!-- 1 -->b<!-- 2");
 }

@@ -5,20 +5,7 @@
 #include <cstddef>
 #include <optional>
 
-namespace zel {
-
-/// Start or end of a comment in a document.
-struct CommentToken {
-    int type;     ///< 0 the start of a comment, 1 its end
-    int position; ///< offset of the first character of "<!--", or just behind "-->"
-};
-
-/// Orders comment tokens by position alone: the order in which removeComments() takes them. At one
-/// position it takes an end first, so that a stray one is always found.
-/// @param a A token.
-/// @param b Another one.
-/// @return Whether @p a stands before @p b.
-bool compTokens(CommentToken a, CommentToken b) noexcept;
+namespace zel::xml {
 
 /// Takes the comments out of a document. They may span lines and nest: a comment ends with the
 /// "-->" that closes its first "<!--".
@@ -29,4 +16,4 @@ bool compTokens(CommentToken a, CommentToken b) noexcept;
 /// @throws std::bad_alloc
 std::optional<std::size_t> removeComments(char* text, std::size_t length);
 
-} // namespace zel
+} // namespace zel::xml

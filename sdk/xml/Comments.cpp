@@ -1,18 +1,16 @@
-#include "sdk/XmlComments.h"
+#include "sdk/xml/Comments.h"
 
 #include <cstring>
 #include <string_view>
 #include <vector>
 
-namespace zel {
+namespace zel::xml {
 
 namespace {
 
-constexpr int startOfComment = 0;
-constexpr int endOfComment = 1;
 constexpr std::size_t closerLength = 3;
 
-/// A comment from its "<!--" to just behind the "-->" that closes it.
+/// A comment from its "<!--" to just after the "-->" that closes it.
 struct Comment {
     std::size_t begin;
     std::size_t end;
@@ -36,17 +34,19 @@ std::size_t nextHyphen(std::string_view text, std::size_t hyphen) noexcept {
 }
 
 /// Visits the tokens of a document in the order of their positions.
-template <class Visit>
-void forEachToken(std::string_view text, Visit const& visit) {
+/// @param onStart Gets the offset of each "<!--".
+/// @param onEnd   Gets the offset just after each "-->".
+template <class OnStart, class OnEnd>
+void forEachToken(std::string_view text, OnStart const& onStart, OnEnd const& onEnd) {
     std::size_t closersFrom = 0;
     for (auto hyphen = text.find('-'); hyphen != std::string_view::npos;
          hyphen = nextHyphen(text, hyphen)) {
         if (opensAt(text, hyphen))
-            visit(CommentToken{startOfComment, static_cast<int>(hyphen - 2)});
+            onStart(hyphen - 2);
         if (hyphen < closersFrom || !closesAt(text, hyphen))
             continue;
         std::size_t const end = hyphen + closerLength;
-        visit(CommentToken{endOfComment, static_cast<int>(end)});
+        onEnd(end);
         // Of two closers without a character between them the second does not count; descriptions
         // in the field load because of it.
         closersFrom = end + 1;
@@ -57,31 +57,26 @@ void forEachToken(std::string_view text, Visit const& visit) {
 std::optional<std::vector<Comment>> findComments(std::string_view text) {
     std::vector<Comment> comments;
     int nesting = 0;
-    int begin = 0;
+    std::size_t begin = 0;
     bool paired = true;
-    forEachToken(text, [&](CommentToken token) {
-        if (token.type == startOfComment) {
-            if (nesting == 0)
-                begin = token.position;
-            ++nesting;
-            return;
-        }
+    auto const open = [&](std::size_t position) {
+        if (nesting == 0)
+            begin = position;
+        ++nesting;
+    };
+    auto const close = [&](std::size_t position) {
         --nesting;
         paired = paired && nesting >= 0;
         if (nesting == 0)
-            comments.push_back(
-                {static_cast<std::size_t>(begin), static_cast<std::size_t>(token.position)});
-    });
+            comments.push_back({begin, position});
+    };
+    forEachToken(text, open, close);
     if (!paired || nesting != 0)
         return std::nullopt;
     return comments;
 }
 
 } // namespace
-
-bool compTokens(CommentToken a, CommentToken b) noexcept {
-    return a.position < b.position;
-}
 
 std::optional<std::size_t> removeComments(char* text, std::size_t length) {
     auto const comments = findComments({text, length});
@@ -100,4 +95,4 @@ std::optional<std::size_t> removeComments(char* text, std::size_t length) {
     return kept;
 }
 
-} // namespace zel
+} // namespace zel::xml

@@ -1,8 +1,8 @@
-#include "sdk/ElementIndex.h"
+#include "sdk/xml/ElementIndex.h"
 
 #include <cstring>
 
-namespace zel {
+namespace zel::xml {
 
 namespace {
 
@@ -36,9 +36,8 @@ bool hasSlashInFront(std::string_view name) noexcept {
     return !name.empty() && name.front() == '/';
 }
 
-/// @return A number in which names of another length or with other ends mostly differ: a filter for
-///         names that the document does not have.
-std::size_t shapeOf(std::string_view name) noexcept {
+/// @return A hash that mostly differs for names of another length or with other ends.
+std::size_t nameHash(std::string_view name) noexcept {
     if (name.empty())
         return 0;
     std::size_t const first = static_cast<unsigned char>(name.front());
@@ -61,7 +60,7 @@ bool ElementIndex::covers(std::string_view name) noexcept {
 void ElementIndex::clear() noexcept {
     m_entries.clear();
     m_elements.clear();
-    m_shapes.reset();
+    m_nameFilter.reset();
     m_lastAsked = nullptr;
 }
 
@@ -71,23 +70,23 @@ void ElementIndex::build(std::string_view document) {
 }
 
 /// Walks through the document from its end, so that each closing tag is met before its opening tag.
-/// "Before" and "behind" are places in the document: the walk meets first what is behind.
+/// "Before" and "following" are places in the document: the walk meets the following tag first.
 std::vector<ElementIndex::Found> ElementIndex::collectBackwards(std::string_view document) {
     std::vector<Found> found;
     found.reserve(document.size() / charactersPerElement);
     Tag end;
-    Tag* behind = &end;
+    Tag* following = &end;
     for (auto at = findLastOpening(document, document.size()); at != std::string_view::npos;
          at = findLastOpening(document, at)) {
         auto const rest = document.substr(at);
-        Tag* tag = expectedTag(*behind, rest);
+        Tag* tag = expectedTag(*following, rest);
         if (tag == nullptr) {
             tag = readTag(rest);
             if (tag == nullptr)
                 continue;
-            remember(behind->before, tag);
+            remember(following->before, tag);
         }
-        behind = tag;
+        following = tag;
         Entry& entry = *tag->entry;
         int const position = static_cast<int>(at);
         if (tag->closing)
@@ -99,17 +98,20 @@ std::vector<ElementIndex::Found> ElementIndex::collectBackwards(std::string_view
     return found;
 }
 
-/// @return The tag that @p rest begins with when it is one that stood before @p behind, or null.
-ElementIndex::Tag* ElementIndex::expectedTag(Tag const& behind, std::string_view rest) noexcept {
-    for (Tag* const expected : behind.before) {
+/// @return The tag that @p rest begins with, if it is one that stood before @p following the last
+/// two
+///         times; else null.
+ElementIndex::Tag* ElementIndex::expectedTag(Tag const& following, std::string_view rest) noexcept {
+    for (Tag* const expected : following.before) {
         if (expected != nullptr && startsWith(rest, expected->text))
             return expected;
     }
     return nullptr;
 }
 
-/// @return The tag that @p rest begins with; null when it begins with none, when another tag begins
-///         before its '>', or when it opens an element that is not closed.
+/// @return The tag that @p rest begins with; null when it does not begin with a tag, when another
+/// tag
+///         begins before its '>', or when it opens an element that is not closed.
 ElementIndex::Tag* ElementIndex::readTag(std::string_view rest) {
     char const* const bracket = findBracket(rest.substr(1));
     if (bracket == rest.end() || *bracket == '<')
@@ -127,7 +129,7 @@ ElementIndex::Tag* ElementIndex::readTag(std::string_view rest) {
     return &tag;
 }
 
-/// @return The entry of a name, made for a closing tag; null when it has none.
+/// @return The entry of a name; a closing tag makes a missing one, an opening tag gets null.
 ElementIndex::Entry* ElementIndex::entryOf(std::string_view name, bool closing) {
     if (hasSlashInFront(name))
         return nullptr;
@@ -140,7 +142,7 @@ ElementIndex::Entry* ElementIndex::entryOf(std::string_view name, bool closing) 
     if (isNew) {
         entry.name = hit->first;
         entry.number = static_cast<unsigned int>(m_entries.size() - 1);
-        m_shapes.set(shapeOf(name) % m_shapes.size());
+        m_nameFilter.set(nameHash(name) % m_nameFilter.size());
     }
     return &entry;
 }
@@ -165,7 +167,7 @@ void ElementIndex::sortByName(std::vector<Found> const& backwards) {
 }
 
 NamedElements const* ElementIndex::lookUp(std::string_view name) const noexcept {
-    if (!m_shapes[shapeOf(name) % m_shapes.size()])
+    if (!m_nameFilter[nameHash(name) % m_nameFilter.size()])
         return nullptr;
     auto const hit = m_entries.find(name);
     if (hit == m_entries.end())
@@ -177,4 +179,4 @@ NamedElements const* ElementIndex::lookUp(std::string_view name) const noexcept 
     return &entry.elements;
 }
 
-} // namespace zel
+} // namespace zel::xml

@@ -1,0 +1,54 @@
+/// @file
+/// A camera's calibration description as a value.
+#pragma once
+
+#include "imgproc/Records.h"
+#include "util/FileDescriptor.h"
+
+#include <cstddef>
+#include <optional>
+
+namespace zel::xml {
+class Reader;
+}
+
+/// What a calibration description says. Constant operations are safe from several threads.
+struct Description {
+    MainSection main;   ///< scalar constants
+    OpticsTable optics; ///< the optics
+};
+
+/// Why there is no description.
+enum class DescriptionFailure {
+    none,       ///< there is one
+    unreadable, ///< the file cannot be read, or is larger than allowed
+    malformed,  ///< its comments do not pair up
+    noMemory,   ///< memory ran out
+};
+
+/// Outcome of reading a description.
+struct DescriptionOutcome {
+    std::optional<Description> description;                ///< nothing on failure
+    DescriptionFailure failure = DescriptionFailure::none; ///< why there is none
+    int error = 0; ///< the system's error number of an unreadable file; EFBIG for one too large
+};
+
+/// The largest description that the library reads, in bytes.
+constexpr std::size_t largestDescription = 0x7FFFFFFF;
+
+/// Reads a description. Changes nothing outside: no log, no locale, no directory. Safe from several
+/// threads, each with a descriptor of its own.
+/// @param file      The open description, read from its current offset. What is not a regular file
+///                  counts as empty.
+/// @param sizeLimit The largest size accepted, in bytes; at most #largestDescription.
+/// @return The description; an empty file gives one without optics.
+DescriptionOutcome readDescription(zel::FileDescriptor const& file, std::size_t sizeLimit) noexcept;
+
+/// Collects a description from a document that is already loaded.
+/// @param xml  The document; its selection changes.
+/// @param main What a constant keeps that the document does not have.
+/// @return The description. @throws std::bad_alloc
+Description collectDescription(zel::xml::Reader& xml, MainSection const& main);
+
+/// Name of the root element of a description.
+constexpr char const* descriptionRoot = "CaliData";

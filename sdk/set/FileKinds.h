@@ -1,0 +1,73 @@
+/// @file
+/// The files that a camera's set consists of, and their names.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string_view>
+
+namespace zel::set {
+
+/// A kind of file.
+enum class FileKind {
+    description, ///< the calibration description
+    data,        ///< calibration data
+    curve,       ///< a characteristic curve
+};
+
+/// How many files of a kind a set has.
+enum class Need {
+    onceACamera,                 ///< one, its stem is the serial number
+    everyDataSet,                ///< one for every data set, with the data set's stem
+    unlessSamplePointCalibrated, ///< the same, but none for optics that are calibrated by sample
+                                 ///< points
+};
+
+/// What is known of a kind of file. A name is the prefix, a stem and the suffix.
+struct KindOfFile {
+    FileKind kind;           ///< which kind it is
+    std::string_view prefix; ///< what its names begin with; the serial number follows
+    std::string_view suffix; ///< what they end with
+    Need need;               ///< how many there are
+};
+
+/// Every kind of file, in the order in which the files of one data set are checked.
+constexpr std::array<KindOfFile, 3> kinds{{
+    {FileKind::description, "Cali-", ".xml", Need::onceACamera},
+    {FileKind::data, "Cali-", ".dat", Need::everyDataSet},
+    {FileKind::curve, "Kennlinie-", ".prn", Need::unlessSamplePointCalibrated},
+}};
+
+/// Characters of the longest name that is formed, with its terminator; a longer one is cut.
+constexpr std::size_t nameRoom = 260;
+
+/// A file's name, in a buffer of its own.
+class FileName {
+public:
+    /// @param kind A kind of file.
+    /// @param stem The stem of the name.
+    FileName(KindOfFile const& kind, std::string_view stem) noexcept;
+
+    /// @return The name, terminated.
+    char const* c_str() const noexcept { return m_characters.data(); }
+    /// @return The name.
+    std::string_view view() const noexcept { return {m_characters.data(), m_length}; }
+
+private:
+    void append(std::string_view piece) noexcept;
+
+    std::array<char, nameRoom> m_characters;
+    std::size_t m_length = 0;
+};
+
+/// @param serial Serial number of a camera.
+/// @return The name of its description.
+FileName descriptionName(int serial) noexcept;
+
+/// Tells whose a file is. What a longer serial number begins with is another camera.
+/// @param name   Name of a file.
+/// @param serial Serial number of a camera.
+/// @return Whether the file belongs to exactly this camera.
+bool belongsTo(std::string_view name, unsigned long serial) noexcept;
+
+} // namespace zel::set
