@@ -64,7 +64,14 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zentho-cali.pc
 
 # Below the prefix /usr this is the directory that the commands take by default.
 install(DIRECTORY DESTINATION ${CMAKE_INSTALL_DATADIR}/libzentho/cali COMPONENT commands)
-install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT commands)
+# The README without what names files of the sources, which an installation lacks.
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS README.md)
+execute_process(COMMAND sed "/^<!-- sources -->$/,/^<!-- end -->$/d"
+    INPUT_FILE ${CMAKE_CURRENT_SOURCE_DIR}/README.md
+    OUTPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/README.md
+    COMMAND_ERROR_IS_FATAL ANY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/README.md CHANGELOG.md
+    DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT commands)
 if(TARGET zentho-cali)
     install(FILES docs/zentho-cali.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/zentho-cali
         COMPONENT commands)
