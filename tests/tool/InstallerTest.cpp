@@ -227,6 +227,11 @@ TEST_F(Installer, IgnoresATargetThatBeginsWithAControlCharacter) {
               incomplete(commandLine("123", stick, target)));
 }
 
+TEST_F(Installer, IgnoresATargetThatBeginsWithALetterBeyondAscii) {
+    EXPECT_EQ(seen(install({"-s", stick, "-d123", "-t", target, "-t", "\303\274"})),
+              incomplete(commandLine("123", stick, target)));
+}
+
 TEST_F(Installer, IgnoresAnEmptyTarget) {
     EXPECT_EQ(seen(install({"-s", stick, "-d123", "-t", target, "-t", ""})),
               incomplete(commandLine("123", stick, target)));
@@ -703,6 +708,22 @@ TEST_F(Installer, CopiesFromAnyDepthIntoOneDirectory) {
     EXPECT_EQ(tree(target), smallSet(14080045));
 }
 
+TEST_F(Installer, FindsNothingInASourceThatIsALinkWithoutASlashAtItsEnd) {
+    writeSmallSet(stick, 14080045);
+    fs::create_directory_symlink(stick, root.path() + "/link");
+    EXPECT_EQ(seen(install({"-d14080045", "-s", "link", "-t", target})),
+              incomplete(commandLine("14080045", "link", target)));
+    EXPECT_EQ(tree(target), Tree{});
+}
+
+TEST_F(Installer, CopiesFromASourceThatIsALinkWithASlashAtItsEnd) {
+    writeSmallSet(stick, 14080045);
+    fs::create_directory_symlink(stick, root.path() + "/link");
+    EXPECT_EQ(seen(install({"-d14080045", "-s", "link/", "-t", target})),
+              complete(commandLine("14080045", "link/", target)));
+    EXPECT_EQ(tree(target), smallSet(14080045));
+}
+
 TEST_F(Installer, LetsTheLastFoundCopyOfAFileWin) {
     auto const name = "Cali-14080045-23.dat";
     for (std::string const folder : {"b", "a", "c"}) {
@@ -726,6 +747,13 @@ TEST_F(Installer, CopiesTheFilesOfALongerSerialToo) {
     writeSmallSet(stick, 14080045);
     EXPECT_EQ(seen(install({"-d1408004", "-s", stick, "-t", target})),
               incomplete(commandLine("1408004", stick, target)));
+    EXPECT_EQ(tree(target), smallSet(14080045));
+}
+
+TEST_F(Installer, ReplacesNewerFilesOfALongerSerial) {
+    writeSmallSet(stick, 14080045);
+    writeFile(target + "/" + descriptionName(14080045), "a newer description");
+    install({"-d1408004", "-s", stick, "-t", target});
     EXPECT_EQ(tree(target), smallSet(14080045));
 }
 
