@@ -2,9 +2,9 @@
 
 #include "imgproc/Cali.h"
 #include "sdk/DownloadRepository.h"
-#include "sdk/ShellSafety.h"
-#include "sdk/UsbCamera.h"
+#include "sdk/manager/CameraSearch.h"
 #include "sdk/manager/SetCheck.h"
+#include "sdk/manager/ShellSafety.h"
 #include "util/DefaultDirectories.h"
 #include "util/Logger.h"
 #include "util/StringHelpers.h"
@@ -18,8 +18,6 @@
 #include <memory>
 #include <sstream>
 
-#include <dirent.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace zel {
@@ -30,7 +28,6 @@ using thalvo::LogLevel;
 using thalvo::report;
 
 constexpr char const* sourceFile = "sdk/IRCalibrationManager";
-constexpr char const* usbDevices = "/sys/bus/usb/devices";
 
 /// Stores a directory text, cut to the capacity.
 void setDirectory(PathBuffer& buffer, char const* dir) noexcept {
@@ -41,51 +38,10 @@ void setDirectory(PathBuffer& buffer, char const* dir) noexcept {
     buffer = fresh;
 }
 
-struct DirectoryCloser {
-    void operator()(DIR* directory) const noexcept { closedir(directory); }
-};
-using Directory = std::unique_ptr<DIR, DirectoryCloser>;
-
 struct PipeCloser {
     void operator()(std::FILE* pipe) const noexcept { pclose(pipe); }
 };
 using Pipe = std::unique_ptr<std::FILE, PipeCloser>;
-
-/// @return Whether a device entry is a link, as sysfs presents every device and interface.
-bool isLink(char const* entry) noexcept {
-    errno = 0;
-    struct stat status {};
-    if (lstat(entry, &status) != 0) {
-        report(LogLevel::debug, sourceFile, __LINE__, "errno: ", std::strerror(errno));
-        return false;
-    }
-    return S_ISLNK(status.st_mode);
-}
-
-bool isDotEntry(char const* entry) noexcept {
-    return tstrcmp(entry, ".") == 0 || tstrcmp(entry, "..") == 0;
-}
-
-/// @return The serial number of the camera at a device entry; 0 when it is none or has none.
-unsigned long cameraSerial(char const* entry) {
-    if (isDotEntry(entry) || !isLink(entry) || !isCamera(entry))
-        return 0;
-    auto const text = usbSerialText(entry);
-    if (!text)
-        return 0;
-    report(LogLevel::debug, sourceFile, __LINE__, "Found device with serial ", *text);
-    return std::strtoul(text->c_str(), nullptr, 10);
-}
-
-/// @return The first camera in directory order that has the wanted serial number, or any for 0.
-unsigned long findCamera(DIR* devices, unsigned long wanted) {
-    while (dirent const* const entry = readdir(devices)) {
-        unsigned long const serial = cameraSerial(entry->d_name);
-        if (serial != 0 && (wanted == 0 || serial == wanted))
-            return serial;
-    }
-    return 0;
-}
 
 int truncated(float limit) noexcept {
     constexpr auto largest = std::numeric_limits<int>::max();
@@ -208,20 +164,30 @@ bool IRCalibrationManager::createConfigFilepath(char* out, char const* dir, shor
 bool IRCalibrationManager::findSerial(unsigned long& serial) noexcept try {
     report(LogLevel::debug, sourceFile, __LINE__, "Query directory ", usbDevices);
     errno = 0;
-    // The working directory stays there: the entries are tested relative to it.
+    // Kept, although the search does not need it: callers find themselves there afterwards.
     if (chdir(usbDevices) != 0) {
         report(LogLevel::error, sourceFile, __LINE__, "Query directory ", usbDevices,
                " could not be opened: ", std::strerror(errno));
         return false;
     }
-    errno = 0;
-    Directory const devices(opendir(usbDevices));
-    if (devices == nullptr) {
+    unsigned long taken = 0;
+    int const error = forEachCamera([wanted = serial, &taken](CameraEntry const& entry) {
+        if (entry.error != 0) {
+            report(LogLevel::debug, sourceFile, __LINE__, "errno: ", std::strerror(entry.error));
+            return true;
+        }
+        report(LogLevel::debug, sourceFile, __LINE__, "Found device with serial ",
+               entry.serialText);
+        if (wanted == 0 || entry.serial == wanted)
+            taken = entry.serial;
+        return taken == 0;
+    });
+    if (error != 0) {
         report(LogLevel::error, sourceFile, __LINE__,
-               "Failed to open usb device directory: ", std::strerror(errno));
+               "Failed to open usb device directory: ", std::strerror(error));
         return false;
     }
-    serial = findCamera(devices.get(), serial);
+    serial = taken;
     return serial != 0;
 } catch (...) {
     return false;

@@ -1,4 +1,5 @@
-#include "sdk/UsbCamera.h"
+#include "sdk/manager/CameraSearch.h"
+
 #include "sdk/IRCalibrationManager.h"
 #include "sdk/IRLogger.h"
 
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
@@ -19,6 +21,7 @@
 #include <string_view>
 #include <vector>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,13 +32,14 @@ constexpr std::string_view vanishing = "vanishing";
 
 } // namespace
 
-// Takes the place of the C library's: an entry of this name goes after it was listed and before its
-// status is taken, as when somebody unplugs a device at that moment.
-extern "C" int lstat(char const* path, struct stat* status) noexcept {
-    if (vanishing == std::string_view(path).substr(0, vanishing.size())) {
-        unlink(path);
-    }
-    return fstatat(AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW);
+// Takes the place of the C library's: an entry of this name is removed after it was listed and
+// before its status is taken, as when somebody unplugs a device at that moment.
+extern "C" int fstatat(int directory, char const* path, struct stat* status, int flags) noexcept {
+    if (vanishing == std::string_view(path).substr(0, vanishing.size()))
+        unlinkat(directory, path, 0);
+    using Fstatat = int (*)(int, char const*, struct stat*, int);
+    static auto const real = reinterpret_cast<Fstatat>(dlsym(RTLD_NEXT, "fstatat"));
+    return real(directory, path, status, flags);
 }
 
 namespace {
@@ -132,6 +136,18 @@ void expectFirstListedOf(std::vector<std::pair<std::string, unsigned long>> cons
 
         expectTaken(searchFirst(), serials.at(listedEntries().front()));
     });
+}
+
+/// What the search meets: the serial texts of the cameras, and the reasons of entries without
+/// status.
+std::vector<std::string> met() {
+    std::vector<std::string> found;
+    zel::forEachCamera([&](zel::CameraEntry const& entry) {
+        found.push_back(entry.error == 0 ? entry.serialText
+                                         : "error " + std::to_string(entry.error));
+        return true;
+    });
+    return found;
 }
 
 std::ptrdiff_t openDescriptors() {
@@ -355,17 +371,69 @@ TEST(FindSerial, SaturatesASerialThatNoLongCanHold) {
     expectSerial("99999999999999999999\n", 18446744073709551615UL);
 }
 
-TEST(UsbSerialText, IsCutAt65536Characters) {
-    support::TemporaryDirectory const device;
-    support::writeFile(device.path() + "/serial", std::string(70000, '7'));
-    EXPECT_EQ(zel::usbSerialText(device.path()), std::string(65536, '7'));
+TEST(CameraSearch, CutsASerialTextAt65536Characters) {
+    inPrivateNamespaces([] {
+        emptyUsbTree();
+        attach("1-1", camera(std::string(70000, '7')));
+        EXPECT_EQ(met(), std::vector{std::string(65536, '7')});
+    });
 }
 
-TEST(UsbSerialText, EndsWithItsLineHoweverLongThatIs) {
-    support::TemporaryDirectory const device;
-    support::writeFile(device.path() + "/serial",
-                       std::string(5000, '7') + "\n" + std::string(5000, '8'));
-    EXPECT_EQ(zel::usbSerialText(device.path()), std::string(5000, '7'));
+TEST(CameraSearch, EndsASerialTextWithItsLineHoweverLongThatIs) {
+    inPrivateNamespaces([] {
+        emptyUsbTree();
+        attach("1-1", camera(std::string(5000, '7') + "\n" + std::string(5000, '8')));
+        EXPECT_EQ(met(), std::vector{std::string(5000, '7')});
+    });
+}
+
+TEST(CameraSearch, TellsWhyTheStatusOfAnEntryCannotBeTaken) {
+    inPrivateNamespaces([] {
+        emptyUsbTree();
+        attach("vanishing", camera("14080045\n"));
+        EXPECT_EQ(met(), std::vector<std::string>{"error 2"});
+    });
+}
+
+TEST(CameraSearch, LeavesTheWorkingDirectoryAndLogsNothing) {
+    inPrivateNamespaces([] {
+        emptyUsbTree();
+        attach("1-1", camera("14080045\n"));
+        attach("vanishing", camera("1\n"));
+        fs::current_path("/usr");
+        zel::IRLogger::setVerbosity(zel::IRLOG_DEBUG, zel::IRLOG_OFF, nullptr);
+        testing::internal::CaptureStderr();
+        zel::attachedCameras();
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+        EXPECT_EQ(fs::current_path(), "/usr");
+    });
+}
+
+TEST(AttachedCameras, AreThoseWithASerialNumberAsTheDirectoryListsThem) {
+    inPrivateNamespaces([] {
+        emptyUsbTree();
+        attach("1-1", camera("101\n"));
+        attach("1-2", camera("0\n"));
+        attach("1-3", camera("103\n"));
+        attach("1-4", {"046d\n", "c31c\n", "104\n"});
+        std::vector<unsigned long> expected;
+        for (auto const& entry : listedEntries()) {
+            if (entry == "1-1" || entry == "1-3")
+                expected.push_back(entry == "1-1" ? 101 : 103);
+        }
+        auto const cameras = zel::attachedCameras();
+        EXPECT_EQ(cameras.error, 0);
+        EXPECT_EQ(cameras.serials, expected);
+    });
+}
+
+TEST(AttachedCameras, AreUnknownWithTheReasonWhenTheTreeCannotBeListed) {
+    inPrivateNamespaces([] {
+        support::mountTmpfs("/sys/bus");
+        auto const cameras = zel::attachedCameras();
+        EXPECT_EQ(cameras.error, ENOENT);
+        EXPECT_TRUE(cameras.serials.empty());
+    });
 }
 
 TEST(FindSerial, TakesACameraWhoseIdentifiersHaveNoNewline) {

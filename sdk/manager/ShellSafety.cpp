@@ -1,4 +1,4 @@
-#include "sdk/ShellSafety.h"
+#include "sdk/manager/ShellSafety.h"
 
 #include <cstddef>
 
