@@ -1,22 +1,20 @@
 #include "sdk/IRCalibrationManager.h"
 
-#include "imgproc/Cali.h"
-#include "sdk/DownloadRepository.h"
 #include "sdk/manager/CameraSearch.h"
+#include "sdk/manager/Configuration.h"
+#include "sdk/manager/DefaultRoute.h"
+#include "sdk/manager/Download.h"
+#include "sdk/manager/OpticsList.h"
 #include "sdk/manager/SetCheck.h"
-#include "sdk/manager/ShellSafety.h"
+#include "sdk/manager/StickCopy.h"
 #include "util/DefaultDirectories.h"
 #include "util/Logger.h"
 #include "util/StringHelpers.h"
 
 #include <cerrno>
-#include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <limits>
-#include <memory>
-#include <sstream>
+#include <new>
 
 #include <unistd.h>
 
@@ -38,60 +36,17 @@ void setDirectory(PathBuffer& buffer, char const* dir) noexcept {
     buffer = fresh;
 }
 
-struct PipeCloser {
-    void operator()(std::FILE* pipe) const noexcept { pclose(pipe); }
-};
-using Pipe = std::unique_ptr<std::FILE, PipeCloser>;
-
-int truncated(float limit) noexcept {
-    constexpr auto largest = std::numeric_limits<int>::max();
-    constexpr auto smallest = std::numeric_limits<int>::min();
-    if (std::isnan(limit))
-        return 0;
-    if (limit >= static_cast<float>(largest))
-        return largest;
-    if (limit <= static_cast<float>(smallest))
-        return smallest;
-    return static_cast<int>(limit);
-}
-
-IROptics listed(OpticsDefinition const& definition, ConfigCali const& description) {
-    char const* const text = definition.Text.get();
-    IROptics entry{definition.FOV, {}, text != nullptr ? text : ""};
-    // The first optic of that field of view and text answers for all that share them.
-    for (auto const& range : description.findOptic(definition.FOV, text)->tempRanges) {
-        entry.tempRanges.push_back({truncated(range.range.lo), truncated(range.range.hi)});
-    }
-    return entry;
-}
-
-/// Fetches one file from the first link that will do. A link or name that would make the shell do
-/// anything else than that counts as a command that could not be started.
-/// @param lastUrl Receives the last URL formed; empty without links.
-/// @return Whether a command could be started.
-bool download(std::string const& name, std::string const& serialText, std::string const& targetDir,
-              std::vector<std::string> const& links, std::string& lastUrl) {
-    for (std::string const& link : links) {
-        lastUrl = quotedUrl(link, serialText, name);
-        bool const safe = isSafeBetweenQuotes(link) && isSafeFileName(name);
-        if (safe && fetch(lastUrl, targetDir + "/" + name))
-            return true;
-    }
-    return false;
-}
-
-/// Fetches every file of a list.
+/// Fetches the files of a list; those of which no command can be started are logged until one
+/// could.
 /// @return Whether the command of at least one could be started.
 bool downloadAll(char const* fileList, std::string const& serialText, std::string const& targetDir,
                  std::vector<std::string> const& links) {
-    std::istringstream names(fileList);
     bool success = false;
-    for (std::string name; std::getline(names, name, ';');) {
-        std::string lastUrl;
-        if (download(name, serialText, targetDir, links, lastUrl)) {
-            success = true;
-        } else if (!success) {
-            report(LogLevel::error, sourceFile, __LINE__, "Error downloading ", lastUrl);
+    for (std::string const& name : namesIn(fileList)) {
+        FetchOutcome const outcome = fetchFile(name, serialText, targetDir, links);
+        success = success || outcome.started;
+        if (!success) {
+            report(LogLevel::error, sourceFile, __LINE__, "Error downloading ", outcome.lastUrl);
         }
     }
     return success;
@@ -99,21 +54,14 @@ bool downloadAll(char const* fileList, std::string const& serialText, std::strin
 
 /// @return Whether files can be created in a directory; a failure is logged.
 bool isWritable(std::string const& dir) {
-    std::string const probe = dir + "/.zentho_access";
-    errno = 0;
-    std::FILE* const file = std::fopen(probe.c_str(), "w");
-    if (file != nullptr) {
-        std::fclose(file);
-        std::remove(probe.c_str());
-        return true;
-    }
-    if (errno == EACCES) {
+    int const error = probeWriting(dir);
+    if (error == EACCES) {
         report(LogLevel::error, sourceFile, __LINE__, "No writing permissions to ", dir);
-    } else {
+    } else if (error != 0) {
         report(LogLevel::error, sourceFile, __LINE__,
-               "Something went wrong: ", std::strerror(errno));
+               "Something went wrong: ", std::strerror(error));
     }
-    return false;
+    return error == 0;
 }
 
 } // namespace
@@ -214,13 +162,26 @@ char* IRCalibrationManager::checkCalibration(unsigned long serial) noexcept {
     return check.missing != nullptr ? check.missing.release() : m_spareList.release();
 }
 
-bool IRCalibrationManager::isOnlineCalibrationRepoAccessible() noexcept {
-    Pipe const pipe(popen("/sbin/route -n | grep -c '^0\\.0\\.0\\.0'", "r"));
-    if (pipe == nullptr)
+bool IRCalibrationManager::copyCalibrationFromLocalRepo(unsigned long serial,
+                                                        std::string sourceDir) noexcept try {
+    char const* const targetDir = m_calibrationDir.data();
+    std::string const command = copyCommand(sourceDir, serial, targetDir);
+    std::printf("%s\n", command.c_str());
+    std::fflush(stdout);
+    if (!runCopy(command))
         return false;
-    unsigned int defaultRoutes = 0;
-    // Several at once do not tell which way a download would go; no number at all counts as none.
-    return std::fscanf(pipe.get(), "%u", &defaultRoutes) == 1 && defaultRoutes == 1;
+
+    SetCheck const check = checkSet(targetDir, serial);
+    // Callers learn that the set is complete from this end, which no success value ever replaced.
+    if (check.complete)
+        endAbnormally();
+    return false; // also when the second pass found what the first had missed
+} catch (...) {
+    return false;
+}
+
+bool IRCalibrationManager::isOnlineCalibrationRepoAccessible() noexcept {
+    return hasOneDefaultRoute();
 }
 
 bool IRCalibrationManager::downloadTarget(char const* fileList, std::string serialText,
@@ -277,20 +238,19 @@ bool IRCalibrationManager::downloadCalibration(unsigned long serial) noexcept tr
 std::vector<IROptics>* IRCalibrationManager::getAvailableOptics(unsigned long serial) noexcept try {
     if (serial == 0)
         return &m_optics;
-    ConfigCali* const description = ConfigCali::getInstance();
-    if (description == nullptr)
-        return &m_optics;
-    auto const descriptionSerial = static_cast<int>(serial);
-    if (!description->isLoaded(descriptionSerial)) {
-        description->load(m_calibrationDir.data(), descriptionSerial);
-    }
-    m_optics.clear();
-    for (OpticsDefinition const& definition : *description->optics) {
-        m_optics.push_back(listed(definition, *description));
-    }
+    listOptics(m_calibrationDir.data(), serial, m_optics);
     return &m_optics;
 } catch (...) {
     return &m_optics;
+}
+
+std::string IRCalibrationManager::generateConfiguration(unsigned long serial) noexcept try {
+    std::string const calibrationDir = m_calibrationDir.data();
+    Suggestion const suggested =
+        readSuggestion(calibrationDir + "/Cali-" + std::to_string(serial) + ".xml");
+    return configurationText(serial, calibrationDir, m_formatsDir.data(), suggested);
+} catch (...) {
+    return {};
 }
 
 } // namespace zel

@@ -1,20 +1,11 @@
-#include "sdk/IRCalibrationManager.h"
+#include "sdk/manager/Configuration.h"
 
 #include "sdk/SimpleXML.h"
 
 namespace zel {
 
-namespace {
-
-/// What the description suggests for a user-defined optic.
-struct Suggestion {
-    int fov = 0;
-    int minimum = -20;
-    int maximum = 100;
-};
-
-// The outcome of the descents is not examined: an incomplete description suggests what its last
-// element that is there holds.
+// The outcome of the descents is not examined: an incomplete description suggests what the last
+// element found holds.
 Suggestion readSuggestion(std::string const& path) noexcept {
     Suggestion suggestion;
     SimpleXML xml;
@@ -36,18 +27,12 @@ Suggestion readSuggestion(std::string const& path) noexcept {
     return suggestion;
 }
 
-} // namespace
-
-std::string IRCalibrationManager::generateConfiguration(unsigned long serial) noexcept try {
-    std::string const calibrationDir = m_calibrationDir.data();
-    std::string const formatsDir = m_formatsDir.data();
-    std::string const serialText = std::to_string(serial);
-    Suggestion const suggested = readSuggestion(calibrationDir + "/Cali-" + serialText + ".xml");
-
+std::string configurationText(unsigned long serial, std::string const& calibrationDir,
+                              std::string const& formatsDir, Suggestion const& suggested) {
     // clang-format off
     return std::string(R"(<?xml version="1.0" encoding="UTF-8"?>
 <imager xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xmlns:xsd="http://www.w3.org/2001/XMLSchema">
-  <serial>)") + serialText + R"(</serial>   <!-- Provide serial number, if you attach more than one camera -->
+  <serial>)") + std::to_string(serial) + R"(</serial>   <!-- Provide serial number, if you attach more than one camera -->
   <videoformatindex>0</videoformatindex> <!-- index of the used video format (USB enpoint) -->
   <formatspath>)" + formatsDir + R"(</formatspath>
   <calipath>)" + calibrationDir + R"(</calipath>
@@ -78,8 +63,6 @@ std::string IRCalibrationManager::generateConfiguration(unsigned long serial) no
 </imager>
 )";
     // clang-format on
-} catch (...) {
-    return {};
 }
 
 } // namespace zel

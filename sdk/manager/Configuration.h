@@ -1,0 +1,26 @@
+/// @file
+/// The text of a camera configuration.
+#pragma once
+
+#include <string>
+
+namespace zel {
+
+/// The optic and temperature range that a configuration suggests in a comment.
+struct Suggestion {
+    int fov = 0;       ///< field of view
+    int minimum = -20; ///< low limit of the range
+    int maximum = 100; ///< high limit of the range
+};
+
+/// @param path Path of a calibration description.
+/// @return What it says of its first optic and that one's first temperature range; the defaults
+///         where it says nothing or cannot be read.
+Suggestion readSuggestion(std::string const& path) noexcept;
+
+/// @return The configuration's XML text, 31 lines.
+/// @throws std::bad_alloc
+std::string configurationText(unsigned long serial, std::string const& calibrationDir,
+                              std::string const& formatsDir, Suggestion const& suggested);
+
+} // namespace zel
