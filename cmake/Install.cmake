@@ -32,7 +32,6 @@ set(public_headers
     sdk/IRLogger.h
     sdk/SimpleXML.h
     sdk/Timer.h
-    util/ConfigFilepath.h
     util/Export.h
     util/Logger.h
     util/StringHelpers.h)

@@ -7,15 +7,19 @@
 #include "sdk/manager/OpticsList.h"
 #include "sdk/manager/SetCheck.h"
 #include "sdk/manager/StickCopy.h"
+#include "util/ConfigFilepath.h"
 #include "util/DefaultDirectories.h"
 #include "util/Logger.h"
 #include "util/StringHelpers.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <new>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace zel {
@@ -27,13 +31,18 @@ using thalvo::report;
 
 constexpr char const* sourceFile = "sdk/IRCalibrationManager";
 
+// Larger than the capacity, since the bounded helpers limit each piece that a caller appends and
+// not the whole text.
+constexpr std::size_t directoryRoom = pathRoom(pathCapacity);
+
 /// Stores a directory text, cut to the capacity.
-void setDirectory(PathBuffer& buffer, char const* dir) noexcept {
+void setDirectory(char* buffer, char const* dir) noexcept {
     if (dir == nullptr)
         return;
     PathBuffer fresh{}; // the text may come from the buffer itself
+    static_assert(fresh.size() == directoryRoom);
     tstrcpy(fresh.data(), pathCapacity, dir);
-    buffer = fresh;
+    std::copy(fresh.begin(), fresh.end(), buffer);
 }
 
 /// Fetches the files of a list; those of which no command can be started are logged until one
@@ -66,6 +75,16 @@ bool isWritable(std::string const& dir) {
 
 } // namespace
 
+int mkDir(char const* path) noexcept {
+    return mkdir(path, 0777);
+}
+
+char* getFolderPath(char* buffer, short capacity) noexcept {
+    if (buffer == nullptr || capacity < 0)
+        return nullptr;
+    return getcwd(buffer, workingDirectoryRoom(capacity));
+}
+
 IRCalibrationManager* IRCalibrationManager::_this = nullptr;
 
 IRCalibrationManager* IRCalibrationManager::getInstance() noexcept {
@@ -79,7 +98,8 @@ IRCalibrationManager* IRCalibrationManager::getInstance() noexcept {
     return _this;
 }
 
-IRCalibrationManager::IRCalibrationManager() {
+IRCalibrationManager::IRCalibrationManager()
+    : m_calibrationDir(new char[directoryRoom]()), m_formatsDir(new char[directoryRoom]()) {
     setCalibrationDir(defaultCalibrationDir);
     setFormatsDir(defaultFormatsDir);
 }
@@ -89,19 +109,19 @@ IRCalibrationManager::~IRCalibrationManager() {
 }
 
 void IRCalibrationManager::setCalibrationDir(char const* dir) noexcept {
-    setDirectory(m_calibrationDir, dir);
+    setDirectory(m_calibrationDir.get(), dir);
 }
 
 void IRCalibrationManager::setFormatsDir(char const* dir) noexcept {
-    setDirectory(m_formatsDir, dir);
+    setDirectory(m_formatsDir.get(), dir);
 }
 
 char* IRCalibrationManager::getCalibrationDir() noexcept {
-    return m_calibrationDir.data();
+    return m_calibrationDir.get();
 }
 
 char* IRCalibrationManager::getFormatsDir() noexcept {
-    return m_formatsDir.data();
+    return m_formatsDir.get();
 }
 
 bool IRCalibrationManager::createConfigFilepath(char* out, char const* dir, short capacity,
@@ -155,7 +175,7 @@ bool IRCalibrationManager::checkCaliFiles(char const* dir, int serial, char* out
 char* IRCalibrationManager::checkCalibration(unsigned long serial) noexcept {
     if (m_spareList == nullptr)
         m_spareList.reset(new (std::nothrow) char[2]{';', '\0'});
-    SetCheck check = checkSet(m_calibrationDir.data(), serial);
+    SetCheck check = checkSet(m_calibrationDir.get(), serial);
     if (check.complete)
         return nullptr;
     // Without memory for the list, an incomplete set must not look complete.
@@ -164,7 +184,7 @@ char* IRCalibrationManager::checkCalibration(unsigned long serial) noexcept {
 
 bool IRCalibrationManager::copyCalibrationFromLocalRepo(unsigned long serial,
                                                         std::string sourceDir) noexcept try {
-    char const* const targetDir = m_calibrationDir.data();
+    char const* const targetDir = m_calibrationDir.get();
     std::string const command = copyCommand(sourceDir, serial, targetDir);
     std::printf("%s\n", command.c_str());
     std::fflush(stdout);
@@ -207,7 +227,7 @@ bool IRCalibrationManager::downloadTarget(char const* fileList, std::string seri
 }
 
 bool IRCalibrationManager::downloadCalibration(unsigned long serial) noexcept try {
-    std::string const dir = m_calibrationDir.data();
+    std::string const dir = m_calibrationDir.get();
     if (!isWritable(dir))
         return false;
     if (serial == 0) {
@@ -238,17 +258,17 @@ bool IRCalibrationManager::downloadCalibration(unsigned long serial) noexcept tr
 std::vector<IROptics>* IRCalibrationManager::getAvailableOptics(unsigned long serial) noexcept try {
     if (serial == 0)
         return &m_optics;
-    listOptics(m_calibrationDir.data(), serial, m_optics);
+    listOptics(m_calibrationDir.get(), serial, m_optics);
     return &m_optics;
 } catch (...) {
     return &m_optics;
 }
 
 std::string IRCalibrationManager::generateConfiguration(unsigned long serial) noexcept try {
-    std::string const calibrationDir = m_calibrationDir.data();
+    std::string const calibrationDir = m_calibrationDir.get();
     Suggestion const suggested =
         readSuggestion(calibrationDir + "/Cali-" + std::to_string(serial) + ".xml");
-    return configurationText(serial, calibrationDir, m_formatsDir.data(), suggested);
+    return configurationText(serial, calibrationDir, m_formatsDir.get(), suggested);
 } catch (...) {
     return {};
 }

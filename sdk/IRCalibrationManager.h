@@ -2,8 +2,6 @@
 /// Finds a camera and installs, checks and describes its calibration files.
 #pragma once
 
-#include "util/ConfigFilepath.h"
-
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,6 +20,18 @@ struct IROptics {
     std::vector<IRTempRange> tempRanges; ///< its ranges
     std::string text;                    ///< distinguishing text, empty when there is none
 };
+
+/// Creates one directory with mode 0777 less the umask.
+/// @param path Directory to create; its parent must exist.
+/// @return The result of `mkdir(2)`: 0, or -1 with `errno` set.
+int mkDir(char const* path) noexcept;
+
+/// Stores the working directory.
+/// @param buffer   Receives the path. The size told to `getcwd(3)` is twice the capacity plus one,
+///                 so @p buffer needs room for that many characters.
+/// @param capacity Capacity in characters.
+/// @return @p buffer, or null when the path is longer, unavailable, or @p capacity is negative.
+char* getFolderPath(char* buffer, short capacity) noexcept;
 
 /// Tests one calibration file and records it when it is missing. Creates the directory's last
 /// component when that is missing.
@@ -61,18 +71,24 @@ public:
     /// @param dir The formats directory, likewise.
     void setFormatsDir(char const* dir) noexcept;
 
-    /// @return The calibration directory's own buffer, owned by the manager.
+    /// @return The calibration directory's own buffer, owned by the manager and the same one as
+    ///         long as that lives. A caller may change the text in place: there is room for 1056
+    ///         characters, which is what createConfigFilepath() needs for a capacity of 260.
     char* getCalibrationDir() noexcept;
-    /// @return The formats directory's own buffer, owned by the manager.
+    /// @return The formats directory's own buffer, likewise.
     char* getFormatsDir() noexcept;
 
-    /// Forms a path as zel::createConfigFilepath() does; uses nothing of the manager.
-    /// @param out      Receives the path; needs room for pathRoom(@p capacity) characters.
-    /// @param dir      Directory, without a trailing '/'; empty for "Imager" in the current one.
+    /// Forms "directory/name" + suffix, and creates the directory's last component when it is
+    /// missing. Uses nothing of the manager.
+    /// @param out      Receives the path; needs room for 4 * @p capacity + 16 characters. Partly
+    ///                 written when the result is false.
+    /// @param dir      Directory; one that ends in '/' gives a doubled slash. Empty for "Imager" in
+    ///                 the working directory.
     /// @param capacity Limits each piece of the path, in characters.
     /// @param name     File name.
     /// @param suffix   Appended to the name; may be empty.
-    /// @return false when the working directory is unavailable or too long.
+    /// @return false when the working directory is unavailable or longer than twice the capacity,
+    ///         when a pointer is null or @p capacity negative; else true.
     bool createConfigFilepath(char* out, char const* dir, short capacity, char const* name,
                               char const* suffix) noexcept;
 
@@ -155,8 +171,8 @@ public:
 private:
     static IRCalibrationManager* _this;
 
-    PathBuffer m_calibrationDir{};
-    PathBuffer m_formatsDir{};
+    std::unique_ptr<char[]> m_calibrationDir;
+    std::unique_ptr<char[]> m_formatsDir;
     std::vector<IROptics> m_optics;
     // What checkCalibration() gives without memory for a list: one file without a name.
     std::unique_ptr<char[]> m_spareList{new char[2]{';', '\0'}};

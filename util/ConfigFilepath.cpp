@@ -2,7 +2,6 @@
 
 #include "util/StringHelpers.h"
 
-#include <cstddef>
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,13 +10,8 @@ namespace zel {
 
 namespace {
 
-// As if the capacity counted two-byte characters: callers depend on which directories fit.
-std::size_t workingDirectorySize(short capacity) noexcept {
-    return static_cast<std::size_t>(capacity) * 2 + 1;
-}
-
 bool startInWorkingDirectory(char* out, short capacity) noexcept {
-    if (getcwd(out, workingDirectorySize(capacity)) == nullptr)
+    if (getcwd(out, workingDirectoryRoom(capacity)) == nullptr)
         return false;
     auto const limit = static_cast<unsigned int>(capacity);
     tstrcat(out, limit, "/");
@@ -28,21 +22,11 @@ bool startInWorkingDirectory(char* out, short capacity) noexcept {
 void startInDirectory(char* out, short capacity, char const* dir) noexcept {
     auto const limit = static_cast<unsigned int>(capacity);
     if (tstrlen(dir) >= limit)
-        out[limit] = '\0'; // which the copy of so long a directory leaves out
+        out[limit] = '\0'; // tstrcpy does not terminate a text of the full capacity
     tstrcpy(out, limit, dir);
 }
 
 } // namespace
-
-int mkDir(char const* path) noexcept {
-    return mkdir(path, 0777);
-}
-
-char* getFolderPath(char* buffer, short capacity) noexcept {
-    if (buffer == nullptr || capacity < 0)
-        return nullptr;
-    return getcwd(buffer, workingDirectorySize(capacity));
-}
 
 bool createConfigFilepath(char* out, char const* dir, short capacity, char const* name,
                           char const* suffix) noexcept {
@@ -57,7 +41,7 @@ bool createConfigFilepath(char* out, char const* dir, short capacity, char const
         return false;
     }
 
-    mkDir(out); // normally it exists already
+    mkdir(out, 0777); // normally it exists already
     auto const limit = static_cast<unsigned int>(capacity);
     // strncat: the count limits what is appended, and the slash always fits the room.
     std::strncat(out, "/", limit);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 
 namespace zel {
 
@@ -21,17 +22,13 @@ constexpr unsigned int pathRoom(short capacity) noexcept {
 /// helpers limit each piece and not the whole text. Make it zero-filled: `PathBuffer path{};`.
 using PathBuffer = std::array<char, pathRoom(pathCapacity)>;
 
-/// Creates one directory with mode 0777 less the umask.
-/// @param path Directory to create; its parent must exist.
-/// @return The result of `mkdir(2)`: 0, or -1 with `errno` set.
-int mkDir(char const* path) noexcept;
-
-/// Stores the current working directory.
-/// @param buffer   Receives the path. The size told to `getcwd(3)` is twice the capacity plus one,
-///                 so @p buffer needs room for that many characters.
-/// @param capacity Capacity in characters.
-/// @return @p buffer, or null when the path is longer, unavailable, or @p capacity is negative.
-char* getFolderPath(char* buffer, short capacity) noexcept;
+/// The size told to `getcwd(3)` for a given capacity, as if that counted two-byte characters:
+/// callers depend on which directories fit.
+/// @param capacity The capacity passed, in characters; not negative.
+/// @return Characters, terminator included.
+constexpr std::size_t workingDirectoryRoom(short capacity) noexcept {
+    return static_cast<std::size_t>(capacity) * 2 + 1;
+}
 
 /// Forms "directory/name" + suffix, and creates the directory's last component when it is missing.
 ///

@@ -5,6 +5,7 @@
 #include "sdk/IRCalibrationManager.h"
 #include "sdk/IRLogger.h"
 #include "sdk/SimpleXML.h"
+#include "util/ConfigFilepath.h"
 #include "util/Logger.h"
 
 #include "tests/reliability/FailingMemory.h"

@@ -1,29 +1,42 @@
 #include "sdk/IRCalibrationManager.h"
 
-#include "imgproc/Cali.h"
-#include "tests/support/Camera.h"
-#include "tests/support/Log.h"
 #include "tests/support/TemporaryDirectory.h"
+#include "util/ConfigFilepath.h"
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <array>
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-using support::Camera;
-using support::camera;
 using Manager = zel::IRCalibrationManager;
-using Ranges = std::vector<std::pair<int, int>>;
+
+/// Sets the process's umask until the end of the test.
+class Umask {
+public:
+    explicit Umask(mode_t mask) : m_previous(umask(mask)) {}
+    ~Umask() { umask(m_previous); }
+    Umask(Umask const&) = delete;
+    Umask& operator=(Umask const&) = delete;
+
+private:
+    mode_t m_previous;
+};
+
+mode_t permissionsOf(std::string const& path) {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777;
+}
 
 /// Makes the process work in a directory until the end of the test.
 class WorkingDirectory {
@@ -48,54 +61,6 @@ Formed form(std::string const& dir, char const* name, char const* suffix, short 
     bool const result =
         manager.createConfigFilepath(path.data(), dir.c_str(), capacity, name, suffix);
     return {result, path.data()};
-}
-
-/// A manager with a calibration directory of its own, which holds descriptions.
-class World {
-public:
-    World() {
-        ConfigCali::getInstance()->load("/proc", -2); // forget what an earlier test has loaded
-        manager.setCalibrationDir(m_directory.path().c_str());
-    }
-    explicit World(Camera const& maker) : World() { describe(maker); }
-
-    void describe(Camera const& maker) const {
-        support::writeFile(pathOf(maker), maker.description());
-    }
-    void forget(Camera const& maker) const { fs::remove(pathOf(maker)); }
-
-    Manager manager;
-
-private:
-    std::string pathOf(Camera const& maker) const {
-        return m_directory.path() + "/" + maker.descriptionName();
-    }
-
-    support::TemporaryDirectory m_directory;
-};
-
-constexpr unsigned long serialNumber = 14080045;
-
-std::vector<int> fovs(std::vector<zel::IROptics> const& optics) {
-    std::vector<int> values;
-    for (auto const& optic : optics) {
-        values.push_back(optic.fov);
-    }
-    return values;
-}
-
-Ranges rangesOf(zel::IROptics const& optic) {
-    Ranges ranges;
-    for (auto const& range : optic.tempRanges) {
-        ranges.emplace_back(range.tMin, range.tMax);
-    }
-    return ranges;
-}
-
-/// The ranges that are listed for the first optic of this camera.
-Ranges listedRanges(Camera const& maker) {
-    World world(maker);
-    return rangesOf(world.manager.getAvailableOptics(serialNumber)->at(0));
 }
 
 /// Makes a directory below another one whose path has exactly this length.
@@ -251,114 +216,90 @@ TEST(Manager, SeesWhatACallerWritesIntoTheCalibrationDirectory) {
     EXPECT_STREQ(manager.getCalibrationDir(), "/usr");
 }
 
+TEST(MkDir, MakesADirectory) {
+    support::TemporaryDirectory const temporary;
+    EXPECT_EQ(zel::mkDir((temporary.path() + "/x").c_str()), 0);
+    EXPECT_TRUE(fs::is_directory(temporary.path() + "/x"));
+}
+
+TEST(MkDir, LetsEverybodyInWhenTheUmaskDoes) {
+    support::TemporaryDirectory const temporary;
+    Umask const mask(0);
+    zel::mkDir((temporary.path() + "/x").c_str());
+    EXPECT_EQ(permissionsOf(temporary.path() + "/x"), mode_t{0777});
+}
+
+TEST(MkDir, ObeysTheUmask) {
+    support::TemporaryDirectory const temporary;
+    Umask const mask(027);
+    zel::mkDir((temporary.path() + "/x").c_str());
+    EXPECT_EQ(permissionsOf(temporary.path() + "/x"), mode_t{0750});
+}
+
+TEST(MkDir, GivesMinusOneForADirectoryThatExists) {
+    support::TemporaryDirectory const temporary;
+    EXPECT_EQ(zel::mkDir(temporary.path().c_str()), -1);
+    EXPECT_EQ(errno, EEXIST);
+}
+
+TEST(MkDir, MakesNoParents) {
+    support::TemporaryDirectory const temporary;
+    EXPECT_EQ(zel::mkDir((temporary.path() + "/x/y").c_str()), -1);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(GetFolderPath, StoresTheWorkingDirectory) {
+    support::TemporaryDirectory const temporary;
+    WorkingDirectory const here(temporary.path());
+    std::array<char, 521> buffer{};
+    zel::getFolderPath(buffer.data(), 260);
+    EXPECT_EQ(buffer.data(), temporary.path());
+}
+
+TEST(GetFolderPath, ReturnsTheBuffer) {
+    std::array<char, 521> buffer{};
+    EXPECT_EQ(zel::getFolderPath(buffer.data(), 260), buffer.data());
+}
+
+TEST(GetFolderPath, TakesAPathOfTwiceTheCapacity) {
+    support::TemporaryDirectory const temporary;
+    std::string const path = directoryOfLength(temporary.path(), 520);
+    WorkingDirectory const here(path);
+    std::array<char, 521> buffer{};
+    ASSERT_NE(zel::getFolderPath(buffer.data(), 260), nullptr);
+    EXPECT_EQ(buffer.data(), path);
+}
+
+TEST(GetFolderPath, GivesNullForAPathLongerThanTwiceTheCapacity) {
+    support::TemporaryDirectory const temporary;
+    WorkingDirectory const here(directoryOfLength(temporary.path(), 521));
+    std::array<char, 521> buffer{};
+    EXPECT_EQ(zel::getFolderPath(buffer.data(), 260), nullptr);
+}
+
+TEST(GetFolderPath, GivesNullWhenTheWorkingDirectoryIsGone) {
+    support::TemporaryDirectory const temporary;
+    std::string const path = directoryOfLength(temporary.path(), temporary.path().size() + 5);
+    WorkingDirectory const here(path);
+    ASSERT_EQ(rmdir(path.c_str()), 0);
+    std::array<char, 521> buffer{};
+    EXPECT_EQ(zel::getFolderPath(buffer.data(), 260), nullptr);
+}
+
+TEST(GetFolderPath, GivesNullForANullBuffer) {
+    EXPECT_EQ(zel::getFolderPath(nullptr, 260), nullptr);
+}
+
+TEST(GetFolderPath, GivesNullForANegativeCapacity) {
+    std::array<char, 521> buffer{};
+    EXPECT_EQ(zel::getFolderPath(buffer.data(), -1), nullptr);
+}
+
 TEST(CreateConfigFilepath, JoinsDirectoryNameAndSuffix) {
     support::TemporaryDirectory const directory;
     auto const formed = form(directory.path(), "Cali-1", ".xml");
     EXPECT_TRUE(formed.result);
     EXPECT_EQ(formed.path, directory.path() + "/Cali-1.xml");
-}
-
-TEST(CreateConfigFilepath, AddsNothingForAnEmptySuffix) {
-    support::TemporaryDirectory const directory;
-    EXPECT_EQ(form(directory.path(), "Cali-1.dat", "").path, directory.path() + "/Cali-1.dat");
-}
-
-TEST(CreateConfigFilepath, CreatesTheDirectory) {
-    support::TemporaryDirectory const directory;
-    form(directory.path() + "/x", "Cali-1", ".xml");
-    EXPECT_TRUE(fs::is_directory(directory.path() + "/x"));
-}
-
-TEST(CreateConfigFilepath, CreatesTheDirectoryWithTheModeThatTheUmaskLeaves) {
-    support::TemporaryDirectory const directory;
-    mode_t const previous = umask(027);
-    form(directory.path() + "/x", "Cali-1", ".xml");
-    umask(previous);
-    EXPECT_EQ(fs::status(directory.path() + "/x").permissions(),
-              fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec);
-}
-
-TEST(CreateConfigFilepath, CreatesNoParents) {
-    support::TemporaryDirectory const directory;
-    auto const formed = form(directory.path() + "/x/y", "a", ".xml");
-    EXPECT_TRUE(formed.result);
-    EXPECT_EQ(formed.path, directory.path() + "/x/y/a.xml");
-    EXPECT_FALSE(fs::exists(directory.path() + "/x"));
-}
-
-TEST(CreateConfigFilepath, CreatesNoFile) {
-    support::TemporaryDirectory const directory;
-    form(directory.path(), "Cali-1", ".xml");
-    EXPECT_TRUE(fs::is_empty(directory.path()));
-}
-
-TEST(CreateConfigFilepath, DoesNotMindADirectoryThatCannotBeCreated) {
-    support::TemporaryDirectory const directory;
-    support::writeFile(directory.path() + "/x", "a file");
-    auto const formed = form(directory.path() + "/x", "a", ".xml");
-    EXPECT_TRUE(formed.result);
-    EXPECT_EQ(formed.path, directory.path() + "/x/a.xml");
-}
-
-TEST(CreateConfigFilepath, DoublesTheSlashOfADirectoryThatEndsInOne) {
-    support::TemporaryDirectory const directory;
-    EXPECT_EQ(form(directory.path() + "/", "a", ".xml").path, directory.path() + "//a.xml");
-}
-
-TEST(CreateConfigFilepath, TakesImagerInTheCurrentDirectoryForAnEmptyOne) {
-    support::TemporaryDirectory const directory;
-    WorkingDirectory const current(directory.path());
-    auto const formed = form("", "a", ".xml");
-    EXPECT_TRUE(formed.result);
-    EXPECT_EQ(formed.path, directory.path() + "/Imager/a.xml");
-}
-
-TEST(CreateConfigFilepath, CreatesImagerInTheCurrentDirectory) {
-    support::TemporaryDirectory const directory;
-    WorkingDirectory const current(directory.path());
-    form("", "a", ".xml");
-    EXPECT_TRUE(fs::is_directory(directory.path() + "/Imager"));
-}
-
-TEST(CreateConfigFilepath, KeepsARelativeDirectoryRelative) {
-    support::TemporaryDirectory const directory;
-    WorkingDirectory const current(directory.path());
-    EXPECT_EQ(form("x", "a", ".xml").path, "x/a.xml");
-}
-
-TEST(CreateConfigFilepath, FailsWhenTheCurrentDirectoryIsGone) {
-    support::TemporaryDirectory const directory;
-    WorkingDirectory const current(directory.path());
-    fs::remove(directory.path());
-    EXPECT_FALSE(form("", "a", ".xml").result);
-}
-
-TEST(CreateConfigFilepath, TakesACurrentDirectoryOfTwiceTheCapacity) {
-    support::TemporaryDirectory const directory;
-    auto const path = directoryOfLength(directory.path(), 520);
-    WorkingDirectory const current(path);
-    auto const formed = form("", "a", ".xml");
-    EXPECT_TRUE(formed.result);
-    EXPECT_EQ(formed.path, path + "/Imager/a.xml");
-}
-
-TEST(CreateConfigFilepath, FailsForALongerCurrentDirectory) {
-    support::TemporaryDirectory const directory;
-    WorkingDirectory const current(directoryOfLength(directory.path(), 521));
-    EXPECT_FALSE(form("", "a", ".xml").result);
-}
-
-TEST(CreateConfigFilepath, CutsEachPieceToTheCapacity) {
-    support::TemporaryDirectory const directory;
-    WorkingDirectory const current(directory.path());
-    auto const formed = form("abcdefgh", "named", ".xmls", 4);
-    EXPECT_TRUE(formed.result);
-    EXPECT_EQ(formed.path, "abcd/name.xml");
-}
-
-TEST(CreateConfigFilepath, TakesADirectoryOfTheFullCapacity) {
-    std::string const dir = "/proc/nowhere/" + std::string(246, 'd');
-    EXPECT_EQ(form(dir, "a", ".xml").path, dir + "/a.xml");
 }
 
 TEST(CreateConfigFilepath, UsesNothingOfTheManager) {
@@ -368,165 +309,4 @@ TEST(CreateConfigFilepath, UsesNothingOfTheManager) {
     zel::PathBuffer path{};
     manager.createConfigFilepath(path.data(), directory.path().c_str(), 260, "a", "");
     EXPECT_EQ(path.data(), directory.path() + "/a");
-}
-
-TEST(GetAvailableOptics, ListsTheOpticsInTheOrderOfTheDescription) {
-    World world(camera(14080045).optic(53).range(0, 250).optic(23).range(0, 250));
-    EXPECT_EQ(fovs(*world.manager.getAvailableOptics(serialNumber)), (std::vector<int>{53, 23}));
-}
-
-TEST(GetAvailableOptics, ListsTheRangesInTheOrderOfTheDescription) {
-    EXPECT_EQ(listedRanges(camera(14080045).optic(23).range(150, 900).range(-20, 100)),
-              (Ranges{{150, 900}, {-20, 100}}));
-}
-
-TEST(GetAvailableOptics, ListsTheRangesOfEachOptic) {
-    World world(camera(14080045).optic(53).range(150, 900).optic(23).range(-20, 100));
-    auto const& optics = *world.manager.getAvailableOptics(serialNumber);
-    EXPECT_EQ(rangesOf(optics.at(0)), (Ranges{{150, 900}}));
-    EXPECT_EQ(rangesOf(optics.at(1)), (Ranges{{-20, 100}}));
-}
-
-TEST(GetAvailableOptics, CutsFractionsOffTowardZero) {
-    EXPECT_EQ(listedRanges(camera(14080045).optic(23).range(-20.5, 1500.9).range(-0.5, 149.99)),
-              (Ranges{{-20, 1500}, {0, 149}}));
-}
-
-TEST(GetAvailableOptics, SaturatesLimitsThatFitNoInteger) {
-    EXPECT_EQ(listedRanges(camera(14080045).optic(23).range(-1e20, 1e20)),
-              (Ranges{{-2147483647 - 1, 2147483647}}));
-}
-
-TEST(GetAvailableOptics, SaturatesTheFirstLimitThatFitsNoInteger) {
-    EXPECT_EQ(listedRanges(camera(14080045).optic(23).range(-2147483648.0, 2147483648.0)),
-              (Ranges{{-2147483647 - 1, 2147483647}}));
-}
-
-TEST(GetAvailableOptics, TakesALimitThatIsNoNumberForZero) {
-    EXPECT_EQ(listedRanges(camera(14080045).optic(23).range(std::nan(""), 250)),
-              (Ranges{{0, 250}}));
-}
-
-TEST(GetAvailableOptics, TakesTheTextOfAnOptic) {
-    World world(camera(14080045).optic(23).text("wide").range(0, 250));
-    EXPECT_EQ(world.manager.getAvailableOptics(serialNumber)->at(0).text, "wide");
-}
-
-TEST(GetAvailableOptics, GivesAnOpticWithoutTextAnEmptyOne) {
-    World world(camera(14080045).optic(23).range(0, 250));
-    EXPECT_EQ(world.manager.getAvailableOptics(serialNumber)->at(0).text, "");
-}
-
-TEST(GetAvailableOptics, GivesAnOpticWithoutRangesAnEmptyList) {
-    EXPECT_EQ(listedRanges(camera(14080045).optic(23).withoutRanges()), Ranges{});
-}
-
-TEST(GetAvailableOptics, GivesAnOpticWithoutATableOfRangesTheDefaultOnes) {
-    EXPECT_EQ(listedRanges(camera(14080045).optic(23)), (Ranges{{-20, 100}, {0, 250}, {150, 900}}));
-}
-
-TEST(GetAvailableOptics, GivesOpticsThatAreAlikeTheRangesOfTheFirst) {
-    World world(camera(14080045)
-                    .optic(23)
-                    .text("wide")
-                    .range(0, 250)
-                    .optic(23)
-                    .text("wide")
-                    .range(150, 900)
-                    .range(-20, 100));
-    auto const& optics = *world.manager.getAvailableOptics(serialNumber);
-    EXPECT_EQ(rangesOf(optics.at(0)), (Ranges{{0, 250}}));
-    EXPECT_EQ(rangesOf(optics.at(1)), (Ranges{{0, 250}}));
-}
-
-TEST(GetAvailableOptics, TellsOpticsOfOneFieldOfViewApartByTheirText) {
-    World world(camera(14080045).optic(23).range(0, 250).optic(23).text("wide").range(150, 900));
-    auto const& optics = *world.manager.getAvailableOptics(serialNumber);
-    EXPECT_EQ(rangesOf(optics.at(1)), (Ranges{{150, 900}}));
-}
-
-TEST(GetAvailableOptics, ListsNothingForADescriptionWithoutOptics) {
-    World world(camera(14080045));
-    EXPECT_TRUE(world.manager.getAvailableOptics(serialNumber)->empty());
-}
-
-TEST(GetAvailableOptics, ListsTheDefaultOpticWhenTheDescriptionCannotBeLoaded) {
-    World world;
-    auto const& optics = *world.manager.getAvailableOptics(serialNumber);
-    ASSERT_EQ(fovs(optics), std::vector<int>{30});
-    EXPECT_EQ(optics.at(0).text, "");
-    EXPECT_EQ(rangesOf(optics.at(0)), (Ranges{{-20, 100}, {0, 250}, {150, 900}}));
-}
-
-TEST(GetAvailableOptics, ListsTheDefaultOpticWhenAnotherDescriptionCannotBeLoaded) {
-    World world(camera(14080045).optic(53).range(0, 250));
-    world.manager.getAvailableOptics(serialNumber);
-    EXPECT_EQ(fovs(*world.manager.getAvailableOptics(7)), std::vector<int>{30});
-}
-
-TEST(GetAvailableOptics, KeepsTheListForSerialNumberZero) {
-    World world(camera(14080045).optic(53).range(0, 250));
-    world.manager.getAvailableOptics(serialNumber);
-    auto const& optics = *world.manager.getAvailableOptics(0);
-    ASSERT_EQ(fovs(optics), std::vector<int>{53});
-    EXPECT_EQ(rangesOf(optics.at(0)), (Ranges{{0, 250}}));
-}
-
-TEST(GetAvailableOptics, LoadsNothingForSerialNumberZero) {
-    World world(camera(0).optic(53));
-    world.manager.getAvailableOptics(0);
-    EXPECT_FALSE(ConfigCali::getInstance()->isLoaded(0));
-}
-
-TEST(GetAvailableOptics, HandsOutTheSameListEveryTime) {
-    World world(camera(14080045).optic(53));
-    auto const* const first = world.manager.getAvailableOptics(serialNumber);
-    EXPECT_EQ(world.manager.getAvailableOptics(0), first);
-}
-
-TEST(GetAvailableOptics, ListsTheSameOnASecondCall) {
-    World world(camera(14080045).optic(53).text("a").range(0, 250).optic(23));
-    world.manager.getAvailableOptics(serialNumber);
-    auto const& optics = *world.manager.getAvailableOptics(serialNumber);
-    ASSERT_EQ(fovs(optics), (std::vector<int>{53, 23}));
-    EXPECT_EQ(optics.at(0).text, "a");
-    EXPECT_EQ(rangesOf(optics.at(0)), (Ranges{{0, 250}}));
-}
-
-TEST(GetAvailableOptics, ReadsTheDescriptionOfACameraOnlyOnce) {
-    auto const maker = camera(14080045).optic(53);
-    World world(maker);
-    world.manager.getAvailableOptics(serialNumber);
-    world.forget(maker);
-    EXPECT_EQ(fovs(*world.manager.getAvailableOptics(serialNumber)), std::vector<int>{53});
-}
-
-TEST(GetAvailableOptics, DoesNotAskToLoadADescriptionThatIsLoaded) {
-    World world(camera(14080045).optic(53));
-    world.manager.getAvailableOptics(serialNumber);
-    EXPECT_TRUE(
-        support::debugLogOf([&] { world.manager.getAvailableOptics(serialNumber); }).empty());
-}
-
-TEST(GetAvailableOptics, ReplacesTheListByThatOfAnotherCamera) {
-    World world(camera(14080045).optic(53).optic(23));
-    world.describe(camera(7).optic(80));
-    world.manager.getAvailableOptics(serialNumber);
-    EXPECT_EQ(fovs(*world.manager.getAvailableOptics(7)), std::vector<int>{80});
-}
-
-TEST(GetAvailableOptics, LeavesTheDescriptionLoaded) {
-    World world(camera(14080045).optic(53));
-    world.manager.getAvailableOptics(serialNumber);
-    EXPECT_TRUE(ConfigCali::getInstance()->isLoaded(14080045));
-}
-
-TEST(GetAvailableOptics, ReadsTheDescriptionOfABigSerialNumberUnderItsSignedName) {
-    World world(camera(-1).optic(53));
-    EXPECT_EQ(fovs(*world.manager.getAvailableOptics(4294967295UL)), std::vector<int>{53});
-}
-
-TEST(GetAvailableOptics, IsQuietAboutADescriptionThatCannotBeLoaded) {
-    World world;
-    EXPECT_TRUE(support::logOf([&] { world.manager.getAvailableOptics(serialNumber); }).empty());
 }

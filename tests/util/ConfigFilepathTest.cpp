@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -86,85 +85,6 @@ bool formsAPathInTheWorkingDirectory(short limit) {
 }
 
 } // namespace
-
-TEST(MkDir, MakesADirectory) {
-    TemporaryDirectory const temporary;
-    EXPECT_EQ(zel::mkDir((temporary.path() + "/x").c_str()), 0);
-    EXPECT_TRUE(isDirectory(temporary.path() + "/x"));
-}
-
-TEST(MkDir, LetsEverybodyInWhenTheUmaskDoes) {
-    TemporaryDirectory const temporary;
-    Umask const mask(0);
-    zel::mkDir((temporary.path() + "/x").c_str());
-    EXPECT_EQ(permissionsOf(temporary.path() + "/x"), mode_t{0777});
-}
-
-TEST(MkDir, ObeysTheUmask) {
-    TemporaryDirectory const temporary;
-    Umask const mask(027);
-    zel::mkDir((temporary.path() + "/x").c_str());
-    EXPECT_EQ(permissionsOf(temporary.path() + "/x"), mode_t{0750});
-}
-
-TEST(MkDir, GivesMinusOneForADirectoryThatExists) {
-    TemporaryDirectory const temporary;
-    EXPECT_EQ(zel::mkDir(temporary.path().c_str()), -1);
-    EXPECT_EQ(errno, EEXIST);
-}
-
-TEST(MkDir, MakesNoParents) {
-    TemporaryDirectory const temporary;
-    EXPECT_EQ(zel::mkDir((temporary.path() + "/x/y").c_str()), -1);
-    EXPECT_EQ(errno, ENOENT);
-}
-
-TEST(GetFolderPath, StoresTheWorkingDirectory) {
-    TemporaryDirectory const temporary;
-    WorkingDirectory const here(temporary.path());
-    zel::PathBuffer buffer{};
-    zel::getFolderPath(buffer.data(), capacity);
-    EXPECT_EQ(buffer.data(), temporary.path());
-}
-
-TEST(GetFolderPath, ReturnsTheBuffer) {
-    zel::PathBuffer buffer{};
-    EXPECT_EQ(zel::getFolderPath(buffer.data(), capacity), buffer.data());
-}
-
-TEST(GetFolderPath, TakesAPathOfTwiceTheCapacity) {
-    TemporaryDirectory const temporary;
-    std::string const path = directoryOfLength(temporary.path(), 520);
-    WorkingDirectory const here(path);
-    zel::PathBuffer buffer{};
-    ASSERT_NE(zel::getFolderPath(buffer.data(), 260), nullptr);
-    EXPECT_EQ(buffer.data(), path);
-}
-
-TEST(GetFolderPath, GivesNullForAPathLongerThanTwiceTheCapacity) {
-    TemporaryDirectory const temporary;
-    WorkingDirectory const here(directoryOfLength(temporary.path(), 521));
-    zel::PathBuffer buffer{};
-    EXPECT_EQ(zel::getFolderPath(buffer.data(), 260), nullptr);
-}
-
-TEST(GetFolderPath, GivesNullWhenTheWorkingDirectoryIsGone) {
-    TemporaryDirectory const temporary;
-    std::string const path = directoryOfLength(temporary.path(), temporary.path().size() + 5);
-    WorkingDirectory const here(path);
-    ASSERT_EQ(rmdir(path.c_str()), 0);
-    zel::PathBuffer buffer{};
-    EXPECT_EQ(zel::getFolderPath(buffer.data(), capacity), nullptr);
-}
-
-TEST(GetFolderPath, GivesNullForANullBuffer) {
-    EXPECT_EQ(zel::getFolderPath(nullptr, capacity), nullptr);
-}
-
-TEST(GetFolderPath, GivesNullForANegativeCapacity) {
-    zel::PathBuffer buffer{};
-    EXPECT_EQ(zel::getFolderPath(buffer.data(), -1), nullptr);
-}
 
 TEST(CreateConfigFilepath, JoinsDirectoryNameAndSuffix) {
     TemporaryDirectory const temporary;
