@@ -16,8 +16,10 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -30,6 +32,9 @@ using thalvo::LogLevel;
 using thalvo::report;
 
 constexpr char const* sourceFile = "sdk/IRCalibrationManager";
+
+// How many checks of incomplete sets in a row can do without memory for their lists.
+constexpr std::size_t spareListCount = 64;
 
 // Larger than the capacity, since the bounded helpers limit each piece that a caller appends and
 // not the whole text.
@@ -102,6 +107,8 @@ IRCalibrationManager::IRCalibrationManager()
     : m_calibrationDir(new char[directoryRoom]()), m_formatsDir(new char[directoryRoom]()) {
     setCalibrationDir(defaultCalibrationDir);
     setFormatsDir(defaultFormatsDir);
+    m_spareLists.reserve(spareListCount);
+    stockSpareLists();
 }
 
 IRCalibrationManager::~IRCalibrationManager() {
@@ -173,13 +180,29 @@ bool IRCalibrationManager::checkCaliFiles(char const* dir, int serial, char* out
 }
 
 char* IRCalibrationManager::checkCalibration(unsigned long serial) noexcept {
-    if (m_spareList == nullptr)
-        m_spareList.reset(new (std::nothrow) char[2]{';', '\0'});
+    stockSpareLists();
     SetCheck check = checkSet(m_calibrationDir.get(), serial);
     if (check.complete)
         return nullptr;
     // Without memory for the list, an incomplete set must not look complete.
-    return check.missing != nullptr ? check.missing.release() : m_spareList.release();
+    return check.missing != nullptr ? check.missing.release() : takeSpareList();
+}
+
+void IRCalibrationManager::stockSpareLists() noexcept {
+    while (m_spareLists.size() < spareListCount) {
+        std::unique_ptr<char[]> list(new (std::nothrow) char[2]{';', '\0'});
+        if (list == nullptr)
+            return;
+        m_spareLists.push_back(std::move(list)); // within the room reserved, so without memory
+    }
+}
+
+char* IRCalibrationManager::takeSpareList() noexcept {
+    if (m_spareLists.empty())
+        std::abort(); // no list would mean that the set is complete
+    char* const list = m_spareLists.back().release();
+    m_spareLists.pop_back();
+    return list;
 }
 
 bool IRCalibrationManager::copyCalibrationFromLocalRepo(unsigned long serial,

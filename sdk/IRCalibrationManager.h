@@ -121,9 +121,11 @@ public:
 
     /// Checks the set in the calibration directory.
     /// @param serial Serial number of the camera.
-    /// @return Null when it is complete; else the list of missing names, each with a ';' behind it,
-    ///         to be released with `delete[]`. Without memory for the list, it holds one empty
-    ///         name.
+    /// @return Null when it is complete; else the list of missing names, each followed by a ';', to
+    ///         be released with `delete[]`. Without memory for the list, it holds one empty name.
+    ///         64 such lists are kept ready, and made again by the next call that finds memory; a
+    ///         call that has none left ends the process with `std::abort()`, since no list would
+    ///         mean that the set is complete.
     char* checkCalibration(unsigned long serial) noexcept;
 
     /// Copies a camera's files from a directory tree into the calibration directory with `find` and
@@ -169,13 +171,16 @@ public:
     std::string generateConfiguration(unsigned long serial) noexcept;
 
 private:
+    void stockSpareLists() noexcept;
+    char* takeSpareList() noexcept;
+
     static IRCalibrationManager* _this;
 
     std::unique_ptr<char[]> m_calibrationDir;
     std::unique_ptr<char[]> m_formatsDir;
     std::vector<IROptics> m_optics;
     // What checkCalibration() gives without memory for a list: one file without a name.
-    std::unique_ptr<char[]> m_spareList{new char[2]{';', '\0'}};
+    std::vector<std::unique_ptr<char[]>> m_spareLists;
 };
 
 } // namespace zel

@@ -684,6 +684,48 @@ TEST_F(Manager, NeverTakesAnIncompleteSetForCompleteHoweverOftenMemoryRunsOut) {
     });
 }
 
+namespace {
+
+/// Checks an incomplete set so many times without any memory.
+/// @return What the checks gave.
+std::vector<Text> checkWithoutMemory(IRCalibrationManager& manager, std::size_t times) {
+    std::vector<Text> lists(times);
+    reliability::refuseAllocation(1, true);
+    for (Text& list : lists)
+        list.reset(manager.checkCalibration(serial));
+    reliability::refuseAllocation(0, false);
+    return lists;
+}
+
+} // namespace
+
+TEST_F(Manager, NeverTakesAnIncompleteSetForCompleteInSixtyFourChecksWithoutMemory) {
+    quietly([&] {
+        IRCalibrationManager manager;
+        manager.setCalibrationDir(incomplete.c_str());
+        for (auto const& list : checkWithoutMemory(manager, 64))
+            EXPECT_STREQ(list.get(), ";");
+    });
+}
+
+TEST_F(Manager, IsReadyForSixtyFourMoreChecksOnceThereWasMemoryAgain) {
+    quietly([&] {
+        IRCalibrationManager manager;
+        manager.setCalibrationDir(incomplete.c_str());
+        checkWithoutMemory(manager, 64);
+        Text const between(manager.checkCalibration(serial));
+        EXPECT_EQ(between.get(), allButTheDescription());
+        for (auto const& list : checkWithoutMemory(manager, 64))
+            EXPECT_STREQ(list.get(), ";");
+    });
+}
+
+TEST_F(Manager, EndsTheProcessWhenItHasNoListLeftToGive) {
+    IRCalibrationManager manager;
+    manager.setCalibrationDir(incomplete.c_str());
+    EXPECT_EXIT(checkWithoutMemory(manager, 65), testing::KilledBySignal(SIGABRT), "");
+}
+
 TEST_F(Manager, TakesACompleteSetForCompleteAfterwards) {
     quietly([&] {
         refuseEachAllocation([&](Scarcely const& scarcely) {
