@@ -43,6 +43,11 @@ bool fits(std::string_view name, KindOfFile const& kind, std::string_view serial
     return rest.size() == serial.size() || !isDigit(rest[serial.size()]);
 }
 
+bool fitsAnyKind(std::string_view name, std::string_view serial) noexcept {
+    return std::any_of(kinds.begin(), kinds.end(),
+                       [&](KindOfFile const& kind) { return fits(name, kind, serial); });
+}
+
 } // namespace
 
 FileName::FileName(KindOfFile const& kind, std::string_view stem) noexcept {
@@ -64,9 +69,11 @@ FileName descriptionName(int serial) noexcept {
 }
 
 bool belongsTo(std::string_view name, unsigned long serial) noexcept {
-    SerialText const text(serial);
-    return std::any_of(kinds.begin(), kinds.end(),
-                       [&](KindOfFile const& kind) { return fits(name, kind, text.view()); });
+    return fitsAnyKind(name, SerialText(serial).view());
+}
+
+bool belongsToSet(std::string_view name, int serial) noexcept {
+    return fitsAnyKind(name, SerialText(serial).view());
 }
 
 } // namespace zel::set

@@ -70,4 +70,10 @@ FileName descriptionName(int serial) noexcept;
 /// @return Whether the file belongs to exactly this camera.
 bool belongsTo(std::string_view name, unsigned long serial) noexcept;
 
+/// Tells whether a name can be one of a set that a description asks for, as belongsTo() does.
+/// @param name   Name of a file.
+/// @param serial Serial number as the description's layer has it: negative beyond 2147483647.
+/// @return Whether the file belongs to exactly this set.
+bool belongsToSet(std::string_view name, int serial) noexcept;
+
 } // namespace zel::set

@@ -5,6 +5,7 @@
 #include <string>
 
 using zel::set::belongsTo;
+using zel::set::belongsToSet;
 using zel::set::descriptionName;
 using zel::set::FileKind;
 using zel::set::FileName;
@@ -51,6 +52,14 @@ constexpr Ownership ownerships[] = {
 TEST(AFile, BelongsToExactlyOneCamera) {
     for (Ownership const& row : ownerships)
         EXPECT_EQ(belongsTo(row.name, row.serial), row.belongs) << row.name << ' ' << row.serial;
+}
+
+TEST(AFile, BelongsToASetBeyond31BitsByTheSignedNumber) {
+    EXPECT_TRUE(belongsToSet("Cali--1.xml", static_cast<int>(4294967295UL)));
+    EXPECT_FALSE(belongsToSet("Cali--1.xml", 1));
+    EXPECT_FALSE(belongsToSet("Cali-4294967295.xml", -1));
+    EXPECT_FALSE(belongsToSet("Cali--12.xml", -1));
+    EXPECT_TRUE(belongsToSet("Kennlinie-14080045-23-M20-100.prn", 14080045));
 }
 
 TEST(AFilesName, IsPrefixStemAndSuffix) {
