@@ -7,6 +7,7 @@
 #include "sdk/manager/OpticsList.h"
 #include "sdk/manager/SetCheck.h"
 #include "sdk/manager/StickCopy.h"
+#include "sdk/set/FileKinds.h"
 #include "util/ConfigFilepath.h"
 #include "util/DefaultDirectories.h"
 #include "util/Logger.h"
@@ -64,6 +65,19 @@ bool downloadAll(char const* fileList, std::string const& serialText, std::strin
         }
     }
     return success;
+}
+
+/// Downloads the missing files that belong to the camera. A description can list others: a ';' in
+/// the text of an optic makes two names of one.
+bool downloadMissing(SetCheck const& check, unsigned long serial, std::string const& dir) {
+    if (check.missing == nullptr) // for want of memory
+        return false;
+    std::string own;
+    for (std::string const& name : namesIn(check.missing.get())) {
+        if (set::belongsToSet(name, static_cast<int>(serial)))
+            own += name + ";";
+    }
+    return IRCalibrationManager::downloadTarget(own.c_str(), std::to_string(serial), dir);
 }
 
 /// @return Whether files can be created in a directory; a failure is logged.
@@ -258,7 +272,6 @@ bool IRCalibrationManager::downloadCalibration(unsigned long serial) noexcept tr
         return false;
     }
 
-    std::string const serialText = std::to_string(serial);
     constexpr int passes = 3;
     for (int pass = 0; pass < passes; ++pass) {
         SetCheck const check = checkSet(dir.c_str(), serial);
@@ -267,7 +280,7 @@ bool IRCalibrationManager::downloadCalibration(unsigned long serial) noexcept tr
             report(LogLevel::information, sourceFile, __LINE__, "All files installed.");
             return true;
         }
-        if (!downloadTarget(check.missing.get(), serialText, dir)) {
+        if (!downloadMissing(check, serial, dir)) {
             // Information, not an error: downloadTarget has told what is wrong.
             report(LogLevel::information, sourceFile, __LINE__, "Download failed.");
             return false;

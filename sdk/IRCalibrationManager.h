@@ -142,7 +142,10 @@ public:
 
     /// Fetches files of one camera with `wget`, from the repository that the download server's
     /// links file names. That file is kept as "/tmp/downloadlinks.xml" meanwhile.
-    /// @param fileList   File names, each with a ';' behind it.
+    /// @param fileList   File names, each followed by a ';'. Any file of that camera's directory in
+    ///                   the repository can be fetched, whatever its name. A link or name that
+    ///                   would make the shell do anything else than fetch it, or a name with a '/',
+    ///                   counts as a command that cannot be started.
     /// @param serialText Serial number in decimal.
     /// @param targetDir  Directory to write to, without a trailing '/'. It reaches the shell as it
     ///                   stands.
@@ -151,7 +154,10 @@ public:
     static bool downloadTarget(char const* fileList, std::string serialText,
                                std::string targetDir) noexcept;
 
-    /// Downloads what is missing in the calibration directory, in at most three passes.
+    /// Downloads what is missing in the calibration directory, in at most three passes. Names that
+    /// do not belong to the camera are dropped first, since a hostile description can put any names
+    /// into the list of missing files: those that begin neither with "Cali-" nor with "Kennlinie-",
+    /// or go on with another serial number, also a longer one.
     /// @param serial Serial number of the camera.
     /// @return true when the set is complete or three passes were made; false when the directory
     ///         cannot be written, @p serial is 0 or a pass failed. Failures are logged.

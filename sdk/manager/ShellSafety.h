@@ -12,7 +12,9 @@ bool isSafeBetweenQuotes(std::string_view link) noexcept;
 
 /// @param name File name taken from a description; it stands in the command between double quotes
 ///             and once more without any.
-/// @return Whether it cannot end the command, redirect it or give it another option.
+/// @return Whether it is the name of a file in the directory before it: without a '/', and such
+///         that the shell does not end the command, redirect it, give it another option or put
+///         other names for it.
 bool isSafeFileName(std::string_view name) noexcept;
 
 } // namespace zel

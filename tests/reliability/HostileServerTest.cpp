@@ -69,6 +69,7 @@ public:
     }
 
     std::string target() const { return m_seen.path() + "/target"; }
+    std::string outside() const { return m_seen.path() + "/outside"; }
     std::string served(std::string const& path) const { return m_seen.path() + "/www" + path; }
 
     void serveLink(std::string const& link) const {
@@ -359,6 +360,40 @@ TEST(AHostileFileName, WithSemicolonsOnlyMakesMoreNames) {
             EXPECT_EQ(tree(world.served("")), expected);
             EXPECT_TRUE(fs::is_empty(fs::current_path()));
         }
+    });
+}
+
+TEST(AHostileFileName, ReachesNoFileOutsideTheTarget) {
+    inWorld([](World const& world, support::HttpServer const&) {
+        world.serveLink(server + "/cali");
+        unsigned long const serial = 10000001;
+        serveDescription(world, serial, ";../outside/profile;../outside/precious;");
+        support::writeFile(world.served("/cali/10/1000/outside/profile"), "hostile");
+        support::writeFile(world.outside() + "/precious", "precious");
+        install(world, serial);
+        EXPECT_EQ(tree(world.outside()), (Tree{{"precious", "precious"}}));
+    });
+}
+
+// A longer or shorter serial number is another camera's, and so is one that the shell makes of a
+// pattern.
+TEST(AHostileFileName, ReachesNoFileOfAnotherCamera) {
+    inWorld([](World const& world, support::HttpServer const&) {
+        world.serveLink(server + "/cali");
+        unsigned long const serial = 10000001;
+        serveDescription(world, serial,
+                         ";Cali-10000002.xml;Kennlinie-100000010-1.prn;Cali-1000000.xml;"
+                         "Cali-10000001?-x.dat;Cali-10000001{3-x,}.dat;notes;");
+        Tree others;
+        for (std::string const name :
+             {"Cali-10000002.xml", "Kennlinie-100000010-1.prn", "Cali-1000000.xml",
+              "Cali-100000012-x.dat", "Cali-100000013-x.dat", "notes"}) {
+            others[name] = "precious";
+            support::writeFile(world.target() + "/" + name, "precious");
+        }
+        install(world, serial);
+        for (auto const& [name, content] : others)
+            EXPECT_EQ(support::readFile(world.target() + "/" + name), content) << name;
     });
 }
 

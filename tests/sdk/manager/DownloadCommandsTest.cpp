@@ -1,6 +1,7 @@
 // Downloads with `system` replaced: what would be run, and what follows when it cannot be started.
 #include "sdk/IRCalibrationManager.h"
 
+#include "tests/support/Camera.h"
 #include "tests/support/Log.h"
 #include "tests/support/Namespace.h"
 #include "tests/support/SmallSet.h"
@@ -180,6 +181,25 @@ TEST(DownloadTarget, TakesAnEmptyFieldAsAnEmptyName) {
         shell = withLinks(always(succeeded));
         fetch("a;;b;");
         EXPECT_EQ(fileCommands(), (Lines{fileCommand("a"), fileCommand(""), fileCommand("b")}));
+    });
+}
+
+TEST(DownloadTarget, TakesANameWithASlashForOneWhoseCommandCannotBeStarted) {
+    inWorld([] {
+        shell = withLinks(always(succeeded));
+        auto const outcome = fetch("../a;b;/c;d/e;f/;");
+        EXPECT_TRUE(outcome.result);
+        EXPECT_EQ(outcome.log, Lines{notDownloaded("../a")});
+        EXPECT_EQ(fileCommands(), Lines{fileCommand("b")});
+    });
+}
+
+TEST(DownloadTarget, FailsForNamesWithSlashesAlone) {
+    inWorld([] {
+        shell = withLinks(always(succeeded));
+        auto const outcome = fetch("../a;/b;");
+        EXPECT_FALSE(outcome.result);
+        EXPECT_EQ(outcome.log, (Lines{notDownloaded("../a"), notDownloaded("/b")}));
     });
 }
 
@@ -417,6 +437,31 @@ TEST(DownloadCalibration, FetchesAgainWhatIsStillMissingInTheNextPass) {
                                    fetched("Cali-12345678-23-M20-100.dat"),
                                    fetched("Kennlinie-12345678-23-M20-100.prn"), linksCommand,
                                    fetched("Kennlinie-12345678-23-M20-100.prn")}));
+    });
+}
+
+TEST(DownloadCalibration, FetchesOnlyWhatBelongsToTheCamera) {
+    inWorld([] {
+        support::TemporaryDirectory const directory;
+        auto const camera =
+            support::camera(12345678)
+                .optic(23)
+                .text("a;;b;../c;Cali-123456789.xml;Cali-1234567.xml;Cali-12345678.d")
+                .range(-20, 100);
+        support::writeFile(directory.path() + "/Cali-12345678.xml", camera.description());
+        shell = withLinks(always(succeeded));
+        auto const outcome = install(directory.path());
+        EXPECT_TRUE(outcome.result);
+        EXPECT_EQ(outcome.log, Lines{});
+        auto const fetched = [&](std::string const& file) {
+            return "wget " + url("/12/1234/Califiles SN12345678/" + file) + " -O " +
+                   directory.path() + "/" + file;
+        };
+        Lines const onePass{
+            linksCommand, fetched("Cali-12345678-23-a"), fetched("Cali-12345678.d-M20-100.dat"),
+            fetched("Kennlinie-12345678-23-a"), fetched("Cali-12345678.d-M20-100.prn")};
+        EXPECT_EQ(Lines(commands.begin(), commands.begin() + 5), onePass);
+        EXPECT_EQ(commands.size(), 15U);
     });
 }
 

@@ -35,7 +35,7 @@ std::string refused(std::string_view characters, Check check) {
 
 /// Every byte but the null character that passes for plain in a shell's word.
 std::string plainCharacters() {
-    std::string all = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789%+,-./:=@_~#";
+    std::string all = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789%+,-.:=@_~#";
     for (int c = 128; c < 256; ++c)
         all.push_back(static_cast<char>(c));
     return all;
@@ -52,7 +52,7 @@ TEST(ALink, MayBeEmpty) {
 }
 
 TEST(ALink, MayHoldWhatMeansNothingBetweenQuotes) {
-    EXPECT_EQ(refused("'&|<>;()[]{}*?!~# \t" + plainCharacters(), isSafeBetweenQuotes), "");
+    EXPECT_EQ(refused("'&|<>;()[]{}*?!~# \t/" + plainCharacters(), isSafeBetweenQuotes), "");
 }
 
 TEST(ALink, MayNotHoldWhatTheShellReadsBetweenQuotes) {
@@ -87,7 +87,9 @@ TEST(AFileName, MayNotHoldWhatTheShellReadsBetweenQuotes) {
 }
 
 TEST(AFileName, MayNotHoldWhatTheShellReadsOutsideQuotes) {
-    EXPECT_EQ(accepted("'&|<>;", isSafeFileName), "");
+    EXPECT_EQ(accepted("'&|<>;*?", isSafeFileName), "");
+    for (char const* const name : {"a[b]c", "[]", "a{b,c}", "{}"})
+        EXPECT_FALSE(isSafeFileName(name)) << name;
 }
 
 TEST(AFileName, MayNotHoldAHyphenBehindWhiteSpace) {
@@ -100,6 +102,16 @@ TEST(AFileName, MayNotHoldAHyphenBehindWhiteSpace) {
 
 TEST(AFileName, IsExaminedUpToItsEndOnly) {
     EXPECT_TRUE(isSafeFileName(std::string_view("a -", 2)));
+}
+
+TEST(AFileName, MayHoldBracketsThatBelongToNoPair) {
+    for (char const* const name : {"a[b", "]", "]a[", "a{b", "}", "}a{", "[}", "{]"})
+        EXPECT_TRUE(isSafeFileName(name)) << name;
+}
+
+TEST(AFileName, MayNotHoldASlash) {
+    for (char const* const name : {"/", "/etc/passwd", "../a", "a/b", "a/"})
+        EXPECT_FALSE(isSafeFileName(name)) << name;
 }
 
 TEST(AFileName, MayBeginWithAHyphenSinceASlashIsInFrontOfIt) {
