@@ -6,15 +6,16 @@
 
 namespace zel {
 
-/// @param link Base URL that a server sent; it stands between double quotes in the command.
-/// @return Whether the shell takes it for one plain word that is no option of the command.
+/// @param link Base URL that a server sent. In the command it stands between double quotes, and a
+///             '/' follows.
+/// @return Whether the shell leaves it as it is, and the command does not take it for an option.
 bool isSafeBetweenQuotes(std::string_view link) noexcept;
 
-/// @param name File name taken from a description; it stands in the command between double quotes
-///             and once more without any.
-/// @return Whether it is the name of a file in the directory before it: without a '/', and such
-///         that the shell does not end the command, redirect it, give it another option or put
-///         other names for it.
+/// @param name File name taken from a description. In the command it stands at the end of a URL
+///             between double quotes, and without any at the end of the path to write to.
+/// @return Whether it is the name of a file in that path's directory: without a '/', and such that
+///         the shell neither puts another name for it nor ends the command, redirects it or gives
+///         it another option. White space may stand in it and ends the path.
 bool isSafeFileName(std::string_view name) noexcept;
 
 } // namespace zel
