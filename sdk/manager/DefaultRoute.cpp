@@ -1,5 +1,7 @@
 #include "sdk/manager/DefaultRoute.h"
 
+#include "util/StandardStreams.h"
+
 #include <cstdio>
 #include <memory>
 
@@ -15,6 +17,9 @@ using Pipe = std::unique_ptr<std::FILE, PipeCloser>;
 } // namespace
 
 bool hasOneDefaultRoute() noexcept {
+    StandardStreams const streams;
+    if (!streams.occupied())
+        return false;
     Pipe const pipe(popen("/sbin/route -n | grep -c '^0\\.0\\.0\\.0'", "r"));
     if (pipe == nullptr)
         return false;

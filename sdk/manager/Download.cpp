@@ -2,6 +2,7 @@
 
 #include "sdk/SimpleXML.h"
 #include "sdk/manager/ShellSafety.h"
+#include "util/StandardStreams.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -14,7 +15,8 @@ namespace zel {
 namespace {
 
 bool run(std::string const& command) noexcept {
-    return std::system(command.c_str()) != -1;
+    StandardStreams const streams; // else wget writes what it says into the file it fetches
+    return streams.occupied() && std::system(command.c_str()) != -1;
 }
 
 /// @return The file's URL in quotation marks, which are part of it as its path holds a blank.

@@ -1,5 +1,7 @@
 #include "sdk/manager/StickCopy.h"
 
+#include "util/StandardStreams.h"
+
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -17,7 +19,8 @@ std::string copyCommand(std::string const& sourceDir, unsigned long serial,
 }
 
 bool runCopy(std::string const& command) noexcept {
-    std::FILE* const pipe = popen(command.c_str(), "r");
+    StandardStreams const streams;
+    std::FILE* const pipe = streams.occupied() ? popen(command.c_str(), "r") : nullptr;
     if (pipe == nullptr)
         return false;
     pclose(pipe);

@@ -1,5 +1,6 @@
 #include "sdk/IRCalibrationManager.h"
 
+#include "tests/support/ClosedStreams.h"
 #include "tests/support/Log.h"
 #include "tests/support/Namespace.h"
 #include "tests/support/Route.h"
@@ -148,6 +149,20 @@ TEST(RouteTable, MeansInaccessibleWhenThePipelineCannotBeStarted) {
         tellRoutes(std::string(header) + wiredDefault);
         NoMoreDescriptors const limit;
         EXPECT_FALSE(accessible());
+    });
+}
+
+TEST(RouteTable, IsReadAlsoWhenStandardStreamsAreClosed) {
+    support::inPrivateNamespaces([] {
+        tellRoutes(std::string(header) + wiredDefault);
+        for (auto const& streams : support::selectionsOfStreams()) {
+            bool found = false;
+            {
+                support::ClosedStreams const closed(streams);
+                found = accessible();
+            }
+            EXPECT_TRUE(found);
+        }
     });
 }
 

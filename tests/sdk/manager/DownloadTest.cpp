@@ -2,6 +2,7 @@
 // repository().
 #include "sdk/IRCalibrationManager.h"
 
+#include "tests/support/ClosedStreams.h"
 #include "tests/support/DownloadWorld.h"
 #include "tests/support/HttpServer.h"
 #include "tests/support/Log.h"
@@ -15,6 +16,9 @@
 #include <filesystem>
 #include <string>
 #include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -385,6 +389,37 @@ TEST(DownloadTarget, SucceedsForAnEmptyFileNameAlone) {
         auto const outcome = fetch(world, ";");
         EXPECT_TRUE(outcome.result);
         EXPECT_EQ(outcome.log, Lines{});
+    });
+}
+
+TEST(DownloadTarget, KeepsWhatWgetSaysOutOfTheFilesWhenStandardStreamsAreClosed) {
+    inDownloadWorld([](World const& world) {
+        world.serveLink();
+        support::writeFile(world.served(cameraDirectory) + "a", "content");
+        support::HttpServer const web(world.served(""));
+        for (auto const& streams : support::selectionsOfStreams()) {
+            bool fetched = false;
+            {
+                support::ClosedStreams const closed(streams);
+                fetched =
+                    zel::IRCalibrationManager::downloadTarget("a;", "12345678", world.target());
+            }
+            EXPECT_TRUE(fetched);
+            EXPECT_EQ(support::readFile(world.target() + "/a"), "content");
+        }
+    });
+}
+
+TEST(DownloadTarget, KeepsWhatWgetSaysOutOfTheFilesWhenChildrenDoNotInheritTheErrorStream) {
+    inDownloadWorld([](World const& world) {
+        world.serveLink();
+        support::writeFile(world.served(cameraDirectory) + "a", "content");
+        support::HttpServer const web(world.served(""));
+        int const flags = fcntl(STDERR_FILENO, F_GETFD);
+        fcntl(STDERR_FILENO, F_SETFD, FD_CLOEXEC);
+        zel::IRCalibrationManager::downloadTarget("a;", "12345678", world.target());
+        fcntl(STDERR_FILENO, F_SETFD, flags);
+        EXPECT_EQ(support::readFile(world.target() + "/a"), "content");
     });
 }
 

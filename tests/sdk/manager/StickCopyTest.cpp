@@ -2,6 +2,7 @@
 #include "sdk/IRCalibrationManager.h"
 #include "sdk/IRLogger.h"
 
+#include "tests/support/ClosedStreams.h"
 #include "tests/support/Command.h"
 #include "tests/support/Seen.h"
 #include "tests/support/SmallSet.h"
@@ -367,6 +368,18 @@ TEST_F(LocalRepository, LeavesNothingOpen) {
     auto const before = descriptors();
     install(stick, target);
     EXPECT_EQ(descriptors(), before);
+}
+
+TEST_F(LocalRepository, CopiesAlsoWhenStandardStreamsAreClosed) {
+    writeFile(stick + "/" + dataName(serial), "content");
+    for (auto const& streams : support::selectionsOfStreams()) {
+        {
+            support::ClosedStreams const closed(streams);
+            install(stick, target);
+        }
+        EXPECT_EQ(tree(target), (Tree{{dataName(serial), "content"}}));
+        fs::remove(target + "/" + dataName(serial));
+    }
 }
 
 TEST_F(LocalRepository, CopiesFromAnyDepthIntoOneDirectory) {
