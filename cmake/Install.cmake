@@ -13,10 +13,6 @@ set(commands zentho-cali-install)
 if(TARGET zentho-cali)
     list(APPEND commands zentho-cali)
 endif()
-if(BUILD_SHARED_LIBS)
-    file(RELATIVE_PATH bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-    set_target_properties(${commands} PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
-endif()
 install(TARGETS ${commands} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT commands)
 install(TARGETS zentho_cali EXPORT zentho-cali
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development

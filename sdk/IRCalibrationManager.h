@@ -2,6 +2,8 @@
 /// Finds a camera and installs, checks and describes its calibration files.
 #pragma once
 
+#include "util/Export.h"
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,14 +26,14 @@ struct IROptics {
 /// Creates one directory with mode 0777 less the umask.
 /// @param path Directory to create; its parent must exist.
 /// @return The result of `mkdir(2)`: 0, or -1 with `errno` set.
-int mkDir(char const* path) noexcept;
+ZENTHO_API int mkDir(char const* path) noexcept;
 
 /// Stores the working directory.
 /// @param buffer   Receives the path. The size told to `getcwd(3)` is twice the capacity plus one,
 ///                 so @p buffer needs room for that many characters.
 /// @param capacity Capacity in characters.
 /// @return @p buffer, or null when the path is longer, unavailable, or @p capacity is negative.
-char* getFolderPath(char* buffer, short capacity) noexcept;
+ZENTHO_API char* getFolderPath(char* buffer, short capacity) noexcept;
 
 /// Tests one calibration file and records it when it is missing. A file that can be opened for
 /// reading exists, whatever it holds. Creates the directory's last component when that is missing.
@@ -44,8 +46,8 @@ char* getFolderPath(char* buffer, short capacity) noexcept;
 ///                 to append them to. It needs room for both in any case: the file may have
 ///                 vanished since its room was asked for.
 /// @param size     With a list, limits each appended piece as tstrcat() does, and not the list.
-void _checkCaliFilesHelper(char const* dir, char const* baseName, char const* format, char* out,
-                           int* size) noexcept;
+ZENTHO_API void _checkCaliFilesHelper(char const* dir, char const* baseName, char const* format,
+                                      char* out, int* size) noexcept;
 
 /// The process-wide calibration manager.
 ///
@@ -55,7 +57,7 @@ void _checkCaliFilesHelper(char const* dir, char const* baseName, char const* fo
 /// Not for use from several threads at once, not even with a manager for each: all share the loaded
 /// description, which operations that look like plain queries change too, and the process's numeric
 /// locale and working directory. Downloads must not overlap across processes either.
-class IRCalibrationManager {
+class ZENTHO_API IRCalibrationManager {
 public:
     /// @return The one instance, made on the first call or after a manager was destroyed; null when
     ///         memory runs out. Nobody needs to delete it.

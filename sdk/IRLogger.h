@@ -2,6 +2,8 @@
 /// The one call that sets up logging.
 #pragma once
 
+#include "util/Export.h"
+
 namespace zel {
 
 /// How much an output shows; each level adds to the one before.
@@ -14,7 +16,7 @@ enum IRLoggerVerbosityLevel : int {
 };
 
 /// Sets up thalvo::Logger from verbosity levels.
-class IRLogger {
+class ZENTHO_API IRLogger {
 public:
     /// Configures the process-wide logger; may be called again at any time.
     /// @param console Level of the standard error stream.

@@ -2,13 +2,15 @@
 /// A stopwatch on the wall clock.
 #pragma once
 
+#include "util/Export.h"
+
 namespace zel {
 
 /// Runs from its construction on; there is no stopped state. All results are milliseconds.
 ///
 /// The clock is `gettimeofday(2)`, so a wall clock set back or forth shows in the readings. All
 /// timers of a process share one time value: not for use from several threads at once.
-class Timer {
+class ZENTHO_API Timer {
 public:
     /// Starts the timer now.
     Timer() noexcept;

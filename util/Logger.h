@@ -3,6 +3,7 @@
 #pragma once
 
 #include "sdk/Timer.h"
+#include "util/Export.h"
 
 #include <fstream>
 #include <optional>
@@ -26,7 +27,7 @@ enum class LogLevel : unsigned int {
 /// logger was made. Levels are the numbers of #LogLevel; any other number is written as an error.
 /// Until configure() is called, nothing is written but one warning. The logger never reports
 /// failures of its own, and no operation throws. Not for use from several threads at once.
-class Logger {
+class ZENTHO_API Logger {
 public:
     /// Where lines go: one bit of each pair, combined.
     enum loggerConf_ : int {
@@ -76,8 +77,8 @@ public:
     /// @param line  Its line.
     /// @param parts Pieces of the message, in order: texts and numbers.
     template <class... Parts>
-    void printParts(unsigned int level, std::string_view file, int line,
-                    Parts const&... parts) noexcept;
+    ZENTHO_HIDDEN void printParts(unsigned int level, std::string_view file, int line,
+                                  Parts const&... parts) noexcept;
 
 private:
     Logger() = default;

@@ -8,10 +8,12 @@
 /// not guarded, nothing here throws.
 #pragma once
 
+#include "util/Export.h"
+
 /// Compares two texts. @return The sign of the comparison, as `strcmp(3)` gives it.
-int tstrcmp(char const* left, char const* right) noexcept;
+ZENTHO_API int tstrcmp(char const* left, char const* right) noexcept;
 /// Compares two texts. @return The sign of the comparison, as `wcscmp(3)` gives it.
-int tstrcmp(wchar_t const* left, wchar_t const* right) noexcept;
+ZENTHO_API int tstrcmp(wchar_t const* left, wchar_t const* right) noexcept;
 
 /// Copies at most @p size characters and fills the rest of the first @p size with zeros, as
 /// `strncpy(3)`.
@@ -20,13 +22,13 @@ int tstrcmp(wchar_t const* left, wchar_t const* right) noexcept;
 /// @param size Capacity in bytes.
 /// @param src  Text to copy; must not overlap @p dst.
 /// @return @p dst
-char* tstrcpy(char* dst, unsigned int size, char const* src) noexcept;
+ZENTHO_API char* tstrcpy(char* dst, unsigned int size, char const* src) noexcept;
 /// Copies the whole of @p src and its terminator, as `wcscpy(3)`.
 /// @param dst  Needs room for all of @p src, whatever @p size says.
 /// @param size Ignored.
 /// @param src  Text to copy; must not overlap @p dst.
 /// @return @p dst
-wchar_t* tstrcpy(wchar_t* dst, unsigned int size, wchar_t const* src) noexcept;
+ZENTHO_API wchar_t* tstrcpy(wchar_t* dst, unsigned int size, wchar_t const* src) noexcept;
 
 /// Appends at most @p size characters and always a terminator, as `strncat(3)`.
 /// @param dst  Terminated text; needs room for @p size + 1 characters behind its end, since
@@ -34,66 +36,66 @@ wchar_t* tstrcpy(wchar_t* dst, unsigned int size, wchar_t const* src) noexcept;
 /// @param size Most characters to append.
 /// @param src  Text to append; must not overlap @p dst.
 /// @return @p dst
-char* tstrcat(char* dst, unsigned int size, char const* src) noexcept;
+ZENTHO_API char* tstrcat(char* dst, unsigned int size, char const* src) noexcept;
 /// Appends the whole of @p src and its terminator, as `wcscat(3)`.
 /// @param dst  Terminated text; needs room for all of @p src behind its end.
 /// @param size Ignored.
 /// @param src  Text to append; must not overlap @p dst.
 /// @return @p dst
-wchar_t* tstrcat(wchar_t* dst, unsigned int size, wchar_t const* src) noexcept;
+ZENTHO_API wchar_t* tstrcat(wchar_t* dst, unsigned int size, wchar_t const* src) noexcept;
 
 /// @return Characters in @p text before its terminator, as `strlen(3)`.
-unsigned int tstrlen(char const* text) noexcept;
+ZENTHO_API unsigned int tstrlen(char const* text) noexcept;
 /// @return Characters in @p text before its terminator, as `wcslen(3)`.
-unsigned int tstrlen(wchar_t const* text) noexcept;
+ZENTHO_API unsigned int tstrlen(wchar_t const* text) noexcept;
 
 /// Formats into a buffer, as `vsnprintf(3)`.
 /// @param dst    Receives at most @p size - 1 characters and a terminator; untouched for size 0.
 /// @param size   Capacity in bytes.
 /// @param format A `printf(3)` format; the arguments follow.
 /// @return Length the full result would have, or a negative value for a format error.
-int tsnprintf(char* dst, unsigned int size, char const* format, ...) noexcept;
+ZENTHO_API int tsnprintf(char* dst, unsigned int size, char const* format, ...) noexcept;
 /// Formats into a buffer, as `vswprintf(3)`.
 /// @param dst    Receives the text and a terminator.
 /// @param size   Capacity in wide characters.
 /// @param format A `wprintf(3)` format; the arguments follow.
 /// @return Length of the result, negative when it does not fit.
-int tsnprintf(wchar_t* dst, unsigned int size, wchar_t const* format, ...) noexcept;
+ZENTHO_API int tsnprintf(wchar_t* dst, unsigned int size, wchar_t const* format, ...) noexcept;
 
 /// Lower-cases @p text in place with `tolower(3)` in the current locale. @return @p text
-char* tstrlwr(char* text) noexcept;
+ZENTHO_API char* tstrlwr(char* text) noexcept;
 /// Lower-cases @p text in place with `towlower(3)` in the current locale. @return @p text
-wchar_t* tstrlwr(wchar_t* text) noexcept;
+ZENTHO_API wchar_t* tstrlwr(wchar_t* text) noexcept;
 /// Upper-cases @p text in place with `toupper(3)` in the current locale. @return @p text
-char* tstrupr(char* text) noexcept;
+ZENTHO_API char* tstrupr(char* text) noexcept;
 /// Upper-cases @p text in place with `towupper(3)` in the current locale. @return @p text
-wchar_t* tstrupr(wchar_t* text) noexcept;
+ZENTHO_API wchar_t* tstrupr(wchar_t* text) noexcept;
 
 /// @return First occurrence of @p needle in @p haystack, as `strstr(3)`; null when there is none.
-char* tstrstr(char* haystack, char* needle) noexcept;
+ZENTHO_API char* tstrstr(char* haystack, char* needle) noexcept;
 /// @return First occurrence of @p needle in @p haystack, as `wcsstr(3)`; null when there is none.
-wchar_t* tstrstr(wchar_t* haystack, wchar_t* needle) noexcept;
+ZENTHO_API wchar_t* tstrstr(wchar_t* haystack, wchar_t* needle) noexcept;
 
 /// Reads one number, as `sscanf(3)` with one target.
 /// @param text   Terminated text.
 /// @param format A format with one conversion that fits @p value.
 /// @param value  Receives the number; untouched when none is read.
 /// @return Fields converted (1 or 0), or -1 at the end of input.
-int tscanf(char const* text, char const* format, int* value) noexcept;
+ZENTHO_API int tscanf(char const* text, char const* format, int* value) noexcept;
 /// @copydoc tscanf(char const*, char const*, int*)
-int tscanf(char const* text, char const* format, long* value) noexcept;
+ZENTHO_API int tscanf(char const* text, char const* format, long* value) noexcept;
 /// @copydoc tscanf(char const*, char const*, int*)
-int tscanf(char const* text, char const* format, float* value) noexcept;
+ZENTHO_API int tscanf(char const* text, char const* format, float* value) noexcept;
 /// Reads one number, as `swscanf(3)` with one target; otherwise like the narrow members.
 /// @param text   Terminated text.
 /// @param format A format with one conversion that fits @p value.
 /// @param value  Receives the number; untouched when none is read.
 /// @return Fields converted (1 or 0), or -1 at the end of input.
-int tscanf(wchar_t const* text, wchar_t const* format, int* value) noexcept;
+ZENTHO_API int tscanf(wchar_t const* text, wchar_t const* format, int* value) noexcept;
 /// @copydoc tscanf(wchar_t const*, wchar_t const*, int*)
-int tscanf(wchar_t const* text, wchar_t const* format, long* value) noexcept;
+ZENTHO_API int tscanf(wchar_t const* text, wchar_t const* format, long* value) noexcept;
 /// @copydoc tscanf(wchar_t const*, wchar_t const*, int*)
-int tscanf(wchar_t const* text, wchar_t const* format, float* value) noexcept;
+ZENTHO_API int tscanf(wchar_t const* text, wchar_t const* format, float* value) noexcept;
 
 namespace zel {
 
@@ -101,28 +103,28 @@ namespace zel {
 /// @param text  Terminated text; leading white space is skipped.
 /// @param value Receives the number; untouched when none is read.
 /// @return 1 when a number was read, 0 when the text does not begin with one, -1 when it is empty.
-int _tscanfi(char const* text, int* value) noexcept;
+ZENTHO_API int _tscanfi(char const* text, int* value) noexcept;
 /// Reads a decimal integer with "%ld"; otherwise like _tscanfi().
 /// @param text  Terminated text; leading white space is skipped.
 /// @param value Receives the number; untouched when none is read.
 /// @return 1 when a number was read, 0 when the text does not begin with one, -1 when it is empty.
-int _tscanfld(char const* text, long* value) noexcept;
+ZENTHO_API int _tscanfld(char const* text, long* value) noexcept;
 /// Reads a number with "%f" in the process's numeric locale; otherwise like _tscanfi().
 /// @param text  Terminated text; leading white space is skipped.
 /// @param value Receives the number; untouched when none is read.
 /// @return 1 when a number was read, 0 when the text does not begin with one, -1 when it is empty.
-int _tscanff(char const* text, float* value) noexcept;
+ZENTHO_API int _tscanff(char const* text, float* value) noexcept;
 
 } // namespace zel
 
 namespace thalvo {
 
 /// @return @p text itself, not a copy.
-char const* W2C(char const* text) noexcept;
+ZENTHO_API char const* W2C(char const* text) noexcept;
 /// Converts to the current locale's multibyte encoding with `wcstombs(3)`, at most 1023 bytes.
 /// @param text Terminated wide text. Conversion stops at a character the locale cannot represent.
 /// @return One buffer of 1024 characters shared by the whole process, always terminated, valid
 ///         until the next call with a wide text. Not to be freed.
-char const* W2C(wchar_t const* text) noexcept;
+ZENTHO_API char const* W2C(wchar_t const* text) noexcept;
 
 } // namespace thalvo
