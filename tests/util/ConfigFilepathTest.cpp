@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -71,103 +72,69 @@ std::string directoryOfLength(std::string const& parent, std::size_t length) {
     return path;
 }
 
-std::string configFilepath(std::string const& directory, std::string const& name,
-                           std::string const& suffix, short limit = capacity) {
+/// The path that is formed in a buffer full of '#'; nothing when the operation fails.
+std::optional<std::string> configFilepath(std::string const& directory,
+                                          std::string const& name = "a",
+                                          std::string const& suffix = ".xml",
+                                          short limit = capacity) {
     zel::PathBuffer path{};
-    EXPECT_TRUE(zel::createConfigFilepath(path.data(), directory.c_str(), limit, name.c_str(),
-                                          suffix.c_str()));
+    path.fill('#');
+    if (!zel::createConfigFilepath(path.data(), directory.c_str(), limit, name.c_str(),
+                                   suffix.c_str()))
+        return std::nullopt;
     return path.data();
 }
 
-bool formsAPathInTheWorkingDirectory(short limit) {
-    zel::PathBuffer path{};
-    return zel::createConfigFilepath(path.data(), "", limit, "a", ".xml");
+/// Asks in a working directory that was removed.
+template <class Question>
+void inARemovedWorkingDirectory(Question const& question) {
+    TemporaryDirectory const temporary;
+    std::string const path = temporary.path() + "/gone";
+    ASSERT_EQ(mkdir(path.c_str(), 0777), 0);
+    WorkingDirectory const here(path);
+    ASSERT_EQ(rmdir(path.c_str()), 0);
+    question();
 }
 
 } // namespace
 
-TEST(CreateConfigFilepath, JoinsDirectoryNameAndSuffix) {
-    TemporaryDirectory const temporary;
-    EXPECT_EQ(configFilepath(temporary.path() + "/x", "Cali-1", ".xml"),
-              temporary.path() + "/x/Cali-1.xml");
+TEST(CreateConfigFilepath, JoinsDirectoryNameAndSuffixEachCutToTheCapacity) {
+    std::string const most(260, 'x');
+    std::string const more(300, 'x');
+    struct {
+        std::string directory, name, suffix, path;
+    } const cases[] = {
+        {"/tmp", "Cali-1", ".xml", "/tmp/Cali-1.xml"},
+        {"/tmp", "Cali-1.dat", "", "/tmp/Cali-1.dat"},
+        {"/tmp/", "a", ".xml", "/tmp//a.xml"}, // nothing is normalised
+        {most, "a", ".xml", most + "/a.xml"},
+        {more, "a", ".xml", most + "/a.xml"},
+        {"/tmp", more, more, "/tmp/" + most + most},
+    };
+    for (auto const& each : cases)
+        EXPECT_EQ(configFilepath(each.directory, each.name, each.suffix), each.path);
 }
 
-TEST(CreateConfigFilepath, TakesAnEmptySuffix) {
-    TemporaryDirectory const temporary;
-    EXPECT_EQ(configFilepath(temporary.path(), "Cali-1.dat", ""), temporary.path() + "/Cali-1.dat");
-}
-
-TEST(CreateConfigFilepath, MakesAMissingDirectory) {
-    TemporaryDirectory const temporary;
-    configFilepath(temporary.path() + "/x", "Cali-1", ".xml");
-    EXPECT_TRUE(isDirectory(temporary.path() + "/x"));
-}
-
-TEST(CreateConfigFilepath, MakesTheDirectoryOpenToEverybodyWhenTheUmaskIs) {
+TEST(CreateConfigFilepath, MakesAMissingDirectoryOpenToEverybodyWhenTheUmaskIs) {
     TemporaryDirectory const temporary;
     Umask const mask(0);
-    configFilepath(temporary.path() + "/x", "Cali-1", ".xml");
+    std::string const path = temporary.path() + "/x/a.xml";
+    EXPECT_EQ(configFilepath(temporary.path() + "/x"), path);
     EXPECT_EQ(permissionsOf(temporary.path() + "/x"), mode_t{0777});
-}
-
-TEST(CreateConfigFilepath, DoesNotMakeTheFile) {
-    TemporaryDirectory const temporary;
-    std::string const path = configFilepath(temporary.path(), "Cali-1", ".xml");
-    EXPECT_NE(access(path.c_str(), F_OK), 0);
+    EXPECT_NE(access(path.c_str(), F_OK), 0) << "the file is not made";
 }
 
 TEST(CreateConfigFilepath, MakesNoParentsAndFormsThePathAllTheSame) {
     TemporaryDirectory const temporary;
-    EXPECT_EQ(configFilepath(temporary.path() + "/x/y", "a", ".xml"),
-              temporary.path() + "/x/y/a.xml");
+    EXPECT_EQ(configFilepath(temporary.path() + "/x/y"), temporary.path() + "/x/y/a.xml");
     EXPECT_FALSE(isDirectory(temporary.path() + "/x"));
-}
-
-TEST(CreateConfigFilepath, DoublesTheSlashOfADirectoryThatEndsInOne) {
-    EXPECT_EQ(configFilepath("/tmp/", "a", ".xml"), "/tmp//a.xml");
 }
 
 TEST(CreateConfigFilepath, TakesAnEmptyDirectoryForImagerInTheWorkingDirectory) {
     TemporaryDirectory const temporary;
     WorkingDirectory const here(temporary.path());
-    EXPECT_EQ(configFilepath("", "a", ".xml"), temporary.path() + "/Imager/a.xml");
-}
-
-TEST(CreateConfigFilepath, MakesImagerInTheWorkingDirectory) {
-    TemporaryDirectory const temporary;
-    WorkingDirectory const here(temporary.path());
-    configFilepath("", "a", ".xml");
+    EXPECT_EQ(configFilepath(""), temporary.path() + "/Imager/a.xml");
     EXPECT_TRUE(isDirectory(temporary.path() + "/Imager"));
-}
-
-TEST(CreateConfigFilepath, ReplacesWhatTheBufferHeld) {
-    zel::PathBuffer path{};
-    path.fill('#');
-    zel::createConfigFilepath(path.data(), "/tmp", capacity, "a", ".xml");
-    EXPECT_STREQ(path.data(), "/tmp/a.xml");
-}
-
-TEST(CreateConfigFilepath, CutsADirectoryToTheCapacity) {
-    EXPECT_EQ(configFilepath(std::string(300, 'd'), "a", ".xml"), std::string(260, 'd') + "/a.xml");
-}
-
-TEST(CreateConfigFilepath, CutsADirectoryToTheCapacityInABufferThatWasUsedBefore) {
-    zel::PathBuffer path{};
-    path.fill('#');
-    zel::createConfigFilepath(path.data(), std::string(300, 'd').c_str(), capacity, "a", ".xml");
-    EXPECT_EQ(path.data(), std::string(260, 'd') + "/a.xml");
-}
-
-TEST(CreateConfigFilepath, EndsADirectoryOfTheFullCapacityInABufferThatWasUsedBefore) {
-    zel::PathBuffer path{};
-    path.fill('#');
-    zel::createConfigFilepath(path.data(), std::string(260, 'd').c_str(), capacity, "a", ".xml");
-    EXPECT_EQ(path.data(), std::string(260, 'd') + "/a.xml");
-}
-
-TEST(CreateConfigFilepath, CutsNameAndSuffixToTheCapacityEach) {
-    EXPECT_EQ(configFilepath("/tmp", std::string(300, 'n'), std::string(300, 's')),
-              "/tmp/" + std::string(260, 'n') + std::string(260, 's'));
 }
 
 TEST(CreateConfigFilepath, CutsTheNameToASmallerCapacityButNotTheWorkingDirectory) {
@@ -178,44 +145,30 @@ TEST(CreateConfigFilepath, CutsTheNameToASmallerCapacityButNotTheWorkingDirector
               path + "/Imager/" + std::string(50, 'n') + ".xml");
 }
 
-TEST(CreateConfigFilepath, FormsAPathInAWorkingDirectoryOfTwiceTheCapacity) {
-    TemporaryDirectory const temporary;
-    std::string const path = directoryOfLength(temporary.path(), 520);
-    WorkingDirectory const here(path);
-    EXPECT_EQ(configFilepath("", "a", ".xml"), path + "/Imager/a.xml");
-}
-
 TEST(CreateConfigFilepath, FailsInAWorkingDirectoryLongerThanTwiceTheCapacity) {
     TemporaryDirectory const temporary;
-    WorkingDirectory const here(directoryOfLength(temporary.path(), 521));
-    EXPECT_FALSE(formsAPathInTheWorkingDirectory(260));
+    std::string const longest = directoryOfLength(temporary.path(), 520);
+    {
+        WorkingDirectory const here(longest);
+        EXPECT_EQ(configFilepath(""), longest + "/Imager/a.xml");
+    }
+    TemporaryDirectory const other;
+    WorkingDirectory const here(directoryOfLength(other.path(), 521));
+    EXPECT_EQ(configFilepath(""), std::nullopt);
 }
 
-TEST(CreateConfigFilepath, FailsWhenTheWorkingDirectoryIsGone) {
-    TemporaryDirectory const temporary;
-    std::string const path = directoryOfLength(temporary.path(), temporary.path().size() + 5);
-    WorkingDirectory const here(path);
-    ASSERT_EQ(rmdir(path.c_str()), 0);
-    EXPECT_FALSE(formsAPathInTheWorkingDirectory(capacity));
+TEST(CreateConfigFilepath, NeedsTheWorkingDirectoryOnlyWhenNoDirectoryIsGiven) {
+    inARemovedWorkingDirectory([] {
+        EXPECT_EQ(configFilepath(""), std::nullopt);
+        EXPECT_EQ(configFilepath("/tmp"), "/tmp/a.xml");
+    });
 }
 
-TEST(CreateConfigFilepath, DoesNotNeedTheWorkingDirectoryWhenADirectoryIsGiven) {
-    TemporaryDirectory const temporary;
-    std::string const path = directoryOfLength(temporary.path(), temporary.path().size() + 5);
-    WorkingDirectory const here(path);
-    ASSERT_EQ(rmdir(path.c_str()), 0);
-    EXPECT_EQ(configFilepath("/tmp", "a", ".xml"), "/tmp/a.xml");
-}
-
-TEST(CreateConfigFilepath, FailsForNullPointers) {
+TEST(CreateConfigFilepath, FailsForNullPointersAndANegativeCapacity) {
     zel::PathBuffer path{};
     EXPECT_FALSE(zel::createConfigFilepath(nullptr, "/tmp", capacity, "a", ".xml"));
     EXPECT_FALSE(zel::createConfigFilepath(path.data(), nullptr, capacity, "a", ".xml"));
     EXPECT_FALSE(zel::createConfigFilepath(path.data(), "/tmp", capacity, nullptr, ".xml"));
     EXPECT_FALSE(zel::createConfigFilepath(path.data(), "/tmp", capacity, "a", nullptr));
-}
-
-TEST(CreateConfigFilepath, FailsForANegativeCapacity) {
-    zel::PathBuffer path{};
     EXPECT_FALSE(zel::createConfigFilepath(path.data(), "/tmp", -1, "a", ".xml"));
 }
