@@ -3,6 +3,7 @@
 
 #include "imgproc/Cali.h"
 
+#include "tests/support/Random.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -16,33 +17,19 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <random>
 #include <set>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
+using support::Random;
+
 namespace {
 
 using Texts = std::vector<std::string>;
 
 constexpr int serial = 14080045;
-
-class Random {
-public:
-    explicit Random(unsigned int seed) : m_engine(seed) {}
-
-    int below(int limit) { return static_cast<int>(m_engine() % static_cast<unsigned int>(limit)); }
-    int between(int low, int high) { return low + below(high - low + 1); }
-    bool chance(int percent) { return below(100) < percent; }
-    std::string const& oneOf(Texts const& texts) {
-        return texts[static_cast<std::size_t>(below(static_cast<int>(texts.size())))];
-    }
-
-private:
-    std::mt19937 m_engine; // its numbers are the same on every machine
-};
 
 Texts const opticTexts{"",
                        " ",

@@ -8,6 +8,7 @@
 #include "tests/support/Camera.h"
 #include "tests/support/ModelDescription.h"
 #include "tests/support/ModelReader.h"
+#include "tests/support/Random.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "util/Logger.h"
 
@@ -17,7 +18,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,30 +26,13 @@
 
 using support::ModelDescription;
 using support::ModelReader;
+using support::Random;
 using support::writeFile;
 using zel::SimpleXML;
 
 namespace {
 
 constexpr int serialNumber = 14080045;
-
-class Random {
-public:
-    explicit Random(unsigned int seed) : m_engine(seed) {}
-
-    int below(int limit) { return static_cast<int>(m_engine() % static_cast<unsigned int>(limit)); }
-    int between(int low, int high) { return low + below(high - low + 1); }
-    bool chance(int percent) { return below(100) < percent; }
-    std::size_t placeIn(std::string const& text) {
-        return static_cast<std::size_t>(below(static_cast<int>(text.size()) + 1));
-    }
-    std::string oneOf(std::vector<std::string> const& texts) {
-        return texts[static_cast<std::size_t>(below(static_cast<int>(texts.size())))];
-    }
-
-private:
-    std::mt19937 m_engine; // its numbers are the same on every machine
-};
 
 void addRange(Random& random, support::Camera& camera) {
     int const low = random.between(-40, 200);

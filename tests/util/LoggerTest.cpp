@@ -1,13 +1,13 @@
 #include "util/Logger.h"
 
 #include "tests/support/FakeClock.h"
+#include "tests/support/Random.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
 #include <dirent.h>
 #include <limits>
-#include <random>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
@@ -225,12 +225,12 @@ TEST_F(LoggerTest, WritesAMicrosecondWithAnExponent) {
 
 TEST_F(LoggerTest, RoundsSecondsLikeAStream) {
     configure(base(), logfile, 3, 3);
-    std::mt19937 random(5);
+    support::Random random(5);
     std::ostringstream expected;
     for (int i = 0; i < 20000; ++i) {
-        long const step = i % 2 == 0 ? 1 : 125; // many of the latter lie half-way between results
-        long const seconds = static_cast<long>(random() % (i % 3 == 0 ? 10 : 2000));
-        long const microseconds = static_cast<long>(random()) % (1000000 / step) * step;
+        int const step = i % 2 == 0 ? 1 : 125; // many of the latter lie half-way between results
+        long const seconds = random.below(i % 3 == 0 ? 10 : 2000);
+        long const microseconds = random.below(1000000 / step) * step;
         setClock(1000 + seconds, microseconds);
         print(0, "x");
         long double const now = static_cast<long double>(1000 + seconds) * 1000.0L +

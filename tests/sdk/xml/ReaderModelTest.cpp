@@ -4,6 +4,7 @@
 
 #include "tests/support/LogLines.h"
 #include "tests/support/ModelReader.h"
+#include "tests/support/Random.h"
 #include "util/Logger.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +15,6 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -22,26 +22,12 @@
 #include <unistd.h>
 
 using support::ModelReader;
+using support::Random;
 using zel::SimpleXML;
 
 namespace {
 
 using Texts = std::vector<std::string>;
-
-class Random {
-public:
-    explicit Random(unsigned int seed) : m_engine(seed) {}
-
-    int below(int limit) { return static_cast<int>(m_engine() % static_cast<unsigned int>(limit)); }
-    int between(int low, int high) { return low + below(high - low + 1); }
-    bool chance(int percent) { return below(100) < percent; }
-    std::string const& oneOf(Texts const& texts) {
-        return texts[static_cast<std::size_t>(below(static_cast<int>(texts.size())))];
-    }
-
-private:
-    std::mt19937 m_engine; // its numbers are the same on every machine
-};
 
 Texts const plainNames{"a", "b", "ab", "Range", "Framerate", "Framerates", "x1"};
 
