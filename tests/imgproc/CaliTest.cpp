@@ -212,150 +212,98 @@ std::string repeated(std::string const& text, int times) {
     return all;
 }
 
+void expectDefaults(decltype(TempRangeDefinition::tableParams) const& params) {
+    EXPECT_EQ(params.T1, 0.0);
+    EXPECT_EQ(params.T3, 0.0);
+    EXPECT_EQ(params.E1, 0);
+    EXPECT_EQ(params.E3, 0);
+    EXPECT_EQ(params.Lambda, 0.0);
+    EXPECT_EQ(params.spare1, 0.0);
+    EXPECT_EQ(params.spare2, -100.0);
+    EXPECT_EQ(params.spare3, 0);
+    EXPECT_FALSE(params.Normalize);
+}
+
 } // namespace
 
 // What a description holds before it is loaded
 
-TEST(ConfigCaliInitially, IsNotLoaded) {
+TEST(ConfigCaliInitially, IsLoadedForNoSerialNumber) {
     ConfigCali const cali;
     EXPECT_FALSE(cali.loaded);
-}
-
-TEST(ConfigCaliInitially, HasTheSerialNumberMinusOne) {
-    ConfigCali const cali;
     EXPECT_EQ(cali.serial, -1);
-}
-
-TEST(ConfigCaliInitially, DoesNotCountAsLoadedForItsSerialNumberMinusOne) {
-    ConfigCali const cali;
     EXPECT_FALSE(cali.isLoaded(-1));
 }
 
-TEST(ConfigCaliInitially, HoldsOneOpticOfFieldOfView30WithoutText) {
+TEST(ConfigCaliInitially, HoldsOneOpticOfFieldOfView30WithTheDefaultRanges) {
     ConfigCali const cali;
+    EXPECT_EQ(cali.getOpticsCount(), 1);
     EXPECT_EQ(opticsOf(cali), (std::vector<std::string>{"30"}));
-}
-
-TEST(ConfigCaliInitially, HoldsAnOpticWithSerialNumber0) {
-    ConfigCali const cali;
     EXPECT_EQ(opticOf(cali).SerNo, 0);
-}
-
-TEST(ConfigCaliInitially, HoldsAnOpticWithSpareMinusOne) {
-    ConfigCali const cali;
     EXPECT_EQ(opticOf(cali).spare, -1.0);
-}
-
-TEST(ConfigCaliInitially, HoldsAnOpticThatIsNotSamplePointCalibrated) {
-    ConfigCali const cali;
     EXPECT_FALSE(opticOf(cali).SamplePointCali);
-}
-
-TEST(ConfigCaliInitially, HoldsAnOpticWithTheThreeDefaultRanges) {
-    ConfigCali const cali;
     EXPECT_EQ(rangesOf(opticOf(cali)), defaultRanges);
 }
 
-TEST(ConfigCaliInitially, HasDefaultRangesWithFidAndSkim0) {
+TEST(ConfigCaliInitially, HasDefaultRangesThatSayNothingElse) {
     ConfigCali const cali;
     for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(rangeOf(cali, i).Fid, 0);
-        EXPECT_EQ(rangeOf(cali, i).Skim, 0);
-    }
-}
-
-TEST(ConfigCaliInitially, HasDefaultRangesExtendedToMinus100) {
-    ConfigCali const cali;
-    for (std::size_t i = 0; i < 3; ++i)
-        EXPECT_EQ(limits(rangeOf(cali, i).extRange), (Limits{-100.0F, -100.0F}));
-}
-
-TEST(ConfigCaliInitially, HasDefaultRangesWithoutAFrameRateList) {
-    ConfigCali const cali;
-    for (std::size_t i = 0; i < 3; ++i)
-        EXPECT_FALSE(rangeOf(cali, i).framerates.has_value());
-}
-
-TEST(ConfigCaliInitially, HasDefaultRangesWithDecimal1) {
-    ConfigCali const cali;
-    for (std::size_t i = 0; i < 3; ++i)
-        EXPECT_EQ(rangeOf(cali, i).Decimal, 1);
-}
-
-TEST(ConfigCaliInitially, HasDefaultRangesWithDefaultTableParameters) {
-    ConfigCali const cali;
-    for (std::size_t i = 0; i < 3; ++i) {
-        auto const& params = rangeOf(cali, i).tableParams;
-        EXPECT_EQ(params.T1, 0.0);
-        EXPECT_EQ(params.T3, 0.0);
-        EXPECT_EQ(params.E1, 0);
-        EXPECT_EQ(params.E3, 0);
-        EXPECT_EQ(params.Lambda, 0.0);
-        EXPECT_EQ(params.spare1, 0.0);
-        EXPECT_EQ(params.spare2, -100.0);
-        EXPECT_EQ(params.spare3, 0);
-        EXPECT_FALSE(params.Normalize);
+        auto const& range = rangeOf(cali, i);
+        EXPECT_EQ(range.Fid, 0);
+        EXPECT_EQ(range.Skim, 0);
+        EXPECT_EQ(limits(range.extRange), (Limits{-100.0F, -100.0F}));
+        EXPECT_FALSE(range.framerates.has_value());
+        EXPECT_EQ(range.Decimal, 1);
+        expectDefaults(range.tableParams);
     }
 }
 
 TEST(ConfigCaliInitially, HasTheDefaultMainSection) {
-    ConfigCali const cali;
-    EXPECT_EQ(valuesOf(*cali.mainSection), mainDefaults);
+    EXPECT_EQ(valuesOf(*ConfigCali().mainSection), mainDefaults);
 }
 
-TEST(ConfigCaliInstance, IsTheSameForEveryCaller) {
-    EXPECT_EQ(ConfigCali::getInstance(), ConfigCali::getInstance());
-}
-
-TEST(ConfigCaliInstance, StartsWithTheInitialContent) {
+TEST(ConfigCaliInstance, IsOneForAllAndStartsWithTheInitialContent) {
     auto const* const cali = ConfigCali::getInstance();
     ASSERT_NE(cali, nullptr);
+    EXPECT_EQ(cali, ConfigCali::getInstance());
     EXPECT_FALSE(cali->loaded);
     EXPECT_EQ(opticsOf(*cali), (std::vector<std::string>{"30"}));
 }
 
 // Loading as such
 
-TEST(LoadCali, ReturnsZeroOnSuccess) {
-    TemporaryDirectory const directory;
-    camera(serial).optic(23).writeInto(directory.path());
-    ConfigCali cali;
-    EXPECT_EQ(load(cali, directory), 0);
-}
-
-TEST(LoadCali, CountsAsLoadedForThisSerialNumber) {
-    auto const cali = loaded(camera(serial).optic(23));
-    EXPECT_TRUE(cali->isLoaded(serial));
-}
-
-TEST(LoadCali, DoesNotCountAsLoadedForAnotherSerialNumber) {
-    auto const cali = loaded(camera(serial).optic(23));
-    EXPECT_FALSE(cali->isLoaded(serial + 1));
-}
-
-TEST(LoadCali, KeepsTheSerialNumber) {
-    auto const cali = loaded(camera(serial).optic(23));
+TEST(LoadCali, CountsAsLoadedForThisSerialNumberOnly) {
+    auto const cali = loaded(camera(serial).optic(23)); // expects 0
     EXPECT_EQ(cali->serial, serial);
+    EXPECT_TRUE(cali->isLoaded(serial));
+    EXPECT_FALSE(cali->isLoaded(serial + 1));
 }
 
 TEST(LoadCali, ReadsTheFileNamedAfterANegativeSerialNumber) {
     TemporaryDirectory const directory;
     writeFile(directory.path() + "/Cali--2147483648.xml", withOptic("<FOV>7</FOV>"));
+    writeFile(directory.path() + "/Cali--1.xml", withOptic("<FOV>8</FOV>"));
     ConfigCali cali;
     EXPECT_EQ(load(cali, directory, std::numeric_limits<int>::min()), 0);
+    ConfigCali other; // -1 is its initial serial number
+    EXPECT_EQ(load(other, directory, -1), 0);
+    EXPECT_EQ(opticsOf(other), (std::vector<std::string>{"8"}));
 }
 
-TEST(LoadCali, ReadsTheFileOfSerialNumberMinusOneThoughThatIsTheInitialOne) {
-    TemporaryDirectory const directory;
-    writeFile(directory.path() + "/Cali--1.xml", withOptic("<FOV>7</FOV>"));
-    ConfigCali cali;
-    load(cali, directory, -1);
-    EXPECT_EQ(opticsOf(cali), (std::vector<std::string>{"7"}));
-}
-
-TEST(LoadCali, ReadsOnlyTheRootNamedCaliData) {
-    auto const cali = loaded("<Calidata>\n<Optics><OpticsDef></OpticsDef></Optics>\n</Calidata>\n");
-    EXPECT_EQ(cali->getOpticsCount(), 0);
+TEST(LoadCali, FindsOpticsInTheRootNamedCaliDataAndTheElementsBelow) {
+    std::string const optic = "<OpticsDef><FOV>23</FOV></OpticsDef>";
+    std::pair<std::string, int> const cases[] = {
+        {withOptics(optic), 1},
+        {description(optic), 1},
+        {"<Calidata>\n<Optics>" + optic + "</Optics>\n</Calidata>\n", 0},
+        {withOptics(""), 0},
+        {withMain("<TecA>1</TecA>"), 0},
+        {"", 0}};
+    for (auto const& [text, count] : cases) {
+        auto const cali = loaded(text);
+        EXPECT_EQ(cali->getOpticsCount(), count) << text;
+        EXPECT_TRUE(cali->isLoaded(serial)) << text;
+    }
 }
 
 TEST(LoadCali, ReadsADescriptionWithWindowsLineEndsByteOrderMarkAndComments) {
@@ -375,44 +323,24 @@ TEST(LoadCali, MakesTheLastComponentOfAMissingDirectory) {
     EXPECT_TRUE(std::filesystem::is_directory(missing));
 }
 
-TEST(LoadCali, GivesAccessDeniedWithoutTheFile) {
-    TemporaryDirectory const directory;
-    ConfigCali cali;
-    EXPECT_EQ(load(cali, directory), accessDenied);
-}
-
 TEST(LoadCali, GivesAccessDeniedWithoutAPath) {
-    ConfigCali cali;
-    EXPECT_EQ(cali.load(nullptr, serial), accessDenied);
-}
-
-TEST(LoadCali, NamesTheStatusOfAFailedLoad) {
+    EXPECT_EQ(ConfigCali().load(nullptr, serial), accessDenied);
     EXPECT_EQ(int{ConfigCali::loadFailed}, accessDenied);
 }
 
-TEST(LoadCali, GivesAccessDeniedForAFileThatIsNotWellFormed) {
-    TemporaryDirectory const directory;
-    writeFile(descriptionPath(directory), description("<!-- open"));
-    ConfigCali cali;
-    EXPECT_EQ(load(cali, directory), accessDenied);
-}
-
-TEST(LoadCali, IsNotLoadedAfterAFileThatIsNotWellFormed) {
-    TemporaryDirectory const directory;
-    writeFile(descriptionPath(directory), description("<!-- open"));
-    ConfigCali cali;
-    load(cali, directory);
-    EXPECT_FALSE(cali.isLoaded(serial));
-}
-
 TEST(LoadCali, KeepsTheInitialContentWhenTheFirstLoadFails) {
-    TemporaryDirectory const directory;
-    ConfigCali cali;
-    load(cali, directory);
-    EXPECT_FALSE(cali.loaded);
-    EXPECT_EQ(cali.serial, -1);
-    EXPECT_EQ(opticsOf(cali), (std::vector<std::string>{"30"}));
-    EXPECT_EQ(rangesOf(opticOf(cali)), defaultRanges);
+    for (bool const missing : {true, false}) {
+        TemporaryDirectory const directory;
+        if (!missing)
+            writeFile(descriptionPath(directory), description("<!-- open"));
+        ConfigCali cali;
+        EXPECT_EQ(load(cali, directory), accessDenied);
+        EXPECT_FALSE(cali.loaded);
+        EXPECT_FALSE(cali.isLoaded(serial));
+        EXPECT_EQ(cali.serial, -1);
+        EXPECT_EQ(opticsOf(cali), (std::vector<std::string>{"30"}));
+        EXPECT_EQ(rangesOf(opticOf(cali)), defaultRanges);
+    }
 }
 
 TEST(LoadCali, KeepsWhatTheMainSectionHeldBeforeTheFirstLoadWhereElementsAreMissing) {
@@ -432,97 +360,42 @@ TEST(LoadCali, SucceedsAtTheNextAttemptOnceTheFileIsThere) {
     EXPECT_EQ(load(cali, directory), 0);
 }
 
-TEST(LoadCali, CountsADescriptionWithoutOpticsAsLoaded) {
-    auto const cali = loaded(withOptics(""));
-    EXPECT_TRUE(cali->isLoaded(serial));
-}
-
-TEST(LoadCali, HasNoOpticsWhenTheDescriptionHasNone) {
-    auto const cali = loaded(withOptics(""));
-    EXPECT_EQ(cali->getOpticsCount(), 0);
-}
-
-TEST(LoadCali, HasNoOpticsWhenTheDescriptionHasNoTemperatureElement) {
-    auto const cali = loaded(withMain("<TecA>1</TecA>"));
-    EXPECT_EQ(cali->getOpticsCount(), 0);
-}
-
-TEST(LoadCali, HasNoOpticsWhenTheFileIsEmpty) {
-    auto const cali = loaded("");
-    EXPECT_EQ(cali->getOpticsCount(), 0);
-}
-
-TEST(LoadCali, FindsOpticsWhereTemperatureAndOpticsAreLeftOut) {
-    auto const cali = loaded(description("<OpticsDef><FOV>23</FOV></OpticsDef>"));
-    EXPECT_EQ(opticsOf(*cali), (std::vector<std::string>{"23"}));
-}
-
 // Loading again
 
-TEST(LoadCaliAgain, ReturnsZeroForTheLoadedSerialNumber) {
-    TemporaryDirectory const directory;
-    camera(serial).optic(23).writeInto(directory.path());
-    ConfigCali cali;
-    load(cali, directory);
-    EXPECT_EQ(load(cali, directory), 0);
-}
-
-TEST(LoadCaliAgain, DoesNotReadTheFileOfTheLoadedSerialNumberOnceMore) {
-    TemporaryDirectory const directory;
-    camera(serial).optic(23).writeInto(directory.path());
-    ConfigCali cali;
-    load(cali, directory);
-    camera(serial).optic(54).writeInto(directory.path());
-    load(cali, directory);
-    EXPECT_EQ(opticsOf(cali), (std::vector<std::string>{"23"}));
-}
-
-TEST(LoadCaliAgain, DoesNotNeedTheFileOfTheLoadedSerialNumberAnyMore) {
+TEST(LoadCaliAgain, NeitherReadsNorNeedsTheFileOfTheLoadedSerialNumber) {
     TemporaryDirectory const directory;
     TemporaryDirectory const empty;
     camera(serial).optic(23).writeInto(directory.path());
     ConfigCali cali;
     load(cali, directory);
+    camera(serial).optic(54).writeInto(directory.path());
+    EXPECT_EQ(load(cali, directory), 0);
     EXPECT_EQ(load(cali, empty), 0);
+    EXPECT_EQ(opticsOf(cali), (std::vector<std::string>{"23"}));
 }
 
-TEST(LoadCaliAgain, ReplacesTheOpticsByThoseOfAnotherCamera) {
+TEST(LoadCaliAgain, ReplacesAllByWhatAnotherCameraHas) {
     TemporaryDirectory const directory;
-    camera(1).optic(23).optic(54).writeInto(directory.path());
+    camera(1).mainSection().optic(23).optic(54).writeInto(directory.path());
     camera(2).optic(80).writeInto(directory.path());
     ConfigCali cali;
     load(cali, directory, 1);
     load(cali, directory, 2);
     EXPECT_EQ(opticsOf(cali), (std::vector<std::string>{"80"}));
-}
-
-TEST(LoadCaliAgain, CountsAsLoadedForTheOtherCameraOnly) {
-    TemporaryDirectory const directory;
-    camera(1).optic(23).writeInto(directory.path());
-    camera(2).optic(80).writeInto(directory.path());
-    ConfigCali cali;
-    load(cali, directory, 1);
-    load(cali, directory, 2);
+    EXPECT_EQ(valuesOf(*cali.mainSection), mainDefaults);
     EXPECT_FALSE(cali.isLoaded(1));
     EXPECT_TRUE(cali.isLoaded(2));
 }
 
-TEST(LoadCaliAgain, GoesBackToDefaultsWhereTheOtherCameraHasNoMainElement) {
-    TemporaryDirectory const directory;
-    camera(1).mainSection().optic(23).writeInto(directory.path());
-    camera(2).optic(80).writeInto(directory.path());
-    ConfigCali cali;
-    load(cali, directory, 1);
-    load(cali, directory, 2);
-    EXPECT_EQ(valuesOf(*cali.mainSection), mainDefaults);
-}
-
 namespace {
 
-/// A description that was loaded and then given up for a camera whose file is missing.
+/// A description that was loaded and then given up for a camera whose file is missing, or not
+/// well-formed.
 struct FailedReload {
-    FailedReload() {
+    explicit FailedReload(bool missing = true) {
         camera(1).mainSection().optic(23).text("X").range(5, 6).writeInto(directory.path());
+        if (!missing)
+            writeFile(descriptionPath(directory, 2), description("<!-- open"));
         load(cali, directory, 1);
         status = load(cali, directory, 2);
     }
@@ -534,43 +407,18 @@ struct FailedReload {
 
 } // namespace
 
-TEST(LoadCaliAgain, GivesAccessDeniedWhenTheFileOfTheOtherCameraIsMissing) {
-    EXPECT_EQ(FailedReload().status, accessDenied);
-}
-
-TEST(LoadCaliAgain, CountsAsLoadedForNeitherCameraWhenTheReloadFails) {
-    FailedReload const failed;
-    EXPECT_FALSE(failed.cali.isLoaded(1));
-    EXPECT_FALSE(failed.cali.isLoaded(2));
-}
-
-TEST(LoadCaliAgain, IsNoLongerLoadedAtAllWhenTheReloadFails) {
-    EXPECT_FALSE(FailedReload().cali.loaded);
-}
-
-TEST(LoadCaliAgain, GoesBackToSerialNumberMinusOneWhenTheReloadFails) {
-    EXPECT_EQ(FailedReload().cali.serial, -1);
-}
-
-TEST(LoadCaliAgain, GoesBackToTheDefaultOpticWhenTheReloadFails) {
-    FailedReload const failed;
-    EXPECT_EQ(opticsOf(failed.cali), (std::vector<std::string>{"30"}));
-    EXPECT_EQ(rangesOf(opticOf(failed.cali)), defaultRanges);
-}
-
-TEST(LoadCaliAgain, GoesBackToTheDefaultMainSectionWhenTheReloadFails) {
-    FailedReload const failed;
-    EXPECT_EQ(valuesOf(*failed.cali.mainSection), mainDefaults);
-}
-
-TEST(LoadCaliAgain, GoesBackToTheDefaultOpticWhenTheOtherFileIsNotWellFormed) {
-    TemporaryDirectory const directory;
-    camera(1).optic(23).writeInto(directory.path());
-    writeFile(descriptionPath(directory, 2), description("<!-- open"));
-    ConfigCali cali;
-    load(cali, directory, 1);
-    load(cali, directory, 2);
-    EXPECT_EQ(opticsOf(cali), (std::vector<std::string>{"30"}));
+TEST(LoadCaliAgain, GoesBackToTheInitialContentWhenTheReloadFails) {
+    for (bool const missing : {true, false}) {
+        FailedReload const failed(missing);
+        EXPECT_EQ(failed.status, accessDenied);
+        EXPECT_FALSE(failed.cali.isLoaded(1));
+        EXPECT_FALSE(failed.cali.isLoaded(2));
+        EXPECT_FALSE(failed.cali.loaded);
+        EXPECT_EQ(failed.cali.serial, -1);
+        EXPECT_EQ(opticsOf(failed.cali), (std::vector<std::string>{"30"}));
+        EXPECT_EQ(rangesOf(opticOf(failed.cali)), defaultRanges);
+        EXPECT_EQ(valuesOf(*failed.cali.mainSection), mainDefaults);
+    }
 }
 
 TEST(LoadCaliAgain, ReadsTheFirstCamerasFileAnewAfterAFailedReload) {
@@ -582,12 +430,16 @@ TEST(LoadCaliAgain, ReadsTheFirstCamerasFileAnewAfterAFailedReload) {
 
 // The main section
 
-TEST(MainSectionOfADescription, StaysAtItsDefaultsWithoutElements) {
-    EXPECT_EQ(valuesOf(*loaded(withMain(""))->mainSection), mainDefaults);
-}
-
-TEST(MainSectionOfADescription, StaysAtItsDefaultsWhenItIsMissing) {
+TEST(MainSectionOfADescription, StaysAtItsDefaultsWhereElementsAreMissingOrHoldNoNumber) {
     EXPECT_EQ(valuesOf(*loaded(camera(serial).optic(23))->mainSection), mainDefaults);
+    std::string empty;
+    std::string words;
+    for (auto const& name : mainElements) {
+        empty += element(name, "");
+        words += element(name, "none");
+    }
+    for (auto const& elements : {std::string(), empty, words})
+        EXPECT_EQ(valuesOf(*loaded(withMain(elements))->mainSection), mainDefaults);
 }
 
 TEST(MainSectionOfADescription, TakesEachElementIntoTheFieldOfItsNameAndNoOther) {
@@ -612,47 +464,34 @@ TEST(MainSectionOfADescription, TakesAllElementsInWhateverOrder) {
     EXPECT_EQ(valuesOf(*loaded(withMain(elements))->mainSection), expected);
 }
 
-TEST(MainSectionOfADescription, KeepsTheDefaultOfEachElementThatHoldsNoNumber) {
-    std::string elements;
-    for (auto const& name : mainElements)
-        elements += element(name, "none");
-    EXPECT_EQ(valuesOf(*loaded(withMain(elements))->mainSection), mainDefaults);
-}
-
-TEST(MainSectionOfADescription, KeepsTheDefaultOfEachElementThatIsEmpty) {
-    std::string elements;
-    for (auto const& name : mainElements)
-        elements += element(name, "");
-    EXPECT_EQ(valuesOf(*loaded(withMain(elements))->mainSection), mainDefaults);
-}
-
-TEST(MainSectionOfADescription, TruncatesUnsignedFieldsTo16Bits) {
-    auto const cali = loaded(withMain("<TecA>65541</TecA><TecB>-1</TecB><TecC>131072</TecC>"
-                                      "<TecD>2147483647</TecD><FlagCycles>-65535</FlagCycles>"
-                                      "<FlagCycles_Ignore>65536</FlagCycles_Ignore>"));
-    auto const& main = *cali->mainSection;
-    EXPECT_EQ((std::vector<int>{main.TecA, main.TecB, main.TecC, main.TecD, main.FlagCycles,
-                                main.FlagCycles_Ignore}),
-              (std::vector<int>{5, 65535, 0, 65535, 1, 0}));
-}
-
-TEST(MainSectionOfADescription, TruncatesTheAddedOffsetTo16BitsWithASign) {
-    EXPECT_EQ(loaded(withMain("<AddedOffset>40000</AddedOffset>"))->mainSection->AddedOffset,
-              -25536);
-}
-
-TEST(MainSectionOfADescription, TakesANegativeAddedOffset) {
-    EXPECT_EQ(loaded(withMain("<AddedOffset>-12</AddedOffset>"))->mainSection->AddedOffset, -12);
-}
-
-TEST(MainSectionOfADescription, ReadsIntegersToTheBaseThatTheirTextNames) {
-    auto const cali = loaded(withMain("<TecA>0x1A</TecA><TecB>010</TecB>"));
-    EXPECT_EQ(cali->mainSection->TecA, 26);
-    EXPECT_EQ(cali->mainSection->TecB, 8);
-}
-
-TEST(MainSectionOfADescription, ReadsAnIntegerUpToItsFraction) {
-    EXPECT_EQ(loaded(withMain("<TecA>3.9</TecA>"))->mainSection->TecA, 3);
+TEST(MainSectionOfADescription, ReadsIntegersOf16BitsToTheBaseThatTheirTextNames) {
+    struct {
+        char const* text;
+        int withoutSign, withSign;
+    } const cases[] = {{"65541", 5, 5},
+                       {"-1", 65535, -1},
+                       {"131072", 0, 0},
+                       {"2147483647", 65535, -1},
+                       {"-65535", 1, 1},
+                       {"65536", 0, 0},
+                       {"40000", 40000, -25536},
+                       {"-12", 65524, -12},
+                       {"0x1A", 26, 26},
+                       {"010", 8, 8},
+                       {"3.9", 3, 3}};
+    for (auto const& [text, withoutSign, withSign] : cases) {
+        SCOPED_TRACE(text);
+        std::string elements;
+        for (auto const* name :
+             {"TecA", "TecB", "TecC", "TecD", "AddedOffset", "FlagCycles", "FlagCycles_Ignore"})
+            elements += element(name, text);
+        auto const cali = loaded(withMain(elements));
+        auto const& main = *cali->mainSection;
+        for (int const value : {+main.TecA, +main.TecB, +main.TecC, +main.TecD, +main.FlagCycles,
+                                +main.FlagCycles_Ignore})
+            EXPECT_EQ(value, withoutSign);
+        EXPECT_EQ(main.AddedOffset, withSign);
+    }
 }
 
 TEST(MainSectionOfADescription, ReadsFractionsInSinglePrecision) {
@@ -667,6 +506,7 @@ TEST(MainSectionOfADescription, IsReadFromTheRootWhenThereIsNoMainElement) {
 
 TEST(OpticsOfADescription, AreReadInTheOrderOfTheFile) {
     auto const cali = loaded(camera(serial).optic(54).text("Macro").optic(23).optic(-80).text("W"));
+    EXPECT_EQ(cali->getOpticsCount(), 3);
     EXPECT_EQ(opticsOf(*cali), (std::vector<std::string>{"54 Macro", "23", "-80 W"}));
 }
 
@@ -675,68 +515,45 @@ TEST(OpticsOfADescription, MayBeAsManyAsTheFileHas) {
     EXPECT_EQ(cali->getOpticsCount(), 1000);
 }
 
+TEST(OpticsOfADescription, HaveADefaultWhereAnElementIsMissingOrHoldsNoNumber) {
+    for (auto const* elements : {"", "<FOV>wide</FOV><SerNo></SerNo>", "<spare>3</spare>"}) {
+        auto const cali = loaded(withOptic(elements));
+        auto const& optic = opticOf(*cali);
+        EXPECT_EQ(optic.FOV, 0);
+        EXPECT_EQ(optic.SerNo, 0);
+        EXPECT_EQ(optic.Text, nullptr);
+        EXPECT_FALSE(optic.SamplePointCali);
+        EXPECT_EQ(optic.spare, -1.0);
+    }
+}
+
 TEST(OpticsOfADescription, HaveTheirSerialNumber) {
     EXPECT_EQ(opticOf(*loaded(withOptic("<SerNo>-2147483648</SerNo>"))).SerNo,
               std::numeric_limits<int>::min());
 }
 
-TEST(OpticsOfADescription, HaveADefaultForEveryElementThatIsMissing) {
-    auto const cali = loaded(withOptic(""));
-    auto const& optic = opticOf(*cali);
-    EXPECT_EQ(optic.FOV, 0);
-    EXPECT_EQ(optic.SerNo, 0);
-    EXPECT_EQ(optic.Text, nullptr);
-    EXPECT_FALSE(optic.SamplePointCali);
+TEST(OpticsOfADescription, HaveTheirTextByteForByteButForTheLineBreaksOfTheFile) {
+    std::pair<std::string, std::string> const cases[] = {{"", ""},
+                                                         {" Gr\xF6\xDF"
+                                                          "e &amp; \t1% ",
+                                                          " Gr\xF6\xDF"
+                                                          "e &amp; \t1% "},
+                                                         {"a\nb\r\nc", "ab\nc"}};
+    for (auto const& [inFile, expected] : cases)
+        EXPECT_EQ(textOf(opticOf(*loaded(withOptic(element("Text", inFile))))), expected);
 }
 
-TEST(OpticsOfADescription, DoNotTakeTheirSpareFromTheFile) {
-    EXPECT_EQ(opticOf(*loaded(withOptic("<spare>3</spare>"))).spare, -1.0);
-}
-
-TEST(OpticsOfADescription, KeepFieldOfViewAndSerialNumber0WhenTheElementsHoldNoNumber) {
-    auto const cali = loaded(withOptic("<FOV>wide</FOV><SerNo></SerNo>"));
-    EXPECT_EQ(opticOf(*cali).FOV, 0);
-    EXPECT_EQ(opticOf(*cali).SerNo, 0);
-}
-
-TEST(OpticsOfADescription, HaveAnEmptyTextWhenTheElementIsEmpty) {
-    auto const cali = loaded(withOptic("<Text></Text>"));
-    ASSERT_NE(opticOf(*cali).Text, nullptr);
-    EXPECT_STREQ(opticOf(*cali).Text.get(), "");
-}
-
-TEST(OpticsOfADescription, HaveTheirTextByteForByte) {
-    EXPECT_EQ(textOf(opticOf(*loaded(withOptic("<Text> Gr\xF6\xDF"
-                                               "e &amp; \t1% </Text>")))),
-              " Gr\xF6\xDF"
-              "e &amp; \t1% ");
-}
-
-TEST(OpticsOfADescription, HaveTheirTextWithoutTheLineBreaksOfTheFile) {
-    EXPECT_EQ(textOf(opticOf(*loaded(withOptic("<Text>a\nb\r\nc</Text>")))), "ab\nc");
-}
-
-TEST(OpticsOfADescription, KeepTheThreeDefaultRangesWithoutTempRanges) {
-    EXPECT_EQ(rangesOf(opticOf(*loaded(camera(serial).optic(23)))), defaultRanges);
-}
-
-TEST(OpticsOfADescription, KeepTheirDefaultRangesApartFromTheRangesOfTheNextOptic) {
-    auto const cali = loaded(camera(serial).optic(23).optic(54).range(1, 2));
+TEST(OpticsOfADescription, KeepTheDefaultRangesOnlyWithoutTempRanges) {
+    auto const cali = loaded(camera(serial)
+                                 .optic(23)
+                                 .optic(54)
+                                 .range(150, 900)
+                                 .range(1.5, 2.5)
+                                 .optic(80)
+                                 .withoutRanges());
     EXPECT_EQ(rangesOf(opticOf(*cali, 0)), defaultRanges);
-    EXPECT_EQ(rangesOf(opticOf(*cali, 1)), (std::vector<Limits>{{1.0F, 2.0F}}));
-}
-
-TEST(OpticsOfADescription, HaveNoRangesWhenTempRangesIsEmpty) {
-    EXPECT_EQ(rangesOf(opticOf(*loaded(camera(serial).optic(23).withoutRanges()))),
-              std::vector<Limits>{});
-}
-
-TEST(OpticsOfADescription, HaveTheirOwnRangesInTheOrderOfTheFile) {
-    auto const cali =
-        loaded(camera(serial).optic(23).range(150, 900).range(-20, 100).optic(54).range(1.5, 2.5));
-    EXPECT_EQ(rangesOf(opticOf(*cali, 0)),
-              (std::vector<Limits>{{150.0F, 900.0F}, {-20.0F, 100.0F}}));
-    EXPECT_EQ(rangesOf(opticOf(*cali, 1)), (std::vector<Limits>{{1.5F, 2.5F}}));
+    EXPECT_EQ(rangesOf(opticOf(*cali, 1)), (std::vector<Limits>{{150.0F, 900.0F}, {1.5F, 2.5F}}));
+    EXPECT_EQ(rangesOf(opticOf(*cali, 2)), std::vector<Limits>{});
 }
 
 TEST(OpticsOfADescription, MayHaveAsManyRangesAsTheFileHas) {
@@ -745,28 +562,16 @@ TEST(OpticsOfADescription, MayHaveAsManyRangesAsTheFileHas) {
     EXPECT_EQ(opticOf(*cali).tempRanges.size(), 1000U);
 }
 
-namespace {
-
-bool samplePointCalibrated(std::string const& answer) {
-    return opticOf(*loaded(camera(serial).optic(23).samplePointCalibrated(answer))).SamplePointCali;
-}
-
-} // namespace
-
-TEST(SamplePointCali, IsAYesForTrueInAnyLetterCase) {
-    for (auto const* answer : {"true", "TRUE", "True", "tRuE"})
-        EXPECT_TRUE(samplePointCalibrated(answer)) << answer;
-}
-
-TEST(SamplePointCali, IsANoForAnyOtherText) {
-    for (auto const* answer : {"yes", "1", "", "false", "tru", "truee", " true", "true "})
-        EXPECT_FALSE(samplePointCalibrated(answer)) << '"' << answer << '"';
-}
-
-TEST(SamplePointCali, BelongsToItsOwnOptic) {
-    auto const cali = loaded(camera(serial).optic(23).samplePointCalibrated("True").optic(54));
-    EXPECT_TRUE(opticOf(*cali, 0).SamplePointCali);
-    EXPECT_FALSE(opticOf(*cali, 1).SamplePointCali);
+TEST(OpticsOfADescription, AreSamplePointCalibratedForTrueInAnyLetterCaseAndNothingElse) {
+    std::pair<char const*, bool> const cases[] = {
+        {"true", true}, {"TRUE", true},   {"True", true},   {"tRuE", true},
+        {"yes", false}, {"1", false},     {"", false},      {"false", false},
+        {"tru", false}, {"truee", false}, {" true", false}, {"true ", false}};
+    for (auto const& [answer, expected] : cases) {
+        auto const cali = loaded(camera(serial).optic(23).samplePointCalibrated(answer).optic(54));
+        EXPECT_EQ(opticOf(*cali, 0).SamplePointCali, expected) << '"' << answer << '"';
+        EXPECT_FALSE(opticOf(*cali, 1).SamplePointCali);
+    }
 }
 
 // Ranges of a description
@@ -781,20 +586,15 @@ TEST(RangeOfADescription, TakesEachOfItsElements) {
     EXPECT_EQ(range.Decimal, 2);
 }
 
-TEST(RangeOfADescription, HasAZeroForEachRequiredElementThatIsMissing) {
-    auto const cali = loaded(withRange(""));
-    auto const& range = rangeOf(*cali);
-    EXPECT_EQ(range.Fid, 0);
-    EXPECT_EQ(range.Skim, 0);
-    EXPECT_EQ(limits(range.range), (Limits{0.0F, 0.0F}));
-}
-
-TEST(RangeOfADescription, HasDecimal1WhenTheElementIsMissing) {
-    EXPECT_EQ(rangeOf(*loaded(withRange(""))).Decimal, 1);
-}
-
-TEST(RangeOfADescription, HasDecimal1WhenTheElementHoldsNoNumber) {
-    EXPECT_EQ(rangeOf(*loaded(withRange("<Decimal>one</Decimal>"))).Decimal, 1);
+TEST(RangeOfADescription, HasADefaultWhereAnElementIsMissingOrHoldsNoNumber) {
+    for (auto const* elements : {"", "<Fid>no</Fid><TempLo></TempLo><Decimal>one</Decimal>"}) {
+        auto const cali = loaded(withRange(elements));
+        auto const& range = rangeOf(*cali);
+        EXPECT_EQ(range.Fid, 0);
+        EXPECT_EQ(range.Skim, 0);
+        EXPECT_EQ(limits(range.range), (Limits{0.0F, 0.0F}));
+        EXPECT_EQ(range.Decimal, 1);
+    }
 }
 
 TEST(RangeOfADescription, TruncatesItsIntegersTo16Bits) {
@@ -818,96 +618,45 @@ TEST(RangeOfADescription, TakesNothingFromItsNeighbour) {
     EXPECT_FALSE(second.framerates.has_value());
 }
 
-namespace {
-
-/// The extended range of a range from 0 to 100.
-Limits extended(std::string const& elements) {
-    return limits(
-        rangeOf(*loaded(withRange("<TempLo>0</TempLo><TempHi>100</TempHi>" + elements))).extRange);
+TEST(RangeOfADescription, IsExtendedButNeverCut) {
+    std::pair<std::string, Limits> const cases[] = {
+        {"", {0.0F, 100.0F}},
+        {"<TempLoExt>-10</TempLoExt>", {-10.0F, 100.0F}},
+        {"<TempHiExt>110</TempHiExt>", {0.0F, 110.0F}},
+        {"<TempLoExt>-1.5</TempLoExt><TempHiExt>100.5</TempHiExt>", {-1.5F, 100.5F}},
+        {"<TempLoExt>10</TempLoExt>", {0.0F, 100.0F}},
+        {"<TempHiExt>90</TempHiExt>", {0.0F, 100.0F}},
+        // What holds no number counts as -100.
+        {"<TempLoExt>low</TempLoExt><TempHiExt>high</TempHiExt>", {-100.0F, 100.0F}}};
+    for (auto const& [elements, expected] : cases) {
+        auto const cali = loaded(withRange("<TempLo>0</TempLo><TempHi>100</TempHi>" + elements));
+        EXPECT_EQ(limits(rangeOf(*cali).extRange), expected) << elements;
+    }
 }
 
-} // namespace
-
-TEST(ExtendedRangeOfADescription, IsTheRangeItselfWithoutElementsOfItsOwn) {
-    EXPECT_EQ(extended(""), (Limits{0.0F, 100.0F}));
-}
-
-TEST(ExtendedRangeOfADescription, ReachesDownToALowerLimit) {
-    EXPECT_EQ(extended("<TempLoExt>-10</TempLoExt>"), (Limits{-10.0F, 100.0F}));
-}
-
-TEST(ExtendedRangeOfADescription, ReachesUpToAHigherLimit) {
-    EXPECT_EQ(extended("<TempHiExt>110</TempHiExt>"), (Limits{0.0F, 110.0F}));
-}
-
-TEST(ExtendedRangeOfADescription, ReachesBothWays) {
-    EXPECT_EQ(extended("<TempLoExt>-1.5</TempLoExt><TempHiExt>100.5</TempHiExt>"),
-              (Limits{-1.5F, 100.5F}));
-}
-
-TEST(ExtendedRangeOfADescription, DoesNotCutTheRangeAtItsLowEnd) {
-    EXPECT_EQ(extended("<TempLoExt>10</TempLoExt>"), (Limits{0.0F, 100.0F}));
-}
-
-TEST(ExtendedRangeOfADescription, DoesNotCutTheRangeAtItsHighEnd) {
-    EXPECT_EQ(extended("<TempHiExt>90</TempHiExt>"), (Limits{0.0F, 100.0F}));
-}
-
-TEST(ExtendedRangeOfADescription, CountsALimitThatHoldsNoNumberAsMinus100) {
-    EXPECT_EQ(extended("<TempLoExt>low</TempLoExt><TempHiExt>high</TempHiExt>"),
-              (Limits{-100.0F, 100.0F}));
-}
-
-namespace {
-
-using FrameRates = std::optional<std::vector<std::uint16_t>>;
-
-FrameRates frameRates(std::string const& rangeElements) {
-    return rangeOf(*loaded(withRange(rangeElements))).framerates;
-}
-
-std::string frameRateList(std::string const& content) {
-    return "<Framerates>" + content + "</Framerates>";
-}
-
-} // namespace
-
-TEST(FrameRatesOfADescription, AreNoListWithoutTheElement) {
-    EXPECT_EQ(frameRates(""), std::nullopt);
-}
-
-TEST(FrameRatesOfADescription, AreAnEmptyListWhenTheElementIsEmpty) {
-    EXPECT_EQ(frameRates(frameRateList("")), FrameRates(std::vector<std::uint16_t>{}));
-}
-
-TEST(FrameRatesOfADescription, AreReadInTheOrderOfTheFile) {
-    EXPECT_EQ(frameRates(frameRateList("<Framerate><FR>80</FR></Framerate>"
-                                       "<Framerate><FR>27</FR></Framerate>")),
-              (FrameRates{{80, 27}}));
-}
-
-TEST(FrameRatesOfADescription, AreZeroWhereTheValueIsMissingOrNoNumber) {
-    EXPECT_EQ(frameRates(frameRateList("<Framerate></Framerate>"
-                                       "<Framerate><FR>27</FR></Framerate>"
-                                       "<Framerate><FR>fast</FR></Framerate>")),
-              (FrameRates{{0, 27, 0}}));
-}
-
-TEST(FrameRatesOfADescription, AreTruncatedTo16Bits) {
-    EXPECT_EQ(frameRates(frameRateList("<Framerate><FR>65563</FR></Framerate>"
-                                       "<Framerate><FR>-1</FR></Framerate>")),
-              (FrameRates{{27, 65535}}));
-}
-
-TEST(FrameRatesOfADescription, MayBeAsManyAsTheFileHas) {
-    auto const rates =
-        frameRates(frameRateList(repeated("<Framerate><FR>9</FR>\n</Framerate>\n", 1000)));
-    EXPECT_EQ(rates, (FrameRates{std::vector<std::uint16_t>(1000, 9)}));
+TEST(FrameRatesOfADescription, AreReadInTheOrderOfTheFileAndTruncatedTo16Bits) {
+    using FrameRates = std::optional<std::vector<std::uint16_t>>;
+    auto const list = [](std::string const& content) {
+        return element("Framerates", content);
+    };
+    auto const rate = [](std::string const& value) {
+        return element("Framerate", value);
+    };
+    std::pair<std::string, FrameRates> const cases[] = {
+        {"", std::nullopt},
+        {list(""), FrameRates(std::in_place)},
+        {list(rate("<FR>80</FR>") + rate("<FR>27</FR>")), {{80, 27}}},
+        {list(rate("") + rate("<FR>27</FR>") + rate("<FR>fast</FR>")), {{0, 27, 0}}},
+        {list(rate("<FR>65563</FR>") + rate("<FR>-1</FR>")), {{27, 65535}}},
+        {list(repeated("<Framerate><FR>9</FR>\n</Framerate>\n", 1000)),
+         std::vector<std::uint16_t>(1000, 9)}};
+    for (auto const& [elements, expected] : cases)
+        EXPECT_EQ(rangeOf(*loaded(withRange(elements))).framerates, expected) << elements;
 }
 
 TEST(FrameRatesOfADescription, LeaveTheElementsBehindThemToTheRange) {
     auto const cali =
-        loaded(withRange(frameRateList("<Framerate><FR>27</FR></Framerate>") +
+        loaded(withRange("<Framerates><Framerate><FR>27</FR></Framerate></Framerates>"
                          "<Decimal>3</Decimal><TableParams><E1>4</E1></TableParams>"));
     EXPECT_EQ(rangeOf(*cali).Decimal, 3);
     EXPECT_EQ(rangeOf(*cali).tableParams.E1, 4);
@@ -916,70 +665,54 @@ TEST(FrameRatesOfADescription, LeaveTheElementsBehindThemToTheRange) {
 TEST(TableParamsOfADescription, TakeEachOfTheirElements) {
     auto const cali = loaded(withTableParams(
         "<Normalize>1</Normalize><T1>-20</T1><T3>100</T3><E1>6120</E1><E3>14800</E3>"
-        "<Lambda>10.5</Lambda>"));
+        "<Lambda>10.6</Lambda>"));
     auto const& params = rangeOf(*cali).tableParams;
     EXPECT_TRUE(params.Normalize);
     EXPECT_EQ(params.T1, -20.0);
     EXPECT_EQ(params.T3, 100.0);
     EXPECT_EQ(params.E1, 6120);
     EXPECT_EQ(params.E3, 14800);
-    EXPECT_EQ(params.Lambda, 10.5);
+    EXPECT_EQ(params.Lambda, static_cast<double>(10.6F)); // read in single precision
 }
 
-TEST(TableParamsOfADescription, HaveADefaultForEveryElementThatIsMissing) {
-    auto const cali = loaded(withTableParams(""));
-    auto const& params = rangeOf(*cali).tableParams;
-    EXPECT_FALSE(params.Normalize);
-    EXPECT_EQ(params.T1, 0.0);
-    EXPECT_EQ(params.T3, 0.0);
-    EXPECT_EQ(params.E1, 0);
-    EXPECT_EQ(params.E3, 0);
-    EXPECT_EQ(params.Lambda, 0.0);
-}
-
-TEST(TableParamsOfADescription, DoNotTakeTheirSparesFromTheFile) {
-    auto const cali = loaded(
-        withTableParams("<spare1>1</spare1><spare2>2</spare2><spare3>3</spare3><spare>4</spare>"));
-    auto const& params = rangeOf(*cali).tableParams;
-    EXPECT_EQ(params.spare1, 0.0);
-    EXPECT_EQ(params.spare2, -100.0);
-    EXPECT_EQ(params.spare3, 0);
-}
-
-TEST(TableParamsOfADescription, ReadTheirTemperaturesAsIntegers) {
-    auto const cali = loaded(withTableParams("<T1>12.75</T1><T3>0x10</T3>"));
-    EXPECT_EQ(rangeOf(*cali).tableParams.T1, 12.0);
-    EXPECT_EQ(rangeOf(*cali).tableParams.T3, 16.0);
-}
-
-TEST(TableParamsOfADescription, KeepTemperaturesThatNeedMoreThanSinglePrecision) {
-    auto const cali = loaded(withTableParams("<T1>16777217</T1><T3>-2147483647</T3>"));
-    EXPECT_EQ(rangeOf(*cali).tableParams.T1, 16777217.0);
-    EXPECT_EQ(rangeOf(*cali).tableParams.T3, -2147483647.0);
-}
-
-TEST(TableParamsOfADescription, TruncateTheirEmissionsTo16Bits) {
-    auto const cali = loaded(withTableParams("<E1>65537</E1><E3>-2</E3>"));
-    EXPECT_EQ(rangeOf(*cali).tableParams.E1, 1);
-    EXPECT_EQ(rangeOf(*cali).tableParams.E3, 65534);
-}
-
-TEST(TableParamsOfADescription, WidenTheWavelengthFromSinglePrecision) {
-    EXPECT_EQ(rangeOf(*loaded(withTableParams("<Lambda>10.6</Lambda>"))).tableParams.Lambda,
-              static_cast<double>(10.6F));
-}
-
-TEST(TableParamsOfADescription, NormalizeForAnyNumberButZero) {
-    for (auto const* number : {"1", "2", "-1", "65536"}) {
-        auto const cali = loaded(withTableParams(element("Normalize", number)));
-        EXPECT_TRUE(rangeOf(*cali).tableParams.Normalize) << number;
+TEST(TableParamsOfADescription, HaveADefaultForEveryElementThatIsMissingAndTheirSpares) {
+    for (auto const* elements :
+         {"", "<spare1>1</spare1><spare2>2</spare2><spare3>3</spare3><spare>4</spare>"}) {
+        auto const cali = loaded(withTableParams(elements));
+        expectDefaults(rangeOf(*cali).tableParams);
     }
 }
 
-TEST(TableParamsOfADescription, DoNotNormalizeForZeroOrNoNumber) {
-    for (auto const* text : {"0", "", "true"}) {
+TEST(TableParamsOfADescription, ReadTheirTemperaturesAsIntegersAndTheirEmissionsAs16Bits) {
+    struct {
+        char const* text;
+        double temperature;
+        int emission;
+    } const cases[] = {{"12.75", 12.0, 12},
+                       {"0x10", 16.0, 16},
+                       {"16777217", 16777217.0, 1}, // more than single precision holds
+                       {"-2147483647", -2147483647.0, 1},
+                       {"65537", 65537.0, 1},
+                       {"-2", -2.0, 65534}};
+    for (auto const& [text, temperature, emission] : cases) {
+        SCOPED_TRACE(text);
+        auto const cali = loaded(withTableParams(element("T1", text) + element("T3", text) +
+                                                 element("E1", text) + element("E3", text)));
+        auto const& params = rangeOf(*cali).tableParams;
+        EXPECT_EQ(params.T1, temperature);
+        EXPECT_EQ(params.T3, temperature);
+        EXPECT_EQ(params.E1, emission);
+        EXPECT_EQ(params.E3, emission);
+    }
+}
+
+TEST(TableParamsOfADescription, NormalizeForAnyNumberButZero) {
+    std::pair<char const*, bool> const cases[] = {{"1", true},     {"2", true},  {"-1", true},
+                                                  {"65536", true}, {"0", false}, {"", false},
+                                                  {"true", false}};
+    for (auto const& [text, expected] : cases) {
         auto const cali = loaded(withTableParams(element("Normalize", text)));
-        EXPECT_FALSE(rangeOf(*cali).tableParams.Normalize) << text;
+        EXPECT_EQ(rangeOf(*cali).tableParams.Normalize, expected) << text;
     }
 }
 
@@ -1142,110 +875,77 @@ TEST(CaliQueries, LogNothing) {
 
 // Optics
 
-TEST(OpticsCount, IsOneInitially) {
-    EXPECT_EQ(ConfigCali().getOpticsCount(), 1);
-}
-
-TEST(OpticsCount, IsThatOfTheDescription) {
-    EXPECT_EQ(loaded(camera(serial).optic(23).optic(54).optic(80))->getOpticsCount(), 3);
-}
-
 namespace {
 
-std::unique_ptr<ConfigCali> plainOpticBeforeOneWithText() {
-    return loaded(camera(serial).optic(30).optic(30).text("T"));
+/// A question about an optic, and the index that answers it.
+struct OpticQuestion {
+    int fov;
+    char const* text;
+    int index;
+};
+
+template <std::size_t Count>
+void expectIndexes(support::Camera const& camera, OpticQuestion const (&questions)[Count]) {
+    auto const cali = loaded(camera);
+    for (auto const& [fov, text, index] : questions)
+        EXPECT_EQ(opticsIndex(*cali, optic(fov, text)), index)
+            << fov << ' ' << (text != nullptr ? text : "(null)");
+}
+
+template <std::size_t Count>
+void expectLenientIndexes(support::Camera const& camera, OpticQuestion const (&questions)[Count]) {
+    auto const cali = loaded(camera);
+    for (auto const& [fov, text, index] : questions)
+        EXPECT_EQ(cali->getOpticsIndex(fov, text), index)
+            << fov << ' ' << (text != nullptr ? text : "(null)");
 }
 
 } // namespace
 
-TEST(OpticsIndex, IsThatOfThePlainOpticForAHandleWithoutText) {
-    EXPECT_EQ(opticsIndex(*plainOpticBeforeOneWithText(), optic(30)), 0);
-}
-
 TEST(OpticsIndex, IsThatOfTheOpticWithTheTextOfTheHandle) {
-    EXPECT_EQ(opticsIndex(*plainOpticBeforeOneWithText(), optic(30, "T")), 1);
-}
-
-TEST(OpticsIndex, IsMinusOneForAHandleWithAnUnknownText) {
-    EXPECT_EQ(opticsIndex(*plainOpticBeforeOneWithText(), optic(30, "X")), -1);
-}
-
-TEST(OpticsIndex, IsMinusOneForAHandleWithAnUnknownFieldOfView) {
-    EXPECT_EQ(opticsIndex(*plainOpticBeforeOneWithText(), optic(31)), -1);
-}
-
-TEST(OpticsIndex, IsMinusOneForAHandleWithTheTextOfAnotherFieldOfView) {
-    EXPECT_EQ(opticsIndex(*loaded(camera(serial).optic(23).text("T").optic(30)), optic(30, "T")),
-              -1);
-}
-
-TEST(OpticsIndex, IsMinusOneWithoutAHandle) {
+    expectIndexes(camera(serial).optic(23).text("M").optic(30).optic(30).text("T"),
+                  {{30, nullptr, 1},
+                   {30, "", 1},
+                   {30, "T", 2},
+                   {30, "X", -1},
+                   {30, "M", -1},
+                   {31, nullptr, -1},
+                   {23, nullptr, -1}});
     EXPECT_EQ(ConfigCali().getOpticsIndex(nullptr), -1);
 }
 
-TEST(OpticsIndex, TakesAnEmptyTextOfTheHandleForNone) {
-    EXPECT_EQ(opticsIndex(*loaded(camera(serial).optic(30).text("T").optic(30)), optic(30, "")), 1);
-}
-
 TEST(OpticsIndex, TakesAnEmptyTextOfTheOpticForNone) {
-    EXPECT_EQ(opticsIndex(*loaded(camera(serial).optic(30).text("")), optic(30)), 0);
-}
-
-TEST(OpticsIndex, IsMinusOneForAHandleWithoutTextWhenTheOpticHasOne) {
-    EXPECT_EQ(opticsIndex(*loaded(camera(serial).optic(30).text("T")), optic(30)), -1);
+    expectIndexes(camera(serial).optic(30).text(""), {{30, nullptr, 0}, {30, "", 0}});
 }
 
 TEST(OpticsIndex, ComparesTheWholeTextWithItsLetterCase) {
-    auto const cali = loaded(camera(serial).optic(30).text("Macro"));
-    EXPECT_EQ(opticsIndex(*cali, optic(30, "Mac")), -1);
-    EXPECT_EQ(opticsIndex(*cali, optic(30, "Macros")), -1);
-    EXPECT_EQ(opticsIndex(*cali, optic(30, "macro")), -1);
+    expectIndexes(camera(serial).optic(30).text("Macro"),
+                  {{30, "Mac", -1}, {30, "Macros", -1}, {30, "macro", -1}, {30, "Macro", 0}});
 }
 
 TEST(OpticsIndex, IsThatOfTheFirstOfEqualOptics) {
-    auto const cali = loaded(camera(serial).optic(23).optic(30).text("T").optic(30).text("T"));
-    EXPECT_EQ(opticsIndex(*cali, optic(30, "T")), 1);
+    expectIndexes(camera(serial).optic(23).optic(30).text("T").optic(30).text("T"), {{30, "T", 1}});
 }
 
-TEST(LenientOpticsIndex, IsThatOfAnEarlierOpticWithoutTextWhateverTextIsAsked) {
-    auto const cali = plainOpticBeforeOneWithText();
-    EXPECT_EQ(cali->getOpticsIndex(30, "T"), 0);
-    EXPECT_EQ(cali->getOpticsIndex(30, "X"), 0);
-}
-
-TEST(LenientOpticsIndex, IsThatOfTheFirstOpticOfTheFieldOfViewWithoutAText) {
-    auto const cali = loaded(camera(serial).optic(23).optic(30).text("T").optic(30));
-    EXPECT_EQ(cali->getOpticsIndex(30, nullptr), 1);
-}
-
-TEST(LenientOpticsIndex, TakesAnEmptyAskedTextForNone) {
-    auto const cali = loaded(camera(serial).optic(23).optic(30).text("T").optic(30));
-    EXPECT_EQ(cali->getOpticsIndex(30, ""), 1);
-}
-
-TEST(LenientOpticsIndex, TakesAnEmptyTextOfTheOpticForNone) {
-    auto const cali = loaded(camera(serial).optic(30).text("").optic(30).text("T"));
-    EXPECT_EQ(cali->getOpticsIndex(30, "T"), 0);
+TEST(LenientOpticsIndex, TakesAMissingTextOnEitherSideForAnyText) {
+    expectLenientIndexes(camera(serial).optic(30).optic(30).text("T"),
+                         {{30, "T", 0}, {30, "X", 0}});
+    expectLenientIndexes(camera(serial).optic(30).text("").optic(30).text("T"), {{30, "T", 0}});
+    expectLenientIndexes(camera(serial).optic(23).optic(30).text("T").optic(30),
+                         {{30, nullptr, 1}, {30, "", 1}, {31, nullptr, -1}});
 }
 
 TEST(LenientOpticsIndex, PassesOverOpticsWithAnotherText) {
-    auto const cali = loaded(camera(serial).optic(30).text("S").optic(30).text("T"));
-    EXPECT_EQ(cali->getOpticsIndex(30, "T"), 1);
+    expectLenientIndexes(camera(serial).optic(30).text("S").optic(30).text("T"),
+                         {{30, "T", 1}, {30, "X", -1}});
 }
 
-TEST(LenientOpticsIndex, IsMinusOneWhenAllOpticsHaveAnotherText) {
-    auto const cali = loaded(camera(serial).optic(30).text("S").optic(30).text("T"));
-    EXPECT_EQ(cali->getOpticsIndex(30, "X"), -1);
-}
-
-TEST(LenientOpticsIndex, IsMinusOneForAnUnknownFieldOfView) {
-    EXPECT_EQ(ConfigCali().getOpticsIndex(31, nullptr), -1);
-}
-
-TEST(GetOptics, GivesFieldOfViewAndTheDescriptionsOwnText) {
+TEST(GetOptics, GivesANewHandleWithTheDescriptionsOwnText) {
     auto const cali = loaded(camera(serial).optic(23).optic(54).text("Macro"));
     std::unique_ptr<OPTICS> const handle(cali->getOptics(1));
+    std::unique_ptr<OPTICS> const again(cali->getOptics(1));
     ASSERT_NE(handle, nullptr);
+    EXPECT_NE(handle, again);
     EXPECT_EQ(handle->fov, 54);
     EXPECT_EQ(handle->text, opticOf(*cali, 1).Text.get());
     EXPECT_STREQ(handle->text, "Macro");
@@ -1257,18 +957,10 @@ TEST(GetOptics, GivesANullTextForAnOpticWithout) {
     EXPECT_EQ(handle->text, nullptr);
 }
 
-TEST(GetOptics, GivesANewHandleEachTime) {
-    ConfigCali const cali;
-    std::unique_ptr<OPTICS> const first(cali.getOptics(0));
-    std::unique_ptr<OPTICS> const second(cali.getOptics(0));
-    EXPECT_NE(first, second);
-}
-
 TEST(GetOptics, GivesNullForAnIndexOutsideTheTable) {
     ConfigCali const cali;
-    EXPECT_EQ(cali.getOptics(-1), nullptr);
-    EXPECT_EQ(cali.getOptics(1), nullptr);
-    EXPECT_EQ(cali.getOptics(2), nullptr);
+    for (int const index : {-1, 1, 2})
+        EXPECT_EQ(cali.getOptics(index), nullptr) << index;
 }
 
 // Ranges. Each query is asked through records and through plain arguments.
@@ -1328,63 +1020,38 @@ TEST(TempRangeCount, IsThatOfTheExactOptic) {
     auto const cali = twinOptics();
     EXPECT_EQ(rangeCount(*cali, 30), 1);
     EXPECT_EQ(rangeCount(*cali, 30, "T"), 2);
+    EXPECT_EQ(rangeCount(*loaded(camera(serial).optic(30).withoutRanges()), 30), 0);
 }
 
 TEST(TempRangeCount, IsMinusOneForAnUnknownOptic) {
     auto const cali = twinOptics();
     EXPECT_EQ(rangeCount(*cali, 31), -1);
     EXPECT_EQ(rangeCount(*cali, 30, "X"), -1);
+    EXPECT_EQ(cali->getTempRangeCount(nullptr), -1);
 }
 
-TEST(TempRangeCount, IsZeroForAnOpticWithoutRanges) {
-    EXPECT_EQ(rangeCount(*loaded(camera(serial).optic(30).withoutRanges()), 30), 0);
-}
-
-TEST(TempRangeCount, IsMinusOneWithoutAHandle) {
-    EXPECT_EQ(ConfigCali().getTempRangeCount(nullptr), -1);
-}
-
-TEST(TempRangeIndex, FindsTheFirstDefaultRange) {
-    EXPECT_EQ(rangeIndex(ConfigCali(), 30, nullptr, -20.0F, 100.0F), 0);
-}
-
-TEST(TempRangeIndex, FindsTheLastDefaultRange) {
-    EXPECT_EQ(rangeIndex(ConfigCali(), 30, nullptr, 150.0F, 900.0F), 2);
-}
-
-TEST(TempRangeIndex, IsMinusOneWhenTheHighLimitIsNotExactlyTheSame) {
-    EXPECT_EQ(rangeIndex(ConfigCali(), 30, nullptr, -20.0F, 100.5F), -1);
-}
-
-TEST(TempRangeIndex, IsMinusOneWhenTheLowLimitIsNotExactlyTheSame) {
-    EXPECT_EQ(rangeIndex(ConfigCali(), 30, nullptr, -20.000002F, 100.0F), -1);
-}
-
-TEST(TempRangeIndex, IsMinusOneForTheLimitsOfDifferentRanges) {
-    EXPECT_EQ(rangeIndex(ConfigCali(), 30, nullptr, -20.0F, 250.0F), -1);
+TEST(TempRangeIndex, IsThatOfTheRangeWithExactlyTheseLimits) {
+    struct {
+        float lo, hi;
+        int index;
+    } const cases[] = {{-20.0F, 100.0F, 0},  {0.0F, 250.0F, 1},     {150.0F, 900.0F, 2},
+                       {-0.0F, 250.0F, 1},   {-20.0F, 100.5F, -1},  {-20.000002F, 100.0F, -1},
+                       {-20.0F, 250.0F, -1}, {-100.0F, -100.0F, -1}}; // not the extended limits
+    for (auto const& [lo, hi, index] : cases)
+        EXPECT_EQ(rangeIndex(ConfigCali(), 30, nullptr, lo, hi), index) << lo << ' ' << hi;
+    EXPECT_EQ(rangeIndex(*twinOptics(), 30, nullptr, -25.0F, 110.0F), -1);
 }
 
 TEST(TempRangeIndex, FindsTheRangesOfTheExactOptic) {
     auto const cali = twinOptics();
     EXPECT_EQ(rangeIndex(*cali, 30, "T", 150.0F, 900.0F), 1);
     EXPECT_EQ(rangeIndex(*cali, 30, nullptr, 150.0F, 900.0F), -1);
-}
-
-TEST(TempRangeIndex, IsMinusOneForAnUnknownOptic) {
-    EXPECT_EQ(rangeIndex(ConfigCali(), 31, nullptr, -20.0F, 100.0F), -1);
-}
-
-TEST(TempRangeIndex, DoesNotMatchExtendedLimits) {
-    EXPECT_EQ(rangeIndex(*twinOptics(), 30, nullptr, -25.0F, 110.0F), -1);
+    EXPECT_EQ(rangeIndex(*cali, 31, nullptr, -20.0F, 100.0F), -1);
 }
 
 TEST(TempRangeIndex, IsThatOfTheFirstOfEqualRanges) {
     auto const cali = loaded(camera(serial).optic(30).range(1, 2).range(3, 4).range(3, 4));
     EXPECT_EQ(rangeIndex(*cali, 30, nullptr, 3.0F, 4.0F), 1);
-}
-
-TEST(TempRangeIndex, TakesMinusZeroForZero) {
-    EXPECT_EQ(rangeIndex(ConfigCali(), 30, nullptr, -0.0F, 250.0F), 1);
 }
 
 TEST(TempRangeIndex, IsMinusOneWithoutARecord) {
@@ -1397,130 +1064,73 @@ TEST(TempRangeIndex, IsMinusOneWithoutARecord) {
 
 TEST(TempRange, IsACopyOfTheRangeAtTheIndex) {
     EXPECT_EQ(rangeAt(*twinOptics(), 30, "T", 1), (Limits{150.0F, 900.0F}));
-}
-
-TEST(TempRange, IsANewRecordEachTime) {
     ConfigCali const cali;
     std::unique_ptr<Range> const first(cali.getTempRange(30, nullptr, 0));
     std::unique_ptr<Range> const second(cali.getTempRange(30, nullptr, 0));
     EXPECT_NE(first, second);
 }
 
-TEST(TempRange, IsNullForAnUnknownOptic) {
-    EXPECT_EQ(rangeAt(*twinOptics(), 30, "X", 0), std::nullopt);
-}
-
-TEST(TempRange, IsNullForAnIndexOutsideTheRanges) {
-    ConfigCali const cali;
-    EXPECT_EQ(rangeAt(cali, 30, nullptr, -1), std::nullopt);
-    EXPECT_EQ(rangeAt(cali, 30, nullptr, 3), std::nullopt);
-}
-
-TEST(TempRange, IsNullWithoutAHandle) {
-    EXPECT_EQ(ConfigCali().getTempRange(nullptr, 0), nullptr);
-}
-
 TEST(ExtendedTempRange, IsACopyOfTheExtendedRangeAtTheIndex) {
+    EXPECT_EQ(extendedAt(*twinOptics(), 30, "T", 0), (Limits{0.0F, 250.0F})); // extends nothing
     EXPECT_EQ(extendedAt(*twinOptics(), 30, "T", 1), (Limits{140.0F, 950.0F}));
-}
-
-TEST(ExtendedTempRange, IsTheRangeItselfWhenTheDescriptionExtendsNothing) {
-    EXPECT_EQ(extendedAt(*twinOptics(), 30, "T", 0), (Limits{0.0F, 250.0F}));
-}
-
-TEST(ExtendedTempRange, IsMinus100ForADefaultRange) {
     EXPECT_EQ(extendedAt(ConfigCali(), 30, nullptr, 0), (Limits{-100.0F, -100.0F}));
 }
 
-TEST(ExtendedTempRange, IsNullForAnUnknownOptic) {
-    EXPECT_EQ(extendedAt(*twinOptics(), 30, "X", 0), std::nullopt);
-}
-
-TEST(ExtendedTempRange, IsNullForAnIndexOutsideTheRanges) {
-    ConfigCali const cali;
-    EXPECT_EQ(extendedAt(cali, 30, nullptr, -1), std::nullopt);
-    EXPECT_EQ(extendedAt(cali, 30, nullptr, 3), std::nullopt);
-}
-
-TEST(ExtendedTempRange, IsNullWithoutAHandle) {
+TEST(TempRangeAndExtendedTempRange, AreNullForAnUnknownOpticOrIndex) {
+    for (auto const& at : {rangeAt, extendedAt}) {
+        EXPECT_EQ(at(*twinOptics(), 30, "X", 0), std::nullopt);
+        EXPECT_EQ(at(ConfigCali(), 30, nullptr, -1), std::nullopt);
+        EXPECT_EQ(at(ConfigCali(), 30, nullptr, 3), std::nullopt);
+    }
+    EXPECT_EQ(ConfigCali().getTempRange(nullptr, 0), nullptr);
     EXPECT_EQ(ConfigCali().getExtendedTempRange(nullptr, 0), nullptr);
 }
 
 TEST(ExtendedTempRange, IsFoundByTheLimitsOfTheRange) {
-    EXPECT_EQ(taken(twinOptics()->getExtendedTempRange(30, "T", 150.0F, 900.0F)),
-              (Limits{140.0F, 950.0F}));
+    auto const cali = twinOptics();
+    EXPECT_EQ(taken(cali->getExtendedTempRange(30, "T", 150.0F, 900.0F)), (Limits{140.0F, 950.0F}));
+    EXPECT_EQ(cali->getExtendedTempRange(30, "T", 140.0F, 950.0F), nullptr);
+    EXPECT_EQ(cali->getExtendedTempRange(30, "X", 150.0F, 900.0F), nullptr);
 }
 
-TEST(ExtendedTempRange, IsNullForLimitsThatNoRangeHas) {
-    EXPECT_EQ(twinOptics()->getExtendedTempRange(30, "T", 140.0F, 950.0F), nullptr);
-}
-
-TEST(ExtendedTempRange, IsNullForLimitsOfAnUnknownOptic) {
-    EXPECT_EQ(twinOptics()->getExtendedTempRange(30, "X", 150.0F, 900.0F), nullptr);
-}
-
-TEST(TempRangeOverAll, IsMinus20To900Initially) {
-    EXPECT_EQ(taken(ConfigCali().getTempRangeOverAll()), (Limits{-20.0F, 900.0F}));
-}
-
-TEST(TempRangeOverAll, SpansTheRangesOfAllOptics) {
+TEST(TempRangeOverAll, SpansTheRangesOfAllOpticsButNotTheirExtendedRanges) {
     auto const cali = loaded(
         camera(serial).optic(1).range(0, 250).optic(2).range(-40, 10).range(5, 1500).optic(3));
     EXPECT_EQ(taken(cali->getTempRangeOverAll()), (Limits{-40.0F, 1500.0F}));
+    EXPECT_EQ(taken(twinOptics()->getTempRangeOverAll()), (Limits{-20.0F, 900.0F}));
+    EXPECT_EQ(taken(ConfigCali().getTempRangeOverAll()), (Limits{-20.0F, 900.0F}));
+    EXPECT_EQ(taken(loaded(camera(serial))->getTempRangeOverAll()), noSpan);
 }
 
 TEST(TempRangeOverAll, SpansTheRangesOfTheExactOptic) {
     auto const cali = twinOptics();
     EXPECT_EQ(spanOf(*cali, 30), (Limits{-20.0F, 100.0F}));
     EXPECT_EQ(spanOf(*cali, 30, "T"), (Limits{0.0F, 900.0F}));
+    EXPECT_EQ(spanOf(*cali, 30, "X"), std::nullopt);
+    EXPECT_EQ(cali->getTempRangeOverAll(nullptr), nullptr);
 }
 
-TEST(TempRangeOverAll, LeavesExtendedRangesOut) {
-    EXPECT_EQ(taken(twinOptics()->getTempRangeOverAll()), (Limits{-20.0F, 900.0F}));
-}
-
-TEST(TempRangeOverAll, TakesLowAndHighLimitsEachForItself) {
-    auto const cali = loaded(camera(serial).optic(30).range(100, -20));
-    EXPECT_EQ(spanOf(*cali, 30), (Limits{100.0F, -20.0F}));
-}
-
-TEST(TempRangeOverAll, NeverGoesBeyondAMillion) {
-    auto const cali = loaded(camera(serial).optic(30).range(2000000, -2000000));
-    EXPECT_EQ(spanOf(*cali, 30), noSpan);
-}
-
-TEST(TempRangeOverAll, IsAMillionToMinusAMillionWithoutOptics) {
-    EXPECT_EQ(taken(loaded(camera(serial))->getTempRangeOverAll()), noSpan);
-}
-
-TEST(TempRangeOverAll, IsAMillionToMinusAMillionForAnOpticWithoutRanges) {
-    EXPECT_EQ(spanOf(*loaded(camera(serial).optic(30).withoutRanges()), 30), noSpan);
-}
-
-TEST(TempRangeOverAll, IsNullForAnUnknownOptic) {
-    EXPECT_EQ(spanOf(*twinOptics(), 30, "X"), std::nullopt);
-}
-
-TEST(TempRangeOverAll, IsNullWithoutAHandle) {
-    EXPECT_EQ(ConfigCali().getTempRangeOverAll(nullptr), nullptr);
+TEST(TempRangeOverAll, TakesLowAndHighLimitsEachForItselfUpToAMillion) {
+    auto const cali = loaded(camera(serial)
+                                 .optic(1)
+                                 .range(100, -20)
+                                 .optic(2)
+                                 .range(2000000, -2000000)
+                                 .optic(3)
+                                 .withoutRanges());
+    EXPECT_EQ(spanOf(*cali, 1), (Limits{100.0F, -20.0F}));
+    EXPECT_EQ(spanOf(*cali, 2), noSpan);
+    EXPECT_EQ(spanOf(*cali, 3), noSpan);
 }
 
 TEST(TempRangeDecimal, IsThatOfTheRangeWithTheseLimits) {
     auto const cali =
-        loaded(camera(serial).optic(30).range(-20, 100).decimal(2).range(0, 250).decimal(3));
+        loaded(camera(serial).optic(30).range(-20, 100).decimal(2).range(0, 250).decimal(3).range(
+            150, 900));
     EXPECT_EQ(cali->getTempRangeDecimal(30, nullptr, 0.0F, 250.0F), 3);
-}
-
-TEST(TempRangeDecimal, Is1WhenTheRangeSaysNothing) {
-    EXPECT_EQ(twinOptics()->getTempRangeDecimal(30, "T", 0.0F, 250.0F), 1);
-}
-
-TEST(TempRangeDecimal, IsZeroForAnUnknownRange) {
-    EXPECT_EQ(twinOptics()->getTempRangeDecimal(30, "T", 0.0F, 251.0F), 0);
-}
-
-TEST(TempRangeDecimal, IsZeroForAnUnknownOptic) {
-    EXPECT_EQ(twinOptics()->getTempRangeDecimal(30, "X", 0.0F, 250.0F), 0);
+    EXPECT_EQ(cali->getTempRangeDecimal(30, nullptr, 150.0F, 900.0F), 1);
+    EXPECT_EQ(cali->getTempRangeDecimal(30, nullptr, 0.0F, 251.0F), 0);
+    EXPECT_EQ(cali->getTempRangeDecimal(30, "X", 0.0F, 250.0F), 0);
 }
 
 // Descriptions so large that records are no longer looked through one by one
@@ -1664,16 +1274,6 @@ int rateIndex(ConfigCali const& cali, int fov, Range const& range, unsigned shor
     return index;
 }
 
-int rateCount(ConfigCali const& cali, int fov, Range const& range) {
-    auto const handle = optic(fov);
-    return cali.getFramerateCount(&handle, &range);
-}
-
-int rateAt(ConfigCali const& cali, int fov, Range const& range, int index) {
-    auto const handle = optic(fov);
-    return cali.getFramerate(&handle, &range, index);
-}
-
 constexpr Range withoutList{0.0F, 250.0F};
 constexpr Range emptyList{150.0F, 900.0F};
 constexpr Range twoRates{-20.0F, 100.0F};
@@ -1699,156 +1299,81 @@ std::unique_ptr<ConfigCali> allKindsOfRanges() {
 
 } // namespace
 
-TEST(FramerateCount, IsZeroWithoutAList) {
-    EXPECT_EQ(rateCount(*allKindsOfRanges(), 23, withoutList), 0);
-}
-
-TEST(FramerateCount, IsZeroForAnEmptyList) {
-    EXPECT_EQ(rateCount(*allKindsOfRanges(), 23, emptyList), 0);
-}
-
 TEST(FramerateCount, IsTheLengthOfTheList) {
-    EXPECT_EQ(rateCount(*allKindsOfRanges(), 23, twoRates), 2);
+    auto const cali = allKindsOfRanges();
+    struct {
+        int fov;
+        Range range;
+        int count;
+    } const cases[] = {{23, withoutList, 0}, {23, emptyList, 0}, {23, twoRates, 2},
+                       {23, rateTwice, 3},   {99, twoRates, -1}, {23, unknownRange, -1}};
+    for (auto const& each : cases) {
+        auto const handle = optic(each.fov);
+        EXPECT_EQ(cali->getFramerateCount(&handle, &each.range), each.count) << each.range.hi;
+    }
 }
 
-TEST(FramerateCount, CountsEqualRatesEach) {
-    EXPECT_EQ(rateCount(*allKindsOfRanges(), 23, rateTwice), 3);
+TEST(FramerateIndex, IsThatOfTheFirstEqualRate) {
+    auto const cali = allKindsOfRanges();
+    struct {
+        int fov;
+        Range range;
+        unsigned short rate;
+        int index;
+    } const cases[] = {{23, twoRates, 27, 0},  {23, twoRates, 80, 1},     {23, rateTwice, 50, 0},
+                       {23, twoRates, 50, -2}, {23, emptyList, 50, -2},   {23, withoutList, 50, -1},
+                       {99, twoRates, 27, -1}, {23, unknownRange, 27, -1}};
+    for (auto const& each : cases)
+        EXPECT_EQ(rateIndex(*cali, each.fov, each.range, each.rate), each.index)
+            << each.range.hi << ' ' << each.rate;
 }
 
-TEST(FramerateCount, IsMinusOneForAnUnknownOptic) {
-    EXPECT_EQ(rateCount(*allKindsOfRanges(), 99, twoRates), -1);
+TEST(Framerate, IsTheListedOneOrZero) {
+    auto const cali = allKindsOfRanges();
+    struct {
+        int fov;
+        Range range;
+        int index;
+        int rate;
+    } const cases[] = {{23, twoRates, 0, 27},    {23, twoRates, 1, 80}, {23, twoRates, 2, 0},
+                       {23, twoRates, -1, 0},    {23, emptyList, 0, 0}, {23, withoutList, 0, 0},
+                       {23, withoutList, -1, 0}, {99, twoRates, 0, 0},  {23, unknownRange, 0, 0}};
+    for (auto const& each : cases) {
+        auto const handle = optic(each.fov);
+        EXPECT_EQ(cali->getFramerate(&handle, &each.range, each.index), each.rate)
+            << each.range.hi << ' ' << each.index;
+    }
 }
 
-TEST(FramerateCount, IsMinusOneForAnUnknownRange) {
-    EXPECT_EQ(rateCount(*allKindsOfRanges(), 23, unknownRange), -1);
+TEST(CheckFramerate, GoesOnWithAListedRateAndWithoutOneWhereThereIsNoList) {
+    auto const cali = allKindsOfRanges();
+    struct {
+        int fov;
+        Range range;
+        unsigned short rate;
+        Checked checked;
+    } const cases[] = {
+        {23, withoutList, 50, {true, 0}}, {23, emptyList, 50, {false, 0}},
+        {23, emptyList, 0, {false, 0}},   {23, twoRates, 27, {true, 27}},
+        {23, twoRates, 80, {true, 80}},   {23, twoRates, 50, {false, 0}},
+        {23, twoRates, 79, {false, 0}}, // no rounding
+        {23, twoRates, 0, {false, 0}},    {23, rateTwice, 0, {true, 0}},
+        {99, twoRates, 80, {true, 0}},    {23, unknownRange, 80, {true, 0}},
+    };
+    for (auto const& each : cases)
+        EXPECT_EQ(checked(*cali, each.fov, each.range, each.rate), each.checked)
+            << each.range.hi << ' ' << each.rate;
 }
 
-TEST(FramerateCount, IsMinusOneWithoutARecord) {
+TEST(FramerateQueries, DoWithoutARecord) {
     ConfigCali const cali;
     auto const handle = optic(30);
     EXPECT_EQ(cali.getFramerateCount(&handle, nullptr), -1);
     EXPECT_EQ(cali.getFramerateCount(nullptr, &twoRates), -1);
-}
-
-TEST(FramerateIndex, IsMinusOneWithoutAList) {
-    EXPECT_EQ(rateIndex(*allKindsOfRanges(), 23, withoutList, 50), -1);
-}
-
-TEST(FramerateIndex, IsMinusTwoForAnEmptyList) {
-    EXPECT_EQ(rateIndex(*allKindsOfRanges(), 23, emptyList, 50), -2);
-}
-
-TEST(FramerateIndex, IsMinusTwoForARateThatIsNotListed) {
-    EXPECT_EQ(rateIndex(*allKindsOfRanges(), 23, twoRates, 50), -2);
-}
-
-TEST(FramerateIndex, IsThatOfTheListedRate) {
-    EXPECT_EQ(rateIndex(*allKindsOfRanges(), 23, twoRates, 27), 0);
-    EXPECT_EQ(rateIndex(*allKindsOfRanges(), 23, twoRates, 80), 1);
-}
-
-TEST(FramerateIndex, IsThatOfTheFirstOfEqualRates) {
-    EXPECT_EQ(rateIndex(*allKindsOfRanges(), 23, rateTwice, 50), 0);
-}
-
-TEST(FramerateIndex, IsMinusOneForAnUnknownOptic) {
-    EXPECT_EQ(rateIndex(*allKindsOfRanges(), 99, twoRates, 27), -1);
-}
-
-TEST(FramerateIndex, IsMinusOneForAnUnknownRange) {
-    EXPECT_EQ(rateIndex(*allKindsOfRanges(), 23, unknownRange, 27), -1);
-}
-
-TEST(FramerateIndex, IsMinusOneWithoutARecord) {
-    ConfigCali const cali;
-    auto const handle = optic(30);
     EXPECT_EQ(cali.getFramerateIndex(&handle, nullptr, 27), -1);
     EXPECT_EQ(cali.getFramerateIndex(nullptr, &twoRates, 27), -1);
-}
-
-TEST(Framerate, IsTheListedOneAtTheIndex) {
-    EXPECT_EQ(rateAt(*allKindsOfRanges(), 23, twoRates, 0), 27);
-    EXPECT_EQ(rateAt(*allKindsOfRanges(), 23, twoRates, 1), 80);
-}
-
-TEST(Framerate, IsZeroBehindTheEndOfTheList) {
-    EXPECT_EQ(rateAt(*allKindsOfRanges(), 23, twoRates, 2), 0);
-}
-
-TEST(Framerate, IsZeroForANegativeIndex) {
-    EXPECT_EQ(rateAt(*allKindsOfRanges(), 23, twoRates, -1), 0);
-    EXPECT_EQ(rateAt(*allKindsOfRanges(), 23, withoutList, -1), 0);
-}
-
-TEST(Framerate, IsZeroForAnEmptyList) {
-    EXPECT_EQ(rateAt(*allKindsOfRanges(), 23, emptyList, 0), 0);
-}
-
-TEST(Framerate, IsZeroWithoutAList) {
-    EXPECT_EQ(rateAt(*allKindsOfRanges(), 23, withoutList, 0), 0);
-}
-
-TEST(Framerate, IsZeroForAnUnknownOptic) {
-    EXPECT_EQ(rateAt(*allKindsOfRanges(), 99, twoRates, 0), 0);
-}
-
-TEST(Framerate, IsZeroForAnUnknownRange) {
-    EXPECT_EQ(rateAt(*allKindsOfRanges(), 23, unknownRange, 0), 0);
-}
-
-TEST(Framerate, IsZeroWithoutARecord) {
-    ConfigCali const cali;
-    auto const handle = optic(30);
     EXPECT_EQ(cali.getFramerate(&handle, nullptr, 0), 0);
     EXPECT_EQ(cali.getFramerate(nullptr, &twoRates, 0), 0);
-}
-
-TEST(CheckFramerate, GoesOnWithoutOneWhenThereIsNoList) {
-    EXPECT_EQ(checked(*allKindsOfRanges(), 23, withoutList, 50), (Checked{true, 0}));
-}
-
-TEST(CheckFramerate, RefusesAnyRateWhenTheListIsEmpty) {
-    EXPECT_EQ(checked(*allKindsOfRanges(), 23, emptyList, 50), (Checked{false, 0}));
-}
-
-TEST(CheckFramerate, RefusesNoParticularRateWhenTheListIsEmpty) {
-    EXPECT_EQ(checked(*allKindsOfRanges(), 23, emptyList, 0), (Checked{false, 0}));
-}
-
-TEST(CheckFramerate, AcceptsTheFirstListedRate) {
-    EXPECT_EQ(checked(*allKindsOfRanges(), 23, twoRates, 27), (Checked{true, 27}));
-}
-
-TEST(CheckFramerate, AcceptsALaterListedRate) {
-    EXPECT_EQ(checked(*allKindsOfRanges(), 23, twoRates, 80), (Checked{true, 80}));
-}
-
-TEST(CheckFramerate, RefusesARateThatIsNotListed) {
-    EXPECT_EQ(checked(*allKindsOfRanges(), 23, twoRates, 50), (Checked{false, 0}));
-}
-
-TEST(CheckFramerate, DoesNotRoundToTheNearestListedRate) {
-    EXPECT_EQ(checked(*allKindsOfRanges(), 23, twoRates, 79), (Checked{false, 0}));
-}
-
-TEST(CheckFramerate, RefusesNoParticularRateWhenTheListDoesNotHoldZero) {
-    EXPECT_EQ(checked(*allKindsOfRanges(), 23, twoRates, 0), (Checked{false, 0}));
-}
-
-TEST(CheckFramerate, AcceptsNoParticularRateWhenTheListHoldsZero) {
-    EXPECT_EQ(checked(*allKindsOfRanges(), 23, rateTwice, 0), (Checked{true, 0}));
-}
-
-TEST(CheckFramerate, GoesOnWithoutOneForAnUnknownOptic) {
-    EXPECT_EQ(checked(*allKindsOfRanges(), 99, twoRates, 80), (Checked{true, 0}));
-}
-
-TEST(CheckFramerate, GoesOnWithoutOneForAnUnknownRange) {
-    EXPECT_EQ(checked(*allKindsOfRanges(), 23, unknownRange, 80), (Checked{true, 0}));
-}
-
-TEST(CheckFramerate, GoesOnWithoutOneWhenARecordIsMissing) {
-    ConfigCali const cali;
     unsigned short framerate = 80;
     EXPECT_TRUE(cali.checkFramerate(nullptr, &twoRates, framerate));
     EXPECT_EQ(framerate, 0);
@@ -1882,139 +1407,73 @@ std::string stem(int serialNumber, int fov, char const* text, float lo, float hi
     return viaArguments.data();
 }
 
-std::string stemOfRange(float lo, float hi) {
-    return stem(1, 2, nullptr, lo, hi, 0);
-}
-
 } // namespace
 
-TEST(CaliFilenameString, HasSerialNumberFieldOfViewAndLimits) {
-    EXPECT_EQ(stem(12345, 30, nullptr, -20.0F, 100.0F, 0), "12345-30-M20-100");
-}
-
-TEST(CaliFilenameString, HasTheTextOfTheOptic) {
-    EXPECT_EQ(stem(12345, 30, "X", -20.0F, 100.0F, 0), "12345-30-X-M20-100");
-}
-
-TEST(CaliFilenameString, HasTheFrameRate) {
-    EXPECT_EQ(stem(12345, 30, nullptr, 150.0F, 900.0F, 32), "12345-30-150-900-32");
-}
-
-TEST(CaliFilenameString, HasAllPartsAtOnce) {
-    EXPECT_EQ(stem(12345, 30, "X", -20.0F, 100.0F, 32), "12345-30-X-M20-100-32");
+TEST(CaliFilenameString, HasSerialNumberFieldOfViewTextLimitsAndFrameRate) {
+    std::string const longText(300, 't');
+    struct {
+        int serialNumber, fov;
+        char const* text;
+        float lo, hi;
+        unsigned short framerate;
+        std::string stem;
+    } const cases[] = {
+        {12345, 30, nullptr, -20.0F, 100.0F, 0, "12345-30-M20-100"},
+        {12345, 30, "", -20.0F, 100.0F, 0, "12345-30-M20-100"},
+        {12345, 30, "X", -20.0F, 100.0F, 0, "12345-30-X-M20-100"},
+        {12345, 30, nullptr, 150.0F, 900.0F, 32, "12345-30-150-900-32"},
+        {12345, 30, "X", -20.0F, 100.0F, 32, "12345-30-X-M20-100-32"},
+        {1, 2, "a/%s -\xF6", 0.0F, 1.0F, 0, "1-2-a/%s -\xF6-0-1"},
+        {-1, -2, nullptr, 0.0F, 1.0F, 0, "-1--2-0-1"},
+        {std::numeric_limits<int>::min(), std::numeric_limits<int>::max(), nullptr, 0.0F, 1.0F,
+         65535, "-2147483648-2147483647-0-1-65535"},
+        {1, 2, longText.c_str(), 0.0F, 1.0F, 0, "1-2-" + longText.substr(0, 255)},
+    };
+    for (auto const& each : cases)
+        EXPECT_EQ(stem(each.serialNumber, each.fov, each.text, each.lo, each.hi, each.framerate),
+                  each.stem);
 }
 
 TEST(CaliFilenameString, TruncatesLimitsButMarksTheSignOfTheirValue) {
-    EXPECT_EQ(stem(12345, 30, nullptr, -0.5F, 99.9F, 0), "12345-30-M0-99");
-}
-
-TEST(CaliFilenameString, TakesAnEmptyTextForNone) {
-    EXPECT_EQ(stem(12345, 30, "", -20.0F, 100.0F, 0), "12345-30-M20-100");
-}
-
-TEST(CaliFilenameString, HasTheTextByteForByte) {
-    EXPECT_EQ(stem(1, 2, "a/%s -\xF6", 0.0F, 1.0F, 0), "1-2-a/%s -\xF6-0-1");
-}
-
-TEST(CaliFilenameString, HasNoLetterForAZeroLimit) {
-    EXPECT_EQ(stemOfRange(0.0F, 250.0F), "1-2-0-250");
-}
-
-TEST(CaliFilenameString, HasALetterForEachNegativeLimit) {
-    EXPECT_EQ(stemOfRange(-40.0F, -10.0F), "1-2-M40-M10");
-}
-
-TEST(CaliFilenameString, HasNoLetterForMinusZero) {
-    EXPECT_EQ(stemOfRange(-0.0F, -0.0F), "1-2-0-0");
-}
-
-TEST(CaliFilenameString, HasALetterForANegativeHighLimitThatTruncatesToZero) {
-    EXPECT_EQ(stemOfRange(-1.99F, -0.01F), "1-2-M1-M0");
-}
-
-TEST(CaliFilenameString, KeepsMinusSignsOfSerialNumberAndFieldOfView) {
-    EXPECT_EQ(stem(-1, -2, nullptr, 0.0F, 1.0F, 0), "-1--2-0-1");
-}
-
-TEST(CaliFilenameString, HasTheExtremesOfItsIntegers) {
-    EXPECT_EQ(stem(std::numeric_limits<int>::min(), std::numeric_limits<int>::max(), nullptr, 0.0F,
-                   1.0F, 65535),
-              "-2147483648-2147483647-0-1-65535");
-}
-
-TEST(CaliFilenameString, HasLargeLimitsThatAreStillIntegers) {
-    EXPECT_EQ(stemOfRange(-2147483520.0F, 2147483520.0F), "1-2-M2147483520-2147483520");
-}
-
-TEST(CaliFilenameString, HasTheLargestIntegerForLimitsBeyondIt) {
-    EXPECT_EQ(stemOfRange(2147483648.0F, 1e20F), "1-2-2147483647-2147483647");
-}
-
-TEST(CaliFilenameString, HasTheLargestIntegerForNegativeLimitsBeyondIt) {
-    EXPECT_EQ(stemOfRange(-2147483648.0F, -1e20F), "1-2-M2147483647-M2147483647");
-}
-
-TEST(CaliFilenameString, HasTheLargestIntegerForInfiniteLimits) {
     float const infinity = std::numeric_limits<float>::infinity();
-    EXPECT_EQ(stemOfRange(-infinity, infinity), "1-2-M2147483647-2147483647");
+    struct {
+        float lo, hi;
+        char const* stem;
+    } const cases[] = {
+        {-0.5F, 99.9F, "1-2-M0-99"},
+        {0.0F, 250.0F, "1-2-0-250"},
+        {-40.0F, -10.0F, "1-2-M40-M10"},
+        {-0.0F, -0.0F, "1-2-0-0"},
+        {-1.99F, -0.01F, "1-2-M1-M0"},
+        {-2147483520.0F, 2147483520.0F, "1-2-M2147483520-2147483520"},
+        // The largest integer stands for what is beyond it, 0 for what is no number.
+        {2147483648.0F, 1e20F, "1-2-2147483647-2147483647"},
+        {-2147483648.0F, -1e20F, "1-2-M2147483647-M2147483647"},
+        {-infinity, infinity, "1-2-M2147483647-2147483647"},
+        {std::numeric_limits<float>::quiet_NaN(), 1.0F, "1-2-0-1"},
+    };
+    for (auto const& [lo, hi, expected] : cases)
+        EXPECT_EQ(stem(1, 2, nullptr, lo, hi, 0), expected);
 }
-
-TEST(CaliFilenameString, HasZeroForALimitThatIsNoNumber) {
-    EXPECT_EQ(stemOfRange(std::numeric_limits<float>::quiet_NaN(), 1.0F), "1-2-0-1");
-}
-
-TEST(CaliFilenameString, DoesNotNeedALoadedDescription) {
-    EXPECT_EQ(stem(7, 99, "unknown", 1.0F, 2.0F, 3), "7-99-unknown-1-2-3");
-}
-
-namespace {
-
-/// The first bytes of a buffer full of '#' after a stem was written with this size.
-std::string cutAt(int size) {
-    std::string buffer(20, '#');
-    EXPECT_TRUE(
-        ConfigCali::caliFilenameString(12345, 30, nullptr, -20.0F, 100.0F, 0, buffer.data(), size));
-    return buffer;
-}
-
-} // namespace
 
 TEST(CaliFilenameString, IsCutToLeaveRoomForItsTerminator) {
-    EXPECT_EQ(cutAt(10), std::string("12345-30-\0##########", 20));
+    std::pair<int, std::string> const cases[] = {{17, std::string("12345-30-M20-100\0###", 20)},
+                                                 {16, std::string("12345-30-M20-10\0####", 20)},
+                                                 {10, std::string("12345-30-\0##########", 20)},
+                                                 {1, std::string("\0###################", 20)},
+                                                 {0, std::string(20, '#')}};
+    for (auto const& [size, expected] : cases) {
+        std::string buffer(20, '#');
+        EXPECT_TRUE(ConfigCali::caliFilenameString(12345, 30, nullptr, -20.0F, 100.0F, 0,
+                                                   buffer.data(), size));
+        EXPECT_EQ(buffer, expected) << size;
+    }
 }
 
-TEST(CaliFilenameString, FitsABufferOfItsLengthAndOne) {
-    EXPECT_EQ(cutAt(17), std::string("12345-30-M20-100\0###", 20));
-}
-
-TEST(CaliFilenameString, IsCutByOneInABufferOfItsLength) {
-    EXPECT_EQ(cutAt(16), std::string("12345-30-M20-10\0####", 20));
-}
-
-TEST(CaliFilenameString, LeavesOnlyTheTerminatorInABufferOfOne) {
-    EXPECT_EQ(cutAt(1), std::string("\0###################", 20));
-}
-
-TEST(CaliFilenameString, LeavesABufferWithoutRoomAsItIs) {
-    EXPECT_EQ(cutAt(0), std::string(20, '#'));
-}
-
-TEST(CaliFilenameString, CutsALongText) {
-    std::string const text(300, 't');
-    EXPECT_EQ(stem(1, 2, text.c_str(), 0.0F, 1.0F, 0), "1-2-" + std::string(255, 't'));
-}
-
-TEST(CaliFilenameString, IsFalseWithoutARange) {
+TEST(CaliFilenameString, IsFalseWithoutARangeOrABuffer) {
     std::array<char, roomy> buffer{};
     EXPECT_FALSE(ConfigCali::caliFilenameString(1, 2, nullptr, nullptr, 0, buffer.data(), roomy));
-}
-
-TEST(CaliFilenameString, IsFalseWithoutABuffer) {
     EXPECT_FALSE(ConfigCali::caliFilenameString(1, 2, nullptr, 0.0F, 1.0F, 0, nullptr, roomy));
-}
-
-TEST(CaliFilenameString, IsFalseForANegativeSize) {
-    std::array<char, roomy> buffer{};
     EXPECT_FALSE(ConfigCali::caliFilenameString(1, 2, nullptr, 0.0F, 1.0F, 0, buffer.data(), -1));
 }
 
