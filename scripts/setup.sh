@@ -22,8 +22,8 @@ as_root() {
     if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# build <preset>: configures and builds below build/<preset>.
+# build <preset> [CMake option]...: configures and builds below build/<preset>.
 build() {
-    cmake --preset "$1"
+    cmake --preset "$@"
     cmake --build --preset "$1" --parallel "$(nproc)"
 }
