@@ -1,9 +1,12 @@
-// Loads a description, asks it everything and checks a set that it describes.
+// Loads a description, compares it with what the model reads, asks it everything and checks a set
+// that it describes.
 
 #include "fuzz/MemoryFile.h"
 
 #include "imgproc/Cali.h"
 #include "sdk/IRCalibrationManager.h"
+#include "tests/support/DescriptionDump.h"
+#include "tests/support/ModelDescription.h"
 
 #include <cstring>
 #include <filesystem>
@@ -95,7 +98,9 @@ void askEverything(ConfigCali& description) {
             "there is no optic behind the last");
 }
 
-void checkTheSet(IRCalibrationManager& manager, char const* directory) {
+/// @param expected The names of the missing files.
+void checkTheSet(IRCalibrationManager& manager, char const* directory,
+                 std::string const& expected) {
     int size = -1;
     bool const complete =
         manager.checkCaliFiles(directory, serialNumber, nullptr, &size, "Cali-%i.xml",
@@ -109,6 +114,7 @@ void checkTheSet(IRCalibrationManager& manager, char const* directory) {
     // The description itself, when it is what is missing, is measured more generously.
     auto const room = static_cast<std::size_t>(complete ? 1 : size);
     require(std::strlen(list.data()) + 1 == room, "the list has the measured length");
+    require(list.data() == expected, "the files of the model are missing");
 }
 
 } // namespace
@@ -120,11 +126,17 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     directory.describe(fuzz::text(data, size));
 
     ConfigCali& description = *ConfigCali::getInstance();
-    description.loaded = false; // otherwise the description of the last input would stay
-    description.load(directory.path(), serialNumber);
+    description.load(directory.path(), serialNumber + 1); // fails, and forgets the last input
+    support::ModelDescription model;
+    bool const readable = model.load(directory.path(), serialNumber);
+    require((description.load(directory.path(), serialNumber) == 0) == readable,
+            "product and model read a description or none");
+    require(!readable || dump(support::inModelWords(description)) == dump(model),
+            "product and model read the same");
     askEverything(description);
     auto& manager = *IRCalibrationManager::getInstance();
-    checkTheSet(manager, directory.path());
+    checkTheSet(manager, directory.path(),
+                readable ? model.missingFiles(directory.path(), serialNumber) : "Cali-1.xml;");
     manager.setCalibrationDir(directory.path());
     manager.getAvailableOptics(serialNumber);
     manager.generateConfiguration(serialNumber);

@@ -1,63 +1,67 @@
-// Reads a document and walks through it. The first line of an input is the walk, two characters a
-// step: what to do, and with which name. The document follows.
+// Reads a document and walks through it, with the product's reader and with the model's, which have
+// to agree. The first line of an input is the walk, two characters a step: what to do, and with
+// which name. The document follows.
 
 #include "fuzz/MemoryFile.h"
 
 #include "sdk/SimpleXML.h"
+#include "tests/support/ModelReader.h"
+#include "tests/support/ReaderOperation.h"
 
 #include <array>
-#include <cstring>
-#include <memory>
+#include <cstdio>
+#include <string>
 
 namespace {
 
-using zel::SimpleXML;
+using support::Operation;
 
 constexpr std::array<char const*, 20> names{
     "a",  "b", "Range", "Framerate", "Framerates", "FR",  "FOV", "Text",   "TempLo", "x1",
     "/a", "",  "/",     "a><b",      "<a",         "!--", ">",   "/a></a", "a>",     "root"};
 
-template <class Number>
-void readNumber(SimpleXML& xml, char const* name, bool (SimpleXML::*get)(char const*, Number*)) {
-    Number value = 0;
-    bool const found = (xml.*get)(name, &value);
-    char* text = nullptr;
-    bool const isThere = xml.getString(name, &text);
-    std::unique_ptr<char[]> const owned(text);
-    fuzz::require(found == isThere, "a number is found where its element is");
-}
+/// Both readers, with the same document.
+class Readers {
+public:
+    explicit Readers(std::string const& path) {
+        bool const opened = m_product.open(path.c_str(), "root");
+        fuzz::require(opened == m_model.open(path.c_str(), "root"), "both open a document or none");
+    }
 
-void takeText(SimpleXML& xml, char const* name) {
-    char* text = nullptr;
-    bool const found = xml.getString(name, &text);
-    std::unique_ptr<char[]> const owned(text);
-    fuzz::require(found == (text != nullptr), "a text comes with success");
-}
+    /// @return What the operation gave in both.
+    std::string perform(Operation const& operation) {
+        std::string const model = support::perform(m_model, operation);
+        std::string const product = support::perform(m_product, operation);
+        if (product != model)
+            std::fprintf(stderr, "%s: product %s, model %s\n", describe(operation).c_str(),
+                         product.c_str(), model.c_str());
+        fuzz::require(product == model, "product and model agree");
+        return product;
+    }
 
-void takeNode(SimpleXML const& xml) {
-    char* text = nullptr;
-    bool const found = xml.getNode(&text);
-    std::unique_ptr<char[]> const owned(text);
-    fuzz::require(!found || std::strlen(text) < 1000000, "the text of a node is terminated");
-}
+private:
+    zel::SimpleXML m_product;
+    support::ModelReader m_model;
+};
 
-// A descent keeps to stricter bounds than counting, so it may find fewer, but never more.
-void descendToEach(SimpleXML& xml, char const* name) {
-    unsigned int const count = xml.getNodeCount(name);
-    unsigned int found = 0;
-    while (found <= count && xml.setNode(name, static_cast<int>(found))) {
-        takeNode(xml);
-        xml.resetNode();
+/// A descent keeps to stricter bounds than counting, so it may find fewer, but never more.
+void descendToEach(Readers& readers, char const* name) {
+    int const count = std::stoi(readers.perform({Operation::Count, name}));
+    int found = 0;
+    while (found <= count && readers.perform({Operation::SetIndexed, name, found}) == "1") {
+        readers.perform({Operation::GetNode, ""});
+        readers.perform({Operation::Reset, ""});
         ++found;
     }
     fuzz::require(found <= count, "no more elements are found than counted");
 }
 
-void searchTags(SimpleXML const& xml, char const* name, int limit) {
+void searchTags(Readers& readers, char const* name, int limit) {
     for (bool const closing : {false, true}) {
         int from = 0;
         for (int hits = 0; hits < 50; ++hits) {
-            int const hit = xml.getKey(name, from, limit, closing);
+            int const hit =
+                std::stoi(readers.perform({Operation::Key, name, 0, from, limit, closing}));
             if (hit < 0)
                 break;
             fuzz::require(hit >= from, "tags are searched forwards");
@@ -66,43 +70,19 @@ void searchTags(SimpleXML const& xml, char const* name, int limit) {
     }
 }
 
-void step(SimpleXML& xml, char action, char const* name, int limit) {
-    switch (static_cast<unsigned char>(action) % 13) {
-    case 0:
-        xml.setNode();
-        return;
-    case 1:
-    case 2:
-    case 3:
-        xml.setNode(name);
-        return;
-    case 4:
-        xml.setNode(name, 1);
-        return;
-    case 5:
-        xml.resetNode();
-        return;
-    case 6:
-        takeNode(xml);
-        return;
-    case 7:
-        descendToEach(xml, name);
-        return;
-    case 8:
-        searchTags(xml, name, limit);
-        return;
-    case 9:
-        readNumber<int>(xml, name, &SimpleXML::getInt);
-        return;
-    case 10:
-        readNumber<long>(xml, name, &SimpleXML::getLong);
-        return;
-    case 11:
-        readNumber<float>(xml, name, &SimpleXML::getFloat);
-        return;
-    default:
-        takeText(xml, name);
-        return;
+void step(Readers& readers, char action, char const* name, int limit) {
+    static constexpr std::array<Operation::Kind, 13> kinds{
+        Operation::SetRoot,    Operation::SetNode, Operation::SetNode, Operation::SetNode,
+        Operation::SetIndexed, Operation::Reset,   Operation::GetNode, Operation::Count,
+        Operation::Key,        Operation::Int,     Operation::Long,    Operation::Float,
+        Operation::String};
+    auto const kind = kinds[static_cast<unsigned char>(action) % kinds.size()];
+    if (kind == Operation::Count) {
+        descendToEach(readers, name);
+    } else if (kind == Operation::Key) {
+        searchTags(readers, name, limit);
+    } else {
+        readers.perform({kind, name, 1});
     }
 }
 
@@ -119,12 +99,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     std::string_view const document = input.substr(std::min(walk.size() + 1, size));
     file.write(document);
 
-    SimpleXML xml;
-    xml.open(path.c_str(), "root");
-    xml.setNode();
+    Readers readers(path);
+    readers.perform({Operation::SetRoot, ""});
     for (std::size_t i = 0; i + 1 < walk.size() && i < 60; i += 2) {
         auto const name = static_cast<unsigned char>(walk[i + 1]) % names.size();
-        step(xml, walk[i], names[name], static_cast<int>(document.size()));
+        step(readers, walk[i], names[name], static_cast<int>(document.size()));
     }
     return 0;
 }

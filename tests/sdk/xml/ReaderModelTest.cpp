@@ -5,6 +5,7 @@
 #include "tests/support/LogLines.h"
 #include "tests/support/ModelReader.h"
 #include "tests/support/Random.h"
+#include "tests/support/ReaderOperation.h"
 #include "util/Logger.h"
 
 #include <gtest/gtest.h>
@@ -22,6 +23,7 @@
 #include <unistd.h>
 
 using support::ModelReader;
+using support::Operation;
 using support::Random;
 using zel::SimpleXML;
 
@@ -313,39 +315,6 @@ std::string deepDocument(Random& random) {
     return wrapped(random, opening + "<a>1</a>\n<a>2</a>\n" + closing);
 }
 
-struct Operation {
-    enum Kind {
-        SetRoot,
-        SetNode,
-        SetIndexed,
-        Reset,
-        GetNode,
-        Count,
-        Key,
-        Int,
-        Long,
-        Float,
-        String
-    };
-    Kind kind;
-    std::string name;
-    int index = 0;
-    int from = 0;
-    int limit = 0;
-    bool closing = false;
-};
-
-std::string describe(Operation const& operation) {
-    static char const* const kinds[] = {"setNode()", "setNode",      "setNode",  "resetNode",
-                                        "getNode",   "getNodeCount", "getKey",   "getInt",
-                                        "getLong",   "getFloat",     "getString"};
-    return std::string(kinds[operation.kind]) +
-           " name=" + ::testing::PrintToString(operation.name) +
-           " index=" + std::to_string(operation.index) + " from=" + std::to_string(operation.from) +
-           " limit=" + std::to_string(operation.limit) +
-           (operation.closing ? " closing" : " opening");
-}
-
 Operation anyOperation(Random& random, int textLength) {
     static constexpr Operation::Kind kinds[] = {
         Operation::SetRoot,    Operation::SetNode,    Operation::SetNode,    Operation::SetNode,
@@ -360,68 +329,6 @@ Operation anyOperation(Random& random, int textLength) {
     operation.limit = random.chance(30) ? textLength : random.between(-1, textLength + 5);
     operation.closing = random.chance(50);
     return operation;
-}
-
-/// The text of an array handed out by a reader, in quotes; how @p text was before when none was.
-std::string taken(char* text, char* before) {
-    if (text == nullptr)
-        return "null";
-    if (text == before)
-        return "untouched";
-    std::unique_ptr<char[]> const owned(text);
-    return "'" + std::string(text) + "'";
-}
-
-template <class Number>
-std::string outcome(bool found, Number value) {
-    char bytes[64];
-    // Hexadecimal, since two floats may look the same in decimal.
-    std::snprintf(bytes, sizeof bytes, "%d %a %La", found, static_cast<double>(value),
-                  static_cast<long double>(value));
-    return bytes;
-}
-
-/// Does one operation. @return All that a caller can see of it.
-template <class Reader>
-std::string perform(Reader& reader, Operation const& operation) {
-    char const* const name = operation.name.c_str();
-    char marker = '#';
-    char* text = &marker;
-    int integer = 12345;
-    long longInteger = 12345;
-    float number = 12345.0F;
-    bool found = false;
-    switch (operation.kind) {
-    case Operation::SetRoot:
-        return std::to_string(reader.setNode());
-    case Operation::SetNode:
-        return std::to_string(reader.setNode(name));
-    case Operation::SetIndexed:
-        return std::to_string(reader.setNode(name, operation.index));
-    case Operation::Reset:
-        return std::to_string(reader.resetNode());
-    case Operation::GetNode:
-        found = reader.getNode(&text);
-        return std::to_string(found) + taken(text, &marker);
-    case Operation::Count:
-        return std::to_string(reader.getNodeCount(name));
-    case Operation::Key:
-        return std::to_string(
-            reader.getKey(name, operation.from, operation.limit, operation.closing));
-    case Operation::Int:
-        found = reader.getInt(name, &integer);
-        return outcome(found, integer);
-    case Operation::Long:
-        found = reader.getLong(name, &longInteger);
-        return outcome(found, longInteger);
-    case Operation::Float:
-        found = reader.getFloat(name, &number);
-        return outcome(found, number);
-    case Operation::String:
-        found = reader.getString(name, &text);
-        return std::to_string(found) + taken(text, &marker);
-    }
-    return "no such operation";
 }
 
 /// A file in memory: thousands of them on a disk would take most of the time.

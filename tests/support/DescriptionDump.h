@@ -1,0 +1,19 @@
+/// @file
+/// What the product and the model read of a description, in a form that can be compared.
+#pragma once
+
+#include "tests/support/ModelDescription.h"
+
+#include <string>
+
+class ConfigCali;
+
+namespace support {
+
+/// The product's records in the model's words.
+ModelDescription inModelWords(ConfigCali const& description);
+
+/// Every value of a description, floats to their last bit.
+std::string dump(ModelDescription const& model);
+
+} // namespace support
