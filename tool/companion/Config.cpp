@@ -1,6 +1,6 @@
 #include "tool/companion/Commands.h"
 #include "tool/companion/Files.h"
-#include "tool/companion/Installed.h"
+#include "tool/companion/InstalledSet.h"
 
 #include "sdk/IRCalibrationManager.h"
 
@@ -28,7 +28,7 @@ std::string absolute(std::string const& directory) {
 Result config(Options const& options, Terminal const& /*terminal*/) {
     useDirectory(options.directory);
     useDirectory(absolute(options.directory));
-    Installed const set(options.serial);
+    InstalledSet const set(options.serial);
     Result result = answerAbout(options.serial, options.directory);
     result.members["configuration"] = nullptr;
     result.members["file"] = nullptr;
@@ -38,13 +38,13 @@ Result config(Options const& options, Terminal const& /*terminal*/) {
         return result;
     }
     std::string const text = manager().generateConfiguration(options.serial);
-    existing(text.empty() ? nullptr : &text);
+    orBadAlloc(text.empty() ? nullptr : &text);
     result.members["configuration"] = text;
     if (options.output.empty()) {
         result.text = text;
         return result;
     }
-    publish(options.output, text, options.force);
+    writeAtomically(options.output, text, options.force);
     result.members["file"] = options.output;
     return result;
 }

@@ -1,6 +1,6 @@
 #include "tool/companion/Commands.h"
 #include "tool/companion/Files.h"
-#include "tool/companion/Installed.h"
+#include "tool/companion/InstalledSet.h"
 
 #include "sdk/IRCalibrationManager.h"
 
@@ -43,7 +43,7 @@ private:
 
 /// What cannot be used of a set. `wget` leaves an empty file for what the server lacks, and the
 /// library takes it, like a description without optics, for one that is there.
-Names unusable(Installed const& set) {
+Names unusable(InstalledSet const& set) {
     Names names = set.missing();
     auto const add = [&](std::string const& name) {
         if (!holds(names, name))
@@ -59,7 +59,7 @@ Names unusable(Installed const& set) {
 }
 
 /// Fetches what the library finds missing, and before that the empty files that it would keep.
-bool fetch(Installed const& set, unsigned long serial) {
+bool fetch(InstalledSet const& set, unsigned long serial) {
     std::string emptyFiles;
     for (std::string const& name : set.wanted()) {
         if (isEmptyFile(set.path(name)))
@@ -94,9 +94,9 @@ Names gained(std::set<std::string> const& before, Names const& unusableBefore,
 
 void tell(Result& result, Terminal const& terminal, Names const& installed, Names const& missing) {
     for (std::string const& name : installed)
-        result.text += terminal.shown(name) + ": " + terminal.green("installed") + "\n";
+        result.text += terminal.sanitized(name) + ": " + terminal.green("installed") + "\n";
     for (std::string const& name : missing)
-        result.text += terminal.shown(name) + ": " + terminal.yellow("still missing") + "\n";
+        result.text += terminal.sanitized(name) + ": " + terminal.yellow("still missing") + "\n";
 }
 
 } // namespace
@@ -113,12 +113,12 @@ Result download(Options const& options, Terminal const& terminal) {
     }
     useDirectory(".");
 
-    Installed const setBefore(options.serial);
+    InstalledSet const setBefore(options.serial);
     auto const before = namesIn(".");
     Names const unusableBefore = unusable(setBefore);
     bool const fetched = unusableBefore.empty() || fetch(setBefore, options.serial);
 
-    Installed const set(options.serial);
+    InstalledSet const set(options.serial);
     Names const missing = unusable(set);
     Names const installed = gained(before, unusableBefore, set.wanted(), missing);
     removeLeftovers(before, missing);

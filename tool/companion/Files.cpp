@@ -75,19 +75,19 @@ private:
 };
 
 /// A file beside the one that is to be written; it goes, unless it was moved there.
-class FileBeside {
+class TemporaryFile {
 public:
-    explicit FileBeside(std::string const& path) : m_name(path + ".XXXXXX") {
+    explicit TemporaryFile(std::string const& path) : m_name(path + ".XXXXXX") {
         m_descriptor = mkostemp(m_name.data(), O_CLOEXEC);
         if (m_descriptor < 0)
             throw systemFailure("Cannot write", path, errno);
     }
-    ~FileBeside() {
+    ~TemporaryFile() {
         close(m_descriptor);
         unlink(m_name.c_str());
     }
-    FileBeside(FileBeside const&) = delete;
-    FileBeside& operator=(FileBeside const&) = delete;
+    TemporaryFile(TemporaryFile const&) = delete;
+    TemporaryFile& operator=(TemporaryFile const&) = delete;
 
     /// Writes the content to the disk, with the rights that any new file gets.
     bool fill(std::string const& content) const {
@@ -170,8 +170,8 @@ bool sameBytes(std::string const& left, std::string const& right) {
     }
 }
 
-void publish(std::string const& path, std::string const& content, bool replace) {
-    FileBeside const file(path);
+void writeAtomically(std::string const& path, std::string const& content, bool replace) {
+    TemporaryFile const file(path);
     if (!file.fill(content))
         throw systemFailure("Cannot write", path, errno);
     if (replace ? file.replace(path) : file.place(path))

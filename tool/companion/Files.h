@@ -44,7 +44,7 @@ bool sameBytes(std::string const& left, std::string const& right);
 /// @param content Its bytes.
 /// @param replace Whether it may take the place of a file that exists.
 /// @throws Failure when it cannot be written; nothing is left then.
-void publish(std::string const& path, std::string const& content, bool replace);
+void writeAtomically(std::string const& path, std::string const& content, bool replace);
 
 /// Writes all of a text. @return Whether that went well; else `errno` tells why not.
 bool writeAll(int descriptor, std::string const& text);

@@ -1,6 +1,6 @@
 #include "tool/companion/Commands.h"
 #include "tool/companion/Files.h"
-#include "tool/companion/Installed.h"
+#include "tool/companion/InstalledSet.h"
 
 #include "sdk/IRCalibrationManager.h"
 

@@ -1,5 +1,5 @@
 #include "tool/companion/Commands.h"
-#include "tool/companion/Installed.h"
+#include "tool/companion/InstalledSet.h"
 
 #include "sdk/IRCalibrationManager.h"
 

@@ -1,5 +1,5 @@
 #include "tool/companion/Commands.h"
-#include "tool/companion/Installed.h"
+#include "tool/companion/InstalledSet.h"
 #include "tool/companion/Table.h"
 
 #include "imgproc/Cali.h"
@@ -69,7 +69,7 @@ void addRows(Table& table, OpticsDefinition const& optic, TempRangeTable const& 
 
 Result optics(Options const& options, Terminal const& terminal) {
     useDirectory(options.directory);
-    Installed const set(options.serial);
+    InstalledSet const set(options.serial);
     Result result = answerAbout(options.serial, options.directory);
     Json& listed = result.members["optics"] = Json::array();
     ConfigCali const* const description = set.description();
@@ -79,14 +79,14 @@ Result optics(Options const& options, Terminal const& terminal) {
         return result;
     }
     std::unique_ptr<Range> const all(description->getTempRangeOverAll());
-    Table table({"OPTIC", "RANGE", "FRAME RATES"}, {existing(all.get()).lo, all->hi});
+    Table table({"OPTIC", "RANGE", "FRAME RATES"}, {orBadAlloc(all.get()).lo, all->hi});
     for (OpticsDefinition const& optic : *description->optics) {
         // The first optic of that field of view and text answers for all that share them.
         auto const& ranges = description->findOptic(optic.FOV, optic.Text.get())->tempRanges;
         addRows(table, optic, ranges);
         listed.push_back(opticMembers(optic, ranges));
     }
-    result.text = table.on(terminal);
+    result.text = table.render(terminal);
     return result;
 }
 

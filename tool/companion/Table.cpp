@@ -14,12 +14,12 @@ constexpr std::size_t narrowestBar = 10;
 constexpr std::size_t widestBar = 60;
 
 std::string padded(std::string const& text, std::size_t width) {
-    return text + std::string(width - columnsOf(text), ' ');
+    return text + std::string(width - displayWidth(text), ' ');
 }
 
 } // namespace
 
-std::string Table::on(Terminal const& terminal) const {
+std::string Table::render(Terminal const& terminal) const {
     auto const columns = widths(terminal);
     std::size_t used = 0;
     for (std::size_t const width : columns)
@@ -33,7 +33,7 @@ std::string Table::on(Terminal const& terminal) const {
     for (Row const& row : m_rows) {
         std::string cells;
         for (std::size_t i = 0; i < columns.size(); ++i)
-            cells += padded(terminal.shown(row.cells[i]), columns[i] + gap);
+            cells += padded(terminal.sanitized(row.cells[i]), columns[i] + gap);
         bool const heading = &row == &m_rows.front();
         if (bars)
             cells += heading ? scaleMarks(barWidth) : bar(row.bar, barWidth, terminal.utf8);
@@ -47,7 +47,7 @@ std::vector<std::size_t> Table::widths(Terminal const& terminal) const {
     std::vector<std::size_t> widths(m_rows.front().cells.size(), 0);
     for (Row const& row : m_rows) {
         for (std::size_t i = 0; i < widths.size(); ++i)
-            widths[i] = std::max(widths[i], columnsOf(terminal.shown(row.cells[i])));
+            widths[i] = std::max(widths[i], displayWidth(terminal.sanitized(row.cells[i])));
     }
     return widths;
 }

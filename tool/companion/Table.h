@@ -30,7 +30,7 @@ public:
 
     /// @return The lines. Without a terminal that can show bars, or where they are too narrow to
     ///         tell anything, there are none.
-    std::string on(Terminal const& terminal) const;
+    std::string render(Terminal const& terminal) const;
 
 private:
     struct Row {

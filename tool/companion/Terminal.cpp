@@ -56,7 +56,7 @@ Terminal Terminal::of(int descriptor) {
     return terminal;
 }
 
-std::string Terminal::shown(std::string const& text) const {
+std::string Terminal::sanitized(std::string const& text) const {
     if (!interactive)
         return text;
     std::string safe;
@@ -72,7 +72,7 @@ std::string Terminal::inColour(char const* code, std::string const& text) const 
     return colour ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
 }
 
-std::size_t columnsOf(std::string const& text) {
+std::size_t displayWidth(std::string const& text) {
     std::size_t columns = 0;
     for (std::size_t i = 0; i < text.size();) {
         Character const character = characterAt(text, i);

@@ -29,13 +29,13 @@ struct Terminal {
 
     /// @return A text from outside as the stream may get it: what a terminal could take for a
     ///         command is replaced by question marks. Anything else gets the bytes as they are.
-    std::string shown(std::string const& text) const;
+    std::string sanitized(std::string const& text) const;
 
 private:
     std::string inColour(char const* code, std::string const& text) const;
 };
 
-/// @return Columns that a shown text takes.
-std::size_t columnsOf(std::string const& text);
+/// @return Columns that a sanitized text takes.
+std::size_t displayWidth(std::string const& text);
 
 } // namespace companion

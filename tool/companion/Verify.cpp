@@ -1,6 +1,6 @@
 #include "tool/companion/Commands.h"
 #include "tool/companion/Files.h"
-#include "tool/companion/Installed.h"
+#include "tool/companion/InstalledSet.h"
 
 #include <algorithm>
 #include <array>
@@ -57,7 +57,7 @@ void searchTree(fs::path const& directory, std::string const& serial, Tree& tree
 /// One camera's files here, in the calibration directory, and there, on the stick.
 class Comparison {
 public:
-    Comparison(Installed const& set, Tree const& stick) : m_set(set), m_stick(stick) {}
+    Comparison(InstalledSet const& set, Tree const& stick) : m_set(set), m_stick(stick) {}
 
     std::string stateOf(std::string const& name) {
         bool const here = access(m_set.path(name).c_str(), F_OK) == 0;
@@ -86,12 +86,12 @@ private:
         return "same";
     }
 
-    Installed const& m_set;
+    InstalledSet const& m_set;
     Tree const& m_stick;
     std::vector<std::string> m_remarks;
 };
 
-std::set<std::string> namesOf(Installed const& set, Options const& options, Tree const& stick) {
+std::set<std::string> namesOf(InstalledSet const& set, Options const& options, Tree const& stick) {
     std::set<std::string> names;
     for (std::string const& name : set.wanted())
         names.insert(name);
@@ -117,7 +117,7 @@ Result verify(Options const& options, Terminal const& terminal) {
     requireDirectory(options.source, R_OK | X_OK, "source directory");
     Tree stick;
     searchTree(options.source, std::to_string(options.serial), stick);
-    Installed const set(options.serial);
+    InstalledSet const set(options.serial);
     Comparison comparison(set, stick);
 
     Result result = answerAbout(options.serial, options.directory);
@@ -133,7 +133,7 @@ Result verify(Options const& options, Terminal const& terminal) {
         Json& file = files.emplace_back();
         file["name"] = name;
         file["state"] = state;
-        result.text += terminal.shown(name) + ": " + coloured(state, terminal) + "\n";
+        result.text += terminal.sanitized(name) + ": " + coloured(state, terminal) + "\n";
     }
     bool const complete = set.missing().empty();
     if (!complete)

@@ -93,7 +93,7 @@ Json resultObject(Options const& options, Result const& result) {
 void printError(std::string const& text) {
     Terminal const terminal = Terminal::of(STDERR_FILENO);
     std::string const prefix = "zentho-cali: ";
-    writeAll(STDERR_FILENO, terminal.bold(prefix) + terminal.shown(text) + "\n");
+    writeAll(STDERR_FILENO, terminal.bold(prefix) + terminal.sanitized(text) + "\n");
 }
 
 /// @return The status, unless the text cannot be written.

@@ -18,7 +18,7 @@ namespace companion {
 
 /// @return What the library gave, which is null only without memory. @throws std::bad_alloc
 template <class T>
-T& existing(T* object) {
+T& orBadAlloc(T* object) {
     return object != nullptr ? *object : throw std::bad_alloc();
 }
 
@@ -40,11 +40,11 @@ void forgetDescription();
 std::string howToFetch(Options const& options);
 
 /// One camera's set in the manager's directory.
-class Installed {
+class InstalledSet {
 public:
     /// Reads the description anew.
     /// @throws std::bad_alloc
-    explicit Installed(unsigned long serial);
+    explicit InstalledSet(unsigned long serial);
 
     /// @return Name of the description.
     std::string const& descriptionName() const { return m_descriptionName; }

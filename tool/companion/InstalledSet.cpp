@@ -1,4 +1,4 @@
-#include "tool/companion/Installed.h"
+#include "tool/companion/InstalledSet.h"
 
 #include "tool/companion/Files.h"
 #include "tool/companion/Result.h"
@@ -20,7 +20,7 @@ namespace companion {
 namespace {
 
 ConfigCali& descriptions() {
-    return existing(ConfigCali::getInstance());
+    return orBadAlloc(ConfigCali::getInstance());
 }
 
 /// As the installer does; the root directory keeps its slash.
@@ -36,7 +36,7 @@ std::vector<std::string> namesOf(char const* list) {
     std::istringstream pieces(list);
     for (std::string name; std::getline(pieces, name, ';');) {
         // The library gives an empty name when it has no memory for the list.
-        existing(name.empty() ? nullptr : &name);
+        orBadAlloc(name.empty() ? nullptr : &name);
         if (std::find(names.begin(), names.end(), name) == names.end())
             names.push_back(name);
     }
@@ -46,7 +46,7 @@ std::vector<std::string> namesOf(char const* list) {
 } // namespace
 
 zel::IRCalibrationManager& manager() {
-    return existing(zel::IRCalibrationManager::getInstance());
+    return orBadAlloc(zel::IRCalibrationManager::getInstance());
 }
 
 void requireCalibrationDirectory(std::string const& directory, int rights) {
@@ -74,22 +74,22 @@ std::string howToFetch(Options const& options) {
            " -s DIR" + target + "' fetches what is missing.";
 }
 
-Installed::Installed(unsigned long serial)
+InstalledSet::InstalledSet(unsigned long serial)
     : m_serial(serial), m_descriptionName("Cali-" + std::to_string(serial) + ".xml") {
     forgetDescription();
     m_loaded = descriptions().load(manager().getCalibrationDir(), static_cast<int>(serial)) == 0;
 }
 
-ConfigCali const* Installed::description() const {
+ConfigCali const* InstalledSet::description() const {
     return m_loaded && descriptions().getOpticsCount() > 0 ? &descriptions() : nullptr;
 }
 
-std::vector<std::string> Installed::missing() const {
+std::vector<std::string> InstalledSet::missing() const {
     std::unique_ptr<char[]> const list(manager().checkCalibration(m_serial));
     return list != nullptr ? namesOf(list.get()) : std::vector<std::string>();
 }
 
-std::vector<std::string> Installed::wanted() const {
+std::vector<std::string> InstalledSet::wanted() const {
     if (!m_loaded)
         return {m_descriptionName};
     // Nothing exists below a file, so all that the loaded description asks for is missing there.
@@ -107,11 +107,11 @@ std::vector<std::string> Installed::wanted() const {
     return names;
 }
 
-std::string Installed::path(std::string const& name) const {
+std::string InstalledSet::path(std::string const& name) const {
     return std::string(manager().getCalibrationDir()) + "/" + name;
 }
 
-std::vector<std::string> Installed::remarks() const {
+std::vector<std::string> InstalledSet::remarks() const {
     std::vector<std::string> remarks;
     std::string const descriptionPath = path(m_descriptionName);
     if (m_loaded && description() == nullptr) {
@@ -133,7 +133,7 @@ std::vector<std::string> Installed::remarks() const {
     return remarks;
 }
 
-std::vector<std::string> Installed::whyNoDescription(Options const& options) const {
+std::vector<std::string> InstalledSet::whyNoDescription(Options const& options) const {
     auto notes = remarks();
     notes.push_back("There is no description " + path(m_descriptionName) + " to read. " +
                     howToFetch(options));
