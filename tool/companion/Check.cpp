@@ -1,9 +1,17 @@
+#include "tool/companion/CommandOptions.h"
 #include "tool/companion/Commands.h"
 #include "tool/companion/InstalledSet.h"
 
 namespace companion {
 
-Result check(Options const& options, Terminal const& terminal) {
+namespace {
+
+void addOptions(CLI::App& parser, Options& options) {
+    addSerial(parser, options);
+    addDirectory(parser, options);
+}
+
+Result run(Options const& options, Terminal const& terminal) {
     useDirectory(options.directory);
     InstalledSet const set(options.serial);
     auto const missing = set.missing();
@@ -19,5 +27,16 @@ Result check(Options const& options, Terminal const& terminal) {
     }
     return result;
 }
+
+} // namespace
+
+Command const check{
+    "check",
+    "List the files that are missing of an installed set",
+    "0 complete, 1 files are missing",
+    "zentho-cali check 14080045",
+    addOptions,
+    run,
+};
 
 } // namespace companion

@@ -1,8 +1,11 @@
+#include "tool/companion/CommandOptions.h"
 #include "tool/companion/Commands.h"
 #include "tool/companion/Files.h"
 #include "tool/companion/InstalledSet.h"
 
 #include "sdk/IRCalibrationManager.h"
+
+#include <CLI/CLI.hpp>
 
 #include <filesystem>
 #include <system_error>
@@ -23,9 +26,15 @@ std::string absolute(std::string const& directory) {
     return path;
 }
 
-} // namespace
+void addOptions(CLI::App& parser, Options& options) {
+    addSerial(parser, options);
+    CLI::Option& output = addText(parser, "-o,--output", "FILE", options.output,
+                                  "Write to FILE, all at once, instead of the standard output");
+    parser.add_flag("--force", options.force, "Replace FILE if it exists")->needs(&output);
+    addDirectory(parser, options);
+}
 
-Result config(Options const& options, Terminal const& /*terminal*/) {
+Result run(Options const& options, Terminal const& /*terminal*/) {
     useDirectory(options.directory);
     useDirectory(absolute(options.directory));
     InstalledSet const set(options.serial);
@@ -48,5 +57,16 @@ Result config(Options const& options, Terminal const& /*terminal*/) {
     result.members["file"] = options.output;
     return result;
 }
+
+} // namespace
+
+Command const config{
+    "config",
+    "Write a camera's configuration",
+    "0 written, 1 no description",
+    "zentho-cali config 14080045 -o 14080045.xml",
+    addOptions,
+    run,
+};
 
 } // namespace companion

@@ -1,3 +1,4 @@
+#include "tool/companion/CommandOptions.h"
 #include "tool/companion/Commands.h"
 #include "tool/companion/Files.h"
 #include "tool/companion/InstalledSet.h"
@@ -99,9 +100,12 @@ void tell(Result& result, Terminal const& terminal, Names const& installed, Name
         result.text += terminal.sanitized(name) + ": " + terminal.yellow("still missing") + "\n";
 }
 
-} // namespace
+void addOptions(CLI::App& parser, Options& options) {
+    addSerial(parser, options);
+    addDirectory(parser, options);
+}
 
-Result download(Options const& options, Terminal const& terminal) {
+Result run(Options const& options, Terminal const& terminal) {
     requireCalibrationDirectory(options.directory, R_OK | W_OK | X_OK);
     OnlyDownload const only;
     // The directory reaches a shell, which would take blanks and other characters in it apart.
@@ -136,5 +140,16 @@ Result download(Options const& options, Terminal const& terminal) {
     }
     return result;
 }
+
+} // namespace
+
+Command const download{
+    "download",
+    "Download the files that are missing of a set",
+    "0 complete afterwards, 1 not",
+    "zentho-cali download 14080045",
+    addOptions,
+    run,
+};
 
 } // namespace companion

@@ -1,3 +1,4 @@
+#include "tool/companion/CommandOptions.h"
 #include "tool/companion/Commands.h"
 #include "tool/companion/Files.h"
 #include "tool/companion/InstalledSet.h"
@@ -8,7 +9,9 @@
 
 namespace companion {
 
-Result find(Options const& options, Terminal const& /*terminal*/) {
+namespace {
+
+Result run(Options const& options, Terminal const& /*terminal*/) {
     // A tree that cannot be searched and one without a camera give the same answer in the library.
     requireDirectory("/sys/bus/usb/devices", R_OK | X_OK, "USB device tree");
     WorkingDirectory const home; // which the search leaves
@@ -26,5 +29,16 @@ Result find(Options const& options, Terminal const& /*terminal*/) {
             {{"serial", options.serial}, {"attached", false}},
             {"Camera " + std::to_string(options.serial) + " is not attached."}};
 }
+
+} // namespace
+
+Command const find{
+    "find",
+    "Find the first attached camera, or tell whether a certain one is attached",
+    "0 found, 1 not",
+    "zentho-cali find",
+    addOptionalSerial,
+    run,
+};
 
 } // namespace companion

@@ -9,12 +9,24 @@
 
 namespace companion {
 
-Result online(Options const& /*options*/, Terminal const& /*terminal*/) {
+namespace {
+
+void addNoOptions(CLI::App& /*parser*/, Options& /*options*/) {}
+
+Result run(Options const& /*options*/, Terminal const& /*terminal*/) {
     constexpr char const* program = "/sbin/route";
     if (access(program, X_OK) != 0)
         throw systemFailure("Cannot run", program, errno, "The package net-tools brings it.");
     bool const online = manager().isOnlineCalibrationRepoAccessible();
     return {online ? Status::yes : Status::no, online ? "yes\n" : "no\n", {{"online", online}}, {}};
 }
+
+} // namespace
+
+Command const online{
+    "online",      "Tell whether exactly one default route is configured",
+    "0 yes, 1 no", "zentho-cali online",
+    addNoOptions,  run,
+};
 
 } // namespace companion

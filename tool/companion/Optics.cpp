@@ -1,3 +1,4 @@
+#include "tool/companion/CommandOptions.h"
 #include "tool/companion/Commands.h"
 #include "tool/companion/InstalledSet.h"
 #include "tool/companion/Table.h"
@@ -65,9 +66,12 @@ void addRows(Table& table, OpticsDefinition const& optic, TempRangeTable const& 
         table.add({name, "none", ""}, {1, 0});
 }
 
-} // namespace
+void addOptions(CLI::App& parser, Options& options) {
+    addSerial(parser, options);
+    addDirectory(parser, options);
+}
 
-Result optics(Options const& options, Terminal const& terminal) {
+Result run(Options const& options, Terminal const& terminal) {
     useDirectory(options.directory);
     InstalledSet const set(options.serial);
     Result result = answerAbout(options.serial, options.directory);
@@ -89,5 +93,16 @@ Result optics(Options const& options, Terminal const& terminal) {
     result.text = table.render(terminal);
     return result;
 }
+
+} // namespace
+
+Command const optics{
+    "optics",
+    "Show a camera's optics, temperature ranges and frame rates",
+    "0 shown, 1 no description",
+    "zentho-cali optics 14080045",
+    addOptions,
+    run,
+};
 
 } // namespace companion

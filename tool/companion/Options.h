@@ -8,9 +8,8 @@
 
 namespace companion {
 
-/// The sub-command with its arguments; what a sub-command does not take stays as it is here.
+/// The arguments of a sub-command; what it does not take stays as it is here.
 struct Options {
-    std::string command;                                ///< name of the sub-command
     unsigned long serial = 0;                           ///< 0: none was given
     std::string directory = zel::defaultCalibrationDir; ///< calibration directory
     std::string source;                                 ///< the stick

@@ -1,6 +1,9 @@
+#include "tool/companion/CommandOptions.h"
 #include "tool/companion/Commands.h"
 #include "tool/companion/Files.h"
 #include "tool/companion/InstalledSet.h"
+
+#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <array>
@@ -110,9 +113,15 @@ std::string coloured(std::string const& state, Terminal const& terminal) {
     return state == "differs" ? terminal.red(state) : terminal.yellow(state);
 }
 
-} // namespace
+void addOptions(CLI::App& parser, Options& options) {
+    addSerial(parser, options);
+    addText(parser, "-s,--source", "DIR", options.source,
+            "The stick: searched with all directories below")
+        .required();
+    addDirectory(parser, options);
+}
 
-Result verify(Options const& options, Terminal const& terminal) {
+Result run(Options const& options, Terminal const& terminal) {
     useDirectory(options.directory);
     requireDirectory(options.source, R_OK | X_OK, "source directory");
     Tree stick;
@@ -145,5 +154,16 @@ Result verify(Options const& options, Terminal const& terminal) {
     result.notes.insert(result.notes.end(), remarks.begin(), remarks.end());
     return result;
 }
+
+} // namespace
+
+Command const verify{
+    "verify",
+    "Compare the installed files with a stick, byte by byte",
+    "0 all the same and complete, 1 otherwise",
+    "zentho-cali verify 14080045 -s /media/usbstick",
+    addOptions,
+    run,
+};
 
 } // namespace companion

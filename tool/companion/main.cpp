@@ -1,5 +1,4 @@
 #include "tool/companion/CommandLine.h"
-#include "tool/companion/Commands.h"
 #include "tool/companion/Files.h"
 #include "tool/companion/Result.h"
 #include "tool/companion/Terminal.h"
@@ -22,19 +21,6 @@
 namespace {
 
 using namespace companion;
-
-struct Command {
-    char const* name;
-    Result (*run)(Options const&, Terminal const&);
-};
-
-constexpr std::array<Command, 7> commands{{{"find", find},
-                                           {"check", check},
-                                           {"verify", verify},
-                                           {"optics", optics},
-                                           {"config", config},
-                                           {"download", download},
-                                           {"online", online}}};
 
 /// A stream that the caller closed must not become the number of a file that is opened later. What
 /// takes its place refuses to be used as the stream.
@@ -70,9 +56,9 @@ Json orNull(std::string const& text) {
     return text.empty() ? Json(nullptr) : Json(text);
 }
 
-Json failureObject(Options const& options, Failure const& failure) {
+Json failureObject(Request const& request, Failure const& failure) {
     Json object;
-    object["command"] = orNull(options.command);
+    object["command"] = orNull(request.command != nullptr ? request.command->name : "");
     object["status"] = static_cast<int>(failure.status);
     Json& error = object["error"];
     error["message"] = failure.message;
@@ -82,9 +68,9 @@ Json failureObject(Options const& options, Failure const& failure) {
     return object;
 }
 
-Json resultObject(Options const& options, Result const& result) {
+Json resultObject(Request const& request, Result const& result) {
     Json object;
-    object["command"] = options.command;
+    object["command"] = request.command->name;
     object["status"] = static_cast<int>(result.status);
     object.update(result.members);
     return object;
@@ -104,43 +90,36 @@ Status print(std::string const& text, Status status) {
     return Status::notRun;
 }
 
-Status fail(Options const& options, Failure const& failure) {
+Status fail(Request const& request, Failure const& failure) {
     printError(sentence(failure));
     if (!failure.hint.empty())
         printError("hint: " + failure.hint);
-    if (!options.json)
+    if (!request.options.json)
         return failure.status;
-    return print(jsonText(failureObject(options, failure)), failure.status);
+    return print(jsonText(failureObject(request, failure)), failure.status);
 }
 
-Result runCommand(Options const& options) {
-    configureLog(options);
-    auto const* const command =
-        std::find_if(commands.begin(), commands.end(),
-                     [&](Command const& known) { return options.command == known.name; });
-    return command->run(options, Terminal::of(STDOUT_FILENO));
-}
-
-Status run(int argc, char const* const* argv, Options& options) {
-    if (auto const text = readCommandLine(argc, argv, options))
+Status run(int argc, char const* const* argv, Request& request) {
+    if (auto const text = readCommandLine(argc, argv, request))
         return print(*text, Status::yes);
-    Result const result = runCommand(options);
+    configureLog(request.options);
+    Result const result = request.command->run(request.options, Terminal::of(STDOUT_FILENO));
     for (std::string const& note : result.notes)
         printError(note);
-    return print(options.json ? jsonText(resultObject(options, result)) : result.text,
+    return print(request.options.json ? jsonText(resultObject(request, result)) : result.text,
                  result.status);
 }
 
 /// Nothing leaves this, whatever went wrong.
 Status runGuarded(int argc, char const* const* argv) {
-    Options options;
+    Request request;
     try {
-        return run(argc, argv, options);
+        return run(argc, argv, request);
     } catch (Failure const& failure) {
-        return fail(options, failure);
+        return fail(request, failure);
         // GCOVR_EXCL_START: no test lets the memory of this program run out
     } catch (std::exception const& exception) {
-        return fail(options, {"Something went wrong", "", exception.what(), ""});
+        return fail(request, {"Something went wrong", "", exception.what(), ""});
     } // GCOVR_EXCL_STOP
 }
 

@@ -1,0 +1,75 @@
+#include "tool/companion/CommandOptions.h"
+
+#include "util/DefaultDirectories.h"
+
+#include <CLI/CLI.hpp>
+
+#include <charconv>
+#include <system_error>
+
+namespace companion {
+
+namespace {
+
+constexpr unsigned long largestSerial = 2147483647;
+
+/// @return Whether the text is a serial number: decimal, without sign or blank, and not 0.
+bool readSerial(std::string const& text, unsigned long& serial) {
+    char const* const end = text.data() + text.size();
+    auto const [rest, error] = std::from_chars(text.data(), end, serial);
+    return error == std::errc() && rest == end && serial >= 1 && serial <= largestSerial;
+}
+
+void setSerial(Options& options, std::string const& text) {
+    if (readSerial(text, options.serial))
+        return;
+    std::string const range = "1 to " + std::to_string(largestSerial);
+    std::string const mistake = "'" + text + "' is no serial number: decimal digits, " + range;
+    throw CLI::ValidationError("SERIAL", mistake);
+}
+
+CLI::Option& addSerialOption(CLI::App& parser, Options& options) {
+    auto const set = [&options](std::string const& text) {
+        setSerial(options, text);
+    };
+    return *parser
+                .add_option_function<std::string>("SERIAL", set,
+                                                  "Serial number of the camera, in decimal")
+                ->type_name("");
+}
+
+} // namespace
+
+CLI::Option& addText(CLI::App& parser, char const* name, char const* type, std::string& value,
+                     std::string const& help) {
+    return *parser.add_option(name, value, help)
+                ->type_name(type)
+                ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)
+                ->check([](std::string const& text) {
+                    return text.empty() ? std::string("must not be empty") : std::string();
+                });
+}
+
+void addOptionalSerial(CLI::App& parser, Options& options) {
+    addSerialOption(parser, options);
+}
+
+void addSerial(CLI::App& parser, Options& options) {
+    addSerialOption(parser, options).required();
+}
+
+void addDirectory(CLI::App& parser, Options& options) {
+    std::string const help =
+        std::string("Calibration directory, instead of ") + zel::defaultCalibrationDir;
+    addText(parser, "-t,--target", "DIR", options.directory, help);
+}
+
+void addCommonOptions(CLI::App& parser, Options& options) {
+    parser.add_flag("--json", options.json, "Answer with one JSON object, also on failure");
+    parser.add_flag("-v,--verbose", options.verbosity,
+                    "Show the library's log: errors and warnings; -vv information, -vvv debug");
+    addText(parser, "--log", "FILE", options.logFile,
+            "Write the library's whole log to FILE_<date>_<time>.log");
+}
+
+} // namespace companion
