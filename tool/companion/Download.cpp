@@ -1,5 +1,6 @@
 #include "tool/companion/CommandOptions.h"
 #include "tool/companion/Commands.h"
+#include "tool/companion/FileState.h"
 #include "tool/companion/Files.h"
 #include "tool/companion/InstalledSet.h"
 
@@ -93,11 +94,10 @@ Names gained(std::set<std::string> const& before, Names const& unusableBefore,
     return names;
 }
 
-void tell(Result& result, Terminal const& terminal, Names const& installed, Names const& missing) {
-    for (std::string const& name : installed)
-        result.text += terminal.sanitized(name) + ": " + terminal.green("installed") + "\n";
-    for (std::string const& name : missing)
-        result.text += terminal.sanitized(name) + ": " + terminal.yellow("still missing") + "\n";
+void tell(Result& result, Terminal const& terminal, FileState state, Names const& names) {
+    result.members[jsonName(state)] = names;
+    for (std::string const& name : names)
+        result.text += stateLine(name, state, terminal);
 }
 
 void addOptions(CLI::App& parser, Options& options) {
@@ -129,9 +129,8 @@ Result run(Options const& options, Terminal const& terminal) {
 
     Result result = answerAbout(options.serial, options.directory);
     result.members["complete"] = missing.empty();
-    result.members["installed"] = installed;
-    result.members["missing"] = missing;
-    tell(result, terminal, installed, missing);
+    tell(result, terminal, FileState::installed, installed);
+    tell(result, terminal, FileState::stillMissing, missing);
     if (!fetched)
         result.notes.emplace_back("The download did not go through; -v tells why.");
     if (!missing.empty()) {

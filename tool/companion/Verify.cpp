@@ -1,5 +1,6 @@
 #include "tool/companion/CommandOptions.h"
 #include "tool/companion/Commands.h"
+#include "tool/companion/FileState.h"
 #include "tool/companion/Files.h"
 #include "tool/companion/InstalledSet.h"
 
@@ -62,13 +63,13 @@ class Comparison {
 public:
     Comparison(InstalledSet const& set, Tree const& stick) : m_set(set), m_stick(stick) {}
 
-    std::string stateOf(std::string const& name) {
+    FileState stateOf(std::string const& name) {
         bool const here = access(m_set.path(name).c_str(), F_OK) == 0;
         auto const found = m_stick.files.find(name);
         if (found == m_stick.files.end())
-            return here ? "missing there" : "missing here and there";
+            return here ? FileState::missingThere : FileState::missingHereAndThere;
         if (!here)
-            return "missing here";
+            return FileState::missingHere;
         return compare(name, found->second);
     }
 
@@ -76,17 +77,17 @@ public:
 
 private:
     /// Of several copies the installer leaves one; which, depends on the order of the directories.
-    std::string compare(std::string const& name, Paths const& copies) {
+    FileState compare(std::string const& name, Paths const& copies) {
         auto const equal = std::count_if(copies.begin(), copies.end(), [&](auto const& copy) {
             return sameBytes(m_set.path(name), copy);
         });
         if (equal == 0)
-            return "differs";
+            return FileState::differs;
         if (static_cast<std::size_t>(equal) != copies.size()) {
             m_remarks.push_back("The stick holds different copies of " + name +
                                 "; the installed one is the same as one of them.");
         }
-        return "same";
+        return FileState::same;
     }
 
     InstalledSet const& m_set;
@@ -107,10 +108,8 @@ std::set<std::string> namesOf(InstalledSet const& set, Options const& options, T
     return names;
 }
 
-std::string coloured(std::string const& state, Terminal const& terminal) {
-    if (state == "same")
-        return terminal.green(state);
-    return state == "differs" ? terminal.red(state) : terminal.yellow(state);
+bool isMissingThere(FileState state) {
+    return state == FileState::missingThere || state == FileState::missingHereAndThere;
 }
 
 void addOptions(CLI::App& parser, Options& options) {
@@ -133,16 +132,15 @@ Result run(Options const& options, Terminal const& terminal) {
     result.notes = set.remarks();
     Json files = Json::array();
     for (std::string const& name : namesOf(set, options, stick)) {
-        std::string const state = comparison.stateOf(name);
-        bool const missingThere = state.find("there") != std::string::npos;
-        if (missingThere && stick.gap)
+        FileState const state = comparison.stateOf(name);
+        if (isMissingThere(state) && stick.gap)
             throw Failure(*stick.gap);
-        if (state != "same")
+        if (state != FileState::same)
             result.status = Status::no;
         Json& file = files.emplace_back();
         file["name"] = name;
-        file["state"] = state;
-        result.text += terminal.sanitized(name) + ": " + coloured(state, terminal) + "\n";
+        file["state"] = jsonName(state);
+        result.text += stateLine(name, state, terminal);
     }
     bool const complete = set.missing().empty();
     if (!complete)
