@@ -5,6 +5,7 @@
 #include "tool/companion/InstalledSet.h"
 
 #include "sdk/IRCalibrationManager.h"
+#include "util/FileDescriptor.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -23,25 +24,16 @@ bool holds(Names const& names, std::string const& name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-/// Keeps other downloads away while it lives: all use the same file in this directory.
-class OnlyDownload {
-public:
-    OnlyDownload() : m_descriptor(open("/tmp", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-        if (m_descriptor < 0)
-            throw systemFailure("Cannot use", "/tmp", errno);
-        if (flock(m_descriptor, LOCK_EX | LOCK_NB) == 0)
-            return;
-        int const error = errno;
-        close(m_descriptor);
-        throw systemFailure("Cannot lock", "/tmp", error, "Another download is under way.");
-    }
-    ~OnlyDownload() { close(m_descriptor); }
-    OnlyDownload(OnlyDownload const&) = delete;
-    OnlyDownload& operator=(OnlyDownload const&) = delete;
-
-private:
-    int m_descriptor;
-};
+/// Locks out other downloads: all keep their links in the same file of this directory.
+/// @return The lock, held as long as the descriptor is open.
+zel::FileDescriptor lockOutOtherDownloads() {
+    zel::FileDescriptor directory(open("/tmp", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory.valid())
+        throw systemFailure("Cannot use", "/tmp", errno);
+    if (flock(directory.get(), LOCK_EX | LOCK_NB) != 0)
+        throw systemFailure("Cannot lock", "/tmp", errno, "Another download is under way.");
+    return directory;
+}
 
 /// What cannot be used of a set. `wget` leaves an empty file for what the server lacks, and the
 /// library takes it, like a description without optics, for one that is there.
@@ -107,7 +99,7 @@ void addOptions(CLI::App& parser, Options& options) {
 
 Result run(Options const& options, Terminal const& terminal) {
     requireCalibrationDirectory(options.directory, R_OK | W_OK | X_OK);
-    OnlyDownload const only;
+    zel::FileDescriptor const lock = lockOutOtherDownloads();
     // The directory reaches a shell, which would take blanks and other characters in it apart.
     WorkingDirectory const home;
     if (chdir(options.directory.c_str()) != 0) {

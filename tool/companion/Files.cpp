@@ -2,8 +2,6 @@
 
 #include "tool/companion/Result.h"
 
-#include "util/FileDescriptor.h"
-
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -30,7 +28,7 @@ struct stat statusOf(FileDescriptor const& file, std::string const& path) {
     return status;
 }
 
-/// @return 0 for a directory with these rights, else the error number that tells what is wrong.
+/// @return 0 for a directory with these rights; otherwise the error number that says what is wrong.
 int whyNotUsable(std::string const& path, int rights) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0)
@@ -40,7 +38,8 @@ int whyNotUsable(std::string const& path, int rights) {
     return faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0 ? 0 : errno;
 }
 
-/// @return 0 for a file, and for what is none or leads nowhere.
+/// @return 0 for a regular file, and when nothing is there; otherwise the error number that says
+/// why not.
 int whyNotReplaceable(std::string const& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode))
@@ -48,7 +47,7 @@ int whyNotReplaceable(std::string const& path) {
     return S_ISDIR(status.st_mode) ? EISDIR : EPERM;
 }
 
-/// Reads a file piece by piece, each as long as the buffer until the last.
+/// Reads a file piece by piece. All but the last piece fill the buffer.
 class Pieces {
 public:
     Pieces(FileDescriptor const& file, std::string const& path) : m_file(file), m_path(path) {}
@@ -74,18 +73,16 @@ private:
     std::array<char, 65536> m_buffer{};
 };
 
-/// A file beside the one that is to be written; it goes, unless it was moved there.
+/// A new file beside the one that is to be written. It is removed on destruction, unless it was
+/// moved.
 class TemporaryFile {
 public:
-    explicit TemporaryFile(std::string const& path) : m_name(path + ".XXXXXX") {
-        m_descriptor = mkostemp(m_name.data(), O_CLOEXEC);
-        if (m_descriptor < 0)
+    explicit TemporaryFile(std::string const& path)
+        : m_name(path + ".XXXXXX"), m_file(mkostemp(m_name.data(), O_CLOEXEC)) {
+        if (!m_file.valid())
             throw systemFailure("Cannot write", path, errno);
     }
-    ~TemporaryFile() {
-        close(m_descriptor);
-        unlink(m_name.c_str());
-    }
+    ~TemporaryFile() { unlink(m_name.c_str()); }
     TemporaryFile(TemporaryFile const&) = delete;
     TemporaryFile& operator=(TemporaryFile const&) = delete;
 
@@ -93,18 +90,18 @@ public:
     bool fill(std::string const& content) const {
         mode_t const mask = umask(0);
         umask(mask);
-        return writeAll(m_descriptor, content) && fchmod(m_descriptor, 0666 & ~mask) == 0 &&
-               fsync(m_descriptor) == 0;
+        return writeAll(m_file.get(), content) && fchmod(m_file.get(), 0666 & ~mask) == 0 &&
+               fsync(m_file.get()) == 0;
     }
 
-    /// Takes the place of a file that may exist, but never of a device.
+    /// Moves it to its place. A file there is replaced, but never a device.
     bool replace(std::string const& path) const {
         errno = whyNotReplaceable(path);
         return errno == 0 && std::rename(m_name.c_str(), path.c_str()) == 0;
     }
 
-    /// Puts it in place in one step that fails when there is a file. Some file systems know no such
-    /// move, and of the others some know no second name for a file.
+    /// Moves it to its place in one step that fails when a file is there. A file system without
+    /// such a move may have hard links instead.
     bool place(std::string const& path) const {
         return renameat2(AT_FDCWD, m_name.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0 ||
                (errno == EINVAL && link(m_name.c_str(), path.c_str()) == 0);
@@ -112,18 +109,16 @@ public:
 
 private:
     std::string m_name;
-    int m_descriptor;
+    FileDescriptor m_file;
 };
 
 } // namespace
 
-WorkingDirectory::WorkingDirectory()
-    : m_descriptor(::open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+WorkingDirectory::WorkingDirectory() : m_directory(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
 
 WorkingDirectory::~WorkingDirectory() {
     // Fails only for a directory that may no longer be entered; no relative path means much then.
-    [[maybe_unused]] int const result = fchdir(m_descriptor);
-    close(m_descriptor);
+    [[maybe_unused]] int const result = fchdir(m_directory.get());
 }
 
 void requireDirectory(std::string const& path, int rights, std::string const& what,
@@ -140,7 +135,7 @@ std::set<std::string> namesIn(std::string const& directory) {
          !error && entries != end; entries.increment(error)) {
         names.insert(entries->path().filename());
     }
-    if (error) // only when the directory went away since it was looked at
+    if (error) // only when the directory vanished after it was checked
         throw systemFailure("Cannot list", directory, error.value()); // GCOVR_EXCL_LINE
     return names;
 }

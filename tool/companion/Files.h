@@ -2,12 +2,14 @@
 /// Directories and files as the sub-commands need them.
 #pragma once
 
+#include "util/FileDescriptor.h"
+
 #include <set>
 #include <string>
 
 namespace companion {
 
-/// The working directory, to which the process returns when the object goes.
+/// The working directory, to which the process returns when the object is destroyed.
 class WorkingDirectory {
 public:
     WorkingDirectory();
@@ -16,7 +18,7 @@ public:
     WorkingDirectory& operator=(WorkingDirectory const&) = delete;
 
 private:
-    int m_descriptor;
+    zel::FileDescriptor m_directory;
 };
 
 /// @param path   Must be a directory with these rights,
@@ -34,19 +36,19 @@ std::set<std::string> namesIn(std::string const& directory);
 bool isEmptyFile(std::string const& path);
 
 /// Compares two files piece by piece.
-/// @return Whether both are regular files of the same bytes. @throws Failure when one of them
-/// cannot
-///         be read.
+/// @return Whether both are regular files of the same bytes.
+/// @throws Failure when one of them cannot be read.
 bool sameBytes(std::string const& left, std::string const& right);
 
-/// Writes a file, of which nobody ever sees a part: beside its place first, then moved there.
+/// Writes a whole file or nothing: a temporary file beside it is filled and then moved there.
 /// @param path    The file.
 /// @param content Its bytes.
-/// @param replace Whether it may take the place of a file that exists.
-/// @throws Failure when it cannot be written; nothing is left then.
+/// @param replace Whether it may replace a file that exists.
+/// @throws Failure when it cannot be written; no temporary file is left then.
 void writeAtomically(std::string const& path, std::string const& content, bool replace);
 
-/// Writes all of a text. @return Whether that went well; else `errno` tells why not.
+/// Writes all of a text.
+/// @return Whether that succeeded; otherwise `errno` says why not.
 bool writeAll(int descriptor, std::string const& text);
 
 } // namespace companion
