@@ -9,7 +9,7 @@
 
 namespace companion {
 
-/// Exit statuses. Scripts rely on them, so none ever changes its meaning.
+/// Exit statuses. Scripts rely on them, so their meanings never change.
 enum class Status : int {
     yes = 0,        ///< found, complete, all the same, done
     no = 1,         ///< the question was answered, with no
@@ -28,24 +28,24 @@ struct Result {
     std::vector<std::string> notes; ///< remarks and hints, on the standard error stream
 };
 
-/// @return A yes with what every answer about a set begins with: the camera's serial number and the
+/// @return The start of every answer about a set: a yes, with the camera's serial number and the
 ///         calibration directory.
 Result answerAbout(unsigned long serial, std::string const& directory);
 
 /// Thrown when a question cannot be answered.
 struct Failure {
     std::string message;            ///< what could not be done
-    std::string path;               ///< to what; empty when it is no file or directory
+    std::string path;               ///< the file or directory concerned; may be empty
     std::string reason;             ///< why, in the system's words; may be empty
     std::string hint;               ///< what to do next; may be empty
     Status status = Status::notRun; ///< #Status::wrongUsage or #Status::notRun
 };
 
-/// @return A failure for the reason that `errno` gives.
+/// @return A failure whose reason is that of a value of `errno`.
 Failure systemFailure(std::string const& message, std::string const& path, int error,
                       std::string const& hint = "");
 
-/// @return What the standard error stream tells of a failure, without its hint.
+/// @return A failure as a person reads it, without its hint.
 std::string sentence(Failure const& failure);
 
 } // namespace companion

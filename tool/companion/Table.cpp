@@ -58,10 +58,10 @@ std::string Table::bar(Span span, std::size_t width, bool utf8) const {
         return static_cast<std::size_t>(
             std::lround(std::clamp(share, 0.0, 1.0) * static_cast<double>(width)));
     };
-    if (!(span.low <= span.high)) // also when one of them is no number
+    if (!(span.low <= span.high)) // also when one of them is not a number
         return "";
     std::size_t const begin = std::min(position(span.low), width - 1);
-    std::size_t const end = std::max(position(span.high), begin + 1); // the shortest is seen, too
+    std::size_t const end = std::max(position(span.high), begin + 1); // even the shortest bar shows
     std::string text(begin, ' ');
     for (std::size_t i = begin; i < end; ++i)
         text += utf8 ? "\u2588" : "#";

@@ -10,13 +10,13 @@
 
 namespace companion {
 
-/// Where an interval lies on a scale.
+/// An interval.
 struct Span {
     double low;  ///< its low end
     double high; ///< its high end
 };
 
-/// Columns of text under a heading, with a bar behind each row where bars can be shown.
+/// Columns of text under a heading. Each row ends in a bar where the terminal can show bars.
 class Table {
 public:
     using Cells = std::vector<std::string>;
@@ -28,8 +28,7 @@ public:
     /// Adds a row with as many cells as the heading.
     void add(Cells const& cells, Span bar) { m_rows.push_back({cells, bar}); }
 
-    /// @return The lines. Without a terminal that can show bars, or where they are too narrow to
-    ///         tell anything, there are none.
+    /// @return The lines, without bars where the terminal cannot show them or lacks the room.
     std::string render(Terminal const& terminal) const;
 
 private:
@@ -46,7 +45,7 @@ private:
     std::vector<Row> m_rows;
 };
 
-/// @return The shortest decimal number that means the value.
+/// @return The shortest decimal text that reads back as the value.
 std::string decimal(float value);
 
 } // namespace companion

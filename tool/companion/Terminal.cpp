@@ -36,7 +36,7 @@ Character characterAt(std::string const& text, std::size_t position) {
     wchar_t code = L'\0';
     std::size_t const count =
         std::mbrtowc(&code, text.data() + position, text.size() - position, &state);
-    // Neither a character of the encoding nor a beginning of one, or the null character.
+    // Not a character of the encoding, only the start of one, or the null character.
     if (count == 0 || count > text.size())
         return {L'\0', 1, false};
     return {code, count, std::iswprint(static_cast<wint_t>(code)) != 0};

@@ -7,7 +7,7 @@
 
 namespace companion {
 
-/// Abilities of the terminal behind a stream; of anything else they are all missing.
+/// What the terminal at a stream can do. A stream that is no terminal can do nothing of it.
 struct Terminal {
     bool interactive = false; ///< a terminal at all
     bool drawing = false;     ///< can show bars
@@ -27,15 +27,16 @@ struct Terminal {
     /// @copydoc red
     std::string bold(std::string const& text) const { return inColour("1", text); }
 
-    /// @return A text from outside as the stream may get it: what a terminal could take for a
-    ///         command is replaced by question marks. Anything else gets the bytes as they are.
+    /// @return A text from outside, safe to print: a terminal gets question marks for characters
+    ///         that are not printable, since they could be commands to it. A file or a pipe gets
+    ///         the text unchanged.
     std::string sanitized(std::string const& text) const;
 
 private:
     std::string inColour(char const* code, std::string const& text) const;
 };
 
-/// @return Columns that a sanitized text takes.
+/// @return Columns that a sanitized text takes on a terminal.
 std::size_t displayWidth(std::string const& text);
 
 } // namespace companion

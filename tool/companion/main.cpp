@@ -22,8 +22,8 @@ namespace {
 
 using namespace companion;
 
-/// A stream that the caller closed must not become the number of a file that is opened later. What
-/// takes its place refuses to be used as the stream.
+/// Opens the standard streams that the caller closed, so that no file that is opened later gets
+/// their numbers. Reading or writing them still fails.
 void occupyStandardStreams() {
     for (int const stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(stream, F_GETFD) == -1)
@@ -36,7 +36,7 @@ std::string directoryOf(std::string const& file) {
     return slash == std::string::npos ? "." : file.substr(0, slash + 1);
 }
 
-/// The logger keeps it to itself when it cannot open its file.
+/// The logger does not report that it cannot open its file, so the directory is checked here.
 void configureLog(Options const& options) {
     constexpr std::array<zel::IRLoggerVerbosityLevel, 4> levels{zel::IRLOG_OFF, zel::IRLOG_WARNING,
                                                                 zel::IRLOG_INFO, zel::IRLOG_DEBUG};
@@ -110,7 +110,7 @@ Status run(int argc, char const* const* argv, Request& request) {
                  result.status);
 }
 
-/// Nothing leaves this, whatever went wrong.
+/// Turns every failure into a message and an exit status.
 Status runGuarded(int argc, char const* const* argv) {
     Request request;
     try {
@@ -128,10 +128,10 @@ Status runGuarded(int argc, char const* const* argv) {
 int main(int argc, char* argv[]) try {
     occupyStandardStreams();
     std::setlocale(LC_CTYPE, "");
-    std::signal(SIGPIPE, SIG_IGN); // a reader that has gone is an error of writing like any other
-    std::signal(SIGCHLD, SIG_DFL); // whose being ignored the process may have inherited
+    std::signal(SIGPIPE, SIG_IGN); // a reader that closed the pipe is then a failed write
+    std::signal(SIGCHLD, SIG_DFL); // the process may have inherited that it is ignored
     return static_cast<int>(runGuarded(argc, argv));
-    // GCOVR_EXCL_START: only when there is no memory to report a lack of memory
+    // GCOVR_EXCL_START: only without the memory to report a lack of memory
 } catch (...) {
     return static_cast<int>(Status::notRun);
 } // GCOVR_EXCL_STOP

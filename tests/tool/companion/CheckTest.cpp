@@ -137,7 +137,7 @@ TEST_F(CompanionCheck, RefusesADirectoryThatTheLibraryWouldCut) {
                said("Cannot use the calibration directory " + deep + ": File name too long")));
 }
 
-TEST_F(CompanionCheck, TellsThatAMissingFileIsThereButMayNotBeRead) {
+TEST_F(CompanionCheck, SaysThatAMissingFileIsThereButMayNotBeRead) {
     install("14080045");
     support::inPrivateNamespaces([&] {
         fs::permissions(installed("Cali-14080045-23-0-250.dat"), fs::perms::none);
@@ -150,7 +150,7 @@ TEST_F(CompanionCheck, TellsThatAMissingFileIsThereButMayNotBeRead) {
     });
 }
 
-TEST_F(CompanionCheck, TellsThatADescriptionIsThereButCannotBeUnderstood) {
+TEST_F(CompanionCheck, SaysThatADescriptionIsThereButCannotBeUnderstood) {
     support::writeFile(installed("Cali-7.xml"), "<CaliData>\n<!-- without an end\n</CaliData>\n");
     EXPECT_EQ(seenOf({"check", "7", "-t", "cali"}),
               exited(1, "Cali-7.xml\n",

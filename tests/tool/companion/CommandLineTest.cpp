@@ -97,11 +97,11 @@ TEST_F(CompanionCommandLine, RefusesAHexadecimalSerial) {
     EXPECT_EQ(seenOf({"check", "0x10"}), noSerial("0x10"));
 }
 
-TEST_F(CompanionCommandLine, RefusesASerialWithSomethingBehindIt) {
+TEST_F(CompanionCommandLine, RefusesASerialFollowedByAnotherCharacter) {
     EXPECT_EQ(seenOf({"check", "12x"}), noSerial("12x"));
 }
 
-TEST_F(CompanionCommandLine, RefusesASerialBehindABlank) {
+TEST_F(CompanionCommandLine, RefusesASerialAfterABlank) {
     EXPECT_EQ(seenOf({"check", " 5"}), noSerial(" 5"));
 }
 

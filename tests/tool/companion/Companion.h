@@ -18,13 +18,13 @@ extern std::string const program;
 /// The sample stick, which holds all files of camera 14080045, but not all of camera 15110023.
 extern std::string const stick;
 
-/// What is told on the standard error stream.
+/// A line of the companion on the standard error stream.
 std::string said(std::string const& text);
 
-/// What to do without a camera's files in the directory "cali".
+/// The hint for a person who lacks this camera's files in the directory "cali".
 std::string fetchHint(std::string const& serial);
 
-/// A JSON answer fits the committed schema. For EXPECT_TRUE.
+/// Whether a JSON answer fits the committed schema; for EXPECT_TRUE.
 testing::AssertionResult fitsTheSchema(std::string const& answer);
 
 /// A working directory with an empty calibration directory "cali".
@@ -32,15 +32,15 @@ class Companion : public testing::Test {
 protected:
     Companion();
 
-    /// Asks in the working directory, in an environment without settings for terminals.
+    /// Runs the companion in the working directory, in an environment without terminal settings.
     support::Outcome ask(std::vector<std::string> arguments) const;
-    /// What is seen of it.
+    /// Does the same; gives exit status and streams as one text.
     std::string seenOf(std::vector<std::string> const& arguments) const;
-    /// Asks for JSON, which must fit the schema.
+    /// Does the same for JSON, which must fit the schema.
     std::string jsonOf(std::vector<std::string> arguments) const;
-    /// Asks by a shell command, in which "$0" is the program.
+    /// Runs a shell command, in which "$0" is the program; gives exit status and streams.
     std::string seenOfShell(std::string const& command) const;
-    /// What a terminal of 60 columns gets of a shell command, in which $program is the program.
+    /// What a shell command, in which $program is the program, prints on a terminal of 60 columns.
     std::string onTerminal(std::vector<std::string> environment, std::string const& command) const;
 
     /// Copies a camera's files from the sample stick into the calibration directory.

@@ -41,7 +41,7 @@ protected:
     std::string const file = root.path() + "/camera.xml";
 };
 
-/// Lets the file system of this process, as some do, refuse to move a file without replacing one.
+/// Makes the exclusive move of a file fail in this process, as on a file system that lacks it.
 void refuseExclusiveMoves() {
     sock_filter program[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
@@ -77,7 +77,7 @@ TEST_F(CompanionConfig, LeavesAnAbsolutePathWithLinksAsItIs) {
               exited(0, configuration(root.path() + "/link"), ""));
 }
 
-TEST_F(CompanionConfig, WritesTheConfigurationToAFileWithoutAWord) {
+TEST_F(CompanionConfig, PrintsNothingWhenItWritesTheConfigurationToAFile) {
     EXPECT_EQ(written("camera.xml"), exited(0, "", ""));
     EXPECT_EQ(readFile(file), configuration(cali));
 }
@@ -121,7 +121,7 @@ TEST_F(CompanionConfig, ReplacesAFileByForce) {
     EXPECT_EQ(readFile(file), configuration(cali));
 }
 
-TEST_F(CompanionConfig, WritesAlsoByForceWhenThereIsNoFile) {
+TEST_F(CompanionConfig, WritesByForceWhenThereIsNoFile) {
     EXPECT_EQ(written("camera.xml", {"--force"}), exited(0, "", ""));
     EXPECT_EQ(readFile(file), configuration(cali));
 }
@@ -192,7 +192,7 @@ TEST_F(CompanionConfig, LeavesNothingOnAFullDisk) {
     });
 }
 
-TEST_F(CompanionConfig, TellsThatThereIsNoDescription) {
+TEST_F(CompanionConfig, SaysThatThereIsNoDescription) {
     EXPECT_EQ(
         seenOf({"config", "7", "-t", "cali"}),
         exited(1, "",

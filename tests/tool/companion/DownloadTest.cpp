@@ -35,7 +35,7 @@ Tree const wholeSet{{description, support::smallDescription()}, {data, data}, {c
 std::string const allInstalled =
     description + ": installed\n" + data + ": installed\n" + curve + ": installed\n";
 
-/// The companion's own words on the standard error stream, among those of wget.
+/// What the companion itself wrote to the standard error stream, without the lines of wget.
 std::string remarksIn(Outcome const& outcome) {
     std::string remarks;
     for (auto const& line : support::lines(outcome.standardError)) {
@@ -47,7 +47,7 @@ std::string remarksIn(Outcome const& outcome) {
 
 class CompanionDownload : public companiontest::Companion {
 protected:
-    /// With a server that has these files of the camera's set.
+    /// Runs the body beside a server that has these files of the camera's set.
     void served(std::vector<std::string> const& names,
                 std::function<void(DownloadWorld const&)> const& body) const {
         support::inDownloadWorld([&](DownloadWorld const& world) {
@@ -81,7 +81,7 @@ TEST_F(CompanionDownload, InstallsTheWholeSet) {
     });
 }
 
-TEST_F(CompanionDownload, AddsNoWordOfItsOwnWhenAllIsWell) {
+TEST_F(CompanionDownload, AddsNoRemarkWhenAllIsWell) {
     served({description, data, curve},
            [](DownloadWorld const& world) { EXPECT_EQ(remarksIn(download(world)), ""); });
 }
@@ -147,7 +147,7 @@ TEST_F(CompanionDownload, FetchesAFileThatAnEarlierDownloadLeftEmpty) {
     });
 }
 
-TEST_F(CompanionDownload, FetchesTheWholeSetBehindAnEmptyDescription) {
+TEST_F(CompanionDownload, FetchesTheWholeSetWhenTheDescriptionIsEmpty) {
     served({description, data, curve}, [](DownloadWorld const& world) {
         writeFile(world.target() + "/" + description, "");
         auto const outcome = download(world);
@@ -178,7 +178,7 @@ TEST_F(CompanionDownload, DoesNotTakeAPageOfAnotherServerForADescription) {
     });
 }
 
-TEST_F(CompanionDownload, TellsThatItDidNotGoThrough) {
+TEST_F(CompanionDownload, SaysThatTheDownloadFailed) {
     support::inDownloadWorld([](DownloadWorld const& world) {
         auto const outcome = download(world);
         EXPECT_EQ(outcome.exitStatus, 1);
@@ -188,7 +188,7 @@ TEST_F(CompanionDownload, TellsThatItDidNotGoThrough) {
     });
 }
 
-TEST_F(CompanionDownload, TellsVerboselyWhyItDidNotGoThrough) {
+TEST_F(CompanionDownload, SaysVerboselyWhyTheDownloadFailed) {
     support::inDownloadWorld([](DownloadWorld const& world) {
         auto const error = download(world, {"-v"}).standardError;
         EXPECT_NE(error.find(":Error parsing download links file: "), std::string::npos);
@@ -204,7 +204,7 @@ TEST_F(CompanionDownload, WritesToADirectoryWithBlanksAndDollarsInItsName) {
     });
 }
 
-TEST_F(CompanionDownload, GoesThroughAlsoWhenTheCallerIgnoresItsChildren) {
+TEST_F(CompanionDownload, SucceedsWhenTheCallerIgnoresItsChildren) {
     served({description, data, curve}, [](DownloadWorld const& world) {
         auto const outcome = download(world, {"-v"}, "--ignore-signal=CHLD");
         EXPECT_EQ(outcome.standardOutput, allInstalled);
@@ -234,7 +234,7 @@ TEST_F(CompanionDownload, NamesADirectoryThatMayNotBeWritten) {
     });
 }
 
-TEST_F(CompanionDownload, DoesNotOverlapWithAnother) {
+TEST_F(CompanionDownload, RefusesToRunBesideAnotherDownload) {
     support::inDownloadWorld([](DownloadWorld const& world) {
         int const other = open("/tmp", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         ASSERT_EQ(flock(other, LOCK_EX), 0);

@@ -15,7 +15,7 @@ using support::exited;
 
 class CompanionFind : public companiontest::Companion {
 protected:
-    /// With a USB bus of the body's own.
+    /// Runs the body with a USB bus of its own.
     static void onBus(std::function<void()> const& body) {
         support::inPrivateNamespaces([&] {
             support::emptyUsbTree();
@@ -45,11 +45,11 @@ TEST_F(CompanionFind, PrintsTheSerialNumberOfTheCameraThatIsAskedFor) {
     });
 }
 
-TEST_F(CompanionFind, TellsThatNoCameraIsAttached) {
+TEST_F(CompanionFind, SaysThatNoCameraIsAttached) {
     onBus([&] { EXPECT_EQ(seenOf({"find"}), exited(1, "", said("No camera is attached."))); });
 }
 
-TEST_F(CompanionFind, TellsThatAnotherCameraIsAttached) {
+TEST_F(CompanionFind, SaysThatAnotherCameraIsAttached) {
     onBus([&] {
         attachCamera();
         EXPECT_EQ(seenOf({"find", "15110023"}),
@@ -79,7 +79,7 @@ TEST_F(CompanionFind, NamesATreeThatMayNotBeRead) {
     });
 }
 
-TEST_F(CompanionFind, WritesALogBelowTheCallersDirectory) {
+TEST_F(CompanionFind, WritesALogBelowTheWorkingDirectory) {
     onBus([&] {
         attachCamera();
         fs::create_directory(root.path() + "/logs");

@@ -41,7 +41,7 @@ TEST_F(CompanionOptics, ShowsBarsOnACommonScaleOnATerminal) {
               "          250 to 1500  any              ████████████████████\n");
 }
 
-TEST_F(CompanionOptics, ShowsBarsOfAsciiWhereTheLocaleKnowsNoMore) {
+TEST_F(CompanionOptics, ShowsBarsInAsciiWhereTheLocaleIsNotUtf8) {
     install("14080045");
     EXPECT_EQ(onTerminal({"NO_COLOR=1", "LC_CTYPE=C"}, "$program optics 14080045 -t cali"),
               "OPTIC     RANGE        FRAME RATES  -20                 1500\n"
@@ -94,7 +94,7 @@ TEST_F(CompanionOptics, LimitsTheBarsOnAWideTerminal) {
               "23     0 to 250  any          " + std::string(60, '#') + "\n");
 }
 
-TEST_F(CompanionOptics, ShowsTheShortestRangeByOneMark) {
+TEST_F(CompanionOptics, ShowsTheShortestRangeAsOneMark) {
     describe(support::camera(7).optic(23).range(0, 10000).range(10000, 10000));
     EXPECT_EQ(onTerminal({"NO_COLOR=1", "LC_CTYPE=C"}, "$program optics 7 -t cali"),
               "OPTIC  RANGE           FRAME RATES  0                  10000\n"
@@ -110,7 +110,7 @@ TEST_F(CompanionOptics, ShowsNoBarForARangeThatRunsBackward) {
               "       100 to 50  any\n");
 }
 
-TEST_F(CompanionOptics, ShowsNoBarsOnAScaleWithoutAnEnd) {
+TEST_F(CompanionOptics, ShowsNoBarsOnAnInfiniteScale) {
     describe(support::camera(7).optic(23).range(0, 250));
     auto text = support::readFile(installed("Cali-7.xml"));
     text.replace(text.find(">250<") + 1, 3, "inf");
@@ -142,7 +142,7 @@ TEST_F(CompanionOptics, ShowsFractionsOfLimits) {
               "23     -20.5 to 149.99  any\n");
 }
 
-TEST_F(CompanionOptics, TellsAnEmptyListOfFrameRatesFromNone) {
+TEST_F(CompanionOptics, DistinguishesAnEmptyListOfFrameRatesFromNoList) {
     describe(support::camera(7).optic(23).range(0, 250).withoutFrameRates().range(0, 100));
     EXPECT_EQ(ask({"optics", "7", "-t", "cali"}).standardOutput, "OPTIC  RANGE     FRAME RATES\n"
                                                                  "23     0 to 250  none\n"
@@ -155,14 +155,14 @@ TEST_F(CompanionOptics, ShowsAnOpticWithoutRanges) {
                                                                  "23     none\n");
 }
 
-TEST_F(CompanionOptics, TellsThatThereIsNoDescription) {
+TEST_F(CompanionOptics, SaysThatThereIsNoDescription) {
     EXPECT_EQ(seenOf({"optics", "14080045", "-t", "cali"}),
               exited(1, "",
                      said("There is no description cali/Cali-14080045.xml to read. " +
                           fetchHint("14080045"))));
 }
 
-TEST_F(CompanionOptics, TellsThatThereIsNoDescriptionForAWrongSerial) {
+TEST_F(CompanionOptics, SaysThatThereIsNoDescriptionForAWrongSerial) {
     install("14080045");
     EXPECT_EQ(seenOf({"optics", "1408004", "-t", "cali"}),
               exited(1, "",
@@ -170,7 +170,7 @@ TEST_F(CompanionOptics, TellsThatThereIsNoDescriptionForAWrongSerial) {
                           fetchHint("1408004"))));
 }
 
-TEST_F(CompanionOptics, TellsThatADescriptionNamesNoOptic) {
+TEST_F(CompanionOptics, SaysThatADescriptionNamesNoOptic) {
     writeFile(installed("Cali-7.xml"), "<CaliData>\n</CaliData>\n");
     EXPECT_EQ(
         seenOf({"optics", "7", "-t", "cali"}),
@@ -232,7 +232,7 @@ TEST_F(CompanionOptics, AnswersInJson) {
                                                      "}\n");
 }
 
-TEST_F(CompanionOptics, AnswersInJsonThatALimitIsNoFiniteNumber) {
+TEST_F(CompanionOptics, AnswersNullInJsonForALimitThatIsNotFinite) {
     describe(support::camera(7).optic(23).range(0, 250));
     auto text = support::readFile(installed("Cali-7.xml"));
     text.replace(text.find(">250<") + 1, 3, "inf");

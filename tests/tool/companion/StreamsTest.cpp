@@ -16,7 +16,7 @@ using support::writeFile;
 
 class CompanionStreams : public companiontest::Companion {
 protected:
-    /// A description that the reader has something to say about.
+    /// Installs a description that cannot be understood.
     void installMalformed() const {
         writeFile(installed("Cali-7.xml"), "<CaliData>\n<!-- without an end\n</CaliData>\n");
     }
@@ -36,7 +36,7 @@ TEST_F(CompanionStreams, FailWhenTheStandardOutputIsClosed) {
               exited(3, "", said(cannotWrite + "Bad file descriptor")));
 }
 
-TEST_F(CompanionStreams, FailWhenTheReaderHasGone) {
+TEST_F(CompanionStreams, FailWhenTheReaderHasClosedThePipe) {
     EXPECT_EQ(seenOfShell("mkfifo pipe; sleep 60 < pipe & exec 3> pipe; kill $!; wait;"
                           " \"$0\" --version >&3"),
               exited(3, "", said(cannotWrite + "Broken pipe")));
@@ -89,7 +89,7 @@ TEST_F(CompanionStreams, LeaveTheWholeLogToAFile) {
     EXPECT_NE(files.begin()->second.find("DEBUG [imgproc/Cali:"), std::string::npos);
 }
 
-TEST_F(CompanionStreams, WriteALogFileBesideTheCaller) {
+TEST_F(CompanionStreams, WriteALogFileIntoTheWorkingDirectory) {
     ask({"check", "7", "-t", "cali", "--log", "check"});
     auto const names = support::tree(root.path());
     EXPECT_EQ(names.lower_bound("check_")->first.substr(0, 6), "check_");

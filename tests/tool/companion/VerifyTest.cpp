@@ -40,7 +40,7 @@ protected:
 
 } // namespace
 
-TEST_F(CompanionVerify, FindsWhatWasInstalledFromTheSampleStickTheSame) {
+TEST_F(CompanionVerify, FindsTheSameFilesAfterAnInstallationFromTheSampleStick) {
     install("14080045");
     EXPECT_EQ(seenOf({"verify", "14080045", "-s", companiontest::stick, "-t", "cali"}),
               exited(0,
@@ -101,7 +101,7 @@ TEST_F(CompanionVerify, FindsLongFilesOfTheSameBytesTheSame) {
     EXPECT_EQ(verified(), exited(0, states("same", "same"), ""));
 }
 
-TEST_F(CompanionVerify, SeesAFileThatWasCut) {
+TEST_F(CompanionVerify, SeesATruncatedFile) {
     writeFile(installed(data), data.substr(0, 5));
     EXPECT_EQ(verified(), exited(1, states("differs", "same"), ""));
 }
@@ -130,13 +130,13 @@ TEST_F(CompanionVerify, NamesAFileOfTheCameraThatTheDescriptionDoesNotAskFor) {
                                  ""));
 }
 
-TEST_F(CompanionVerify, LeavesOutTheFilesOfCamerasWithALongerSerial) {
+TEST_F(CompanionVerify, IgnoresTheFilesOfCamerasWithALongerSerial) {
     support::writeSmallSet(cali, 78);
     support::writeSmallSet(usb, 79);
     EXPECT_EQ(verified(), exited(0, states("same", "same"), ""));
 }
 
-TEST_F(CompanionVerify, TellsOfDifferentCopiesOfWhichOneIsTheSame) {
+TEST_F(CompanionVerify, MentionsDifferentCopiesOfWhichOneIsTheSame) {
     writeFile(usb + "/old/" + data, "another one");
     EXPECT_EQ(verified(), exited(0, states("same", "same"),
                                  said("The stick holds different copies of " + data +
