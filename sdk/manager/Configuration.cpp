@@ -1,30 +1,38 @@
 #include "sdk/manager/Configuration.h"
 
+#include "imgproc/Description.h"
 #include "sdk/SimpleXML.h"
+#include "sdk/xml/Reader.h"
+#include "sdk/xml/ReaderAccess.h"
 
 namespace zel {
 
 // The outcome of the descents is not examined: an incomplete description suggests what the last
 // element found holds.
-Suggestion readSuggestion(std::string const& path) noexcept {
+Suggestion readSuggestion(xml::Reader& description) {
     Suggestion suggestion;
-    SimpleXML xml;
-    if (!xml.open(path.c_str(), "CaliData"))
-        return suggestion;
-
-    xml.setNode();
+    description.selectRoot();
     for (char const* const name : {"Temperature", "Optics", "OpticsDef"})
-        xml.setNode(name);
-    xml.getInt("FOV", &suggestion.fov);
+        description.enter(name);
+    description.readNumber("FOV", &suggestion.fov);
 
-    xml.setNode();
+    description.selectRoot();
     for (char const* const name :
          {"Temperature", "Optics", "OpticsDef", "TempRanges", "TemperatureRange"}) {
-        xml.setNode(name);
+        description.enter(name);
     }
-    xml.getInt("TempLo", &suggestion.minimum);
-    xml.getInt("TempHi", &suggestion.maximum);
+    description.readNumber("TempLo", &suggestion.minimum);
+    description.readNumber("TempHi", &suggestion.maximum);
     return suggestion;
+}
+
+Suggestion readSuggestion(std::string const& path) noexcept try {
+    SimpleXML xml;
+    if (!xml.open(path.c_str(), descriptionRoot))
+        return {};
+    return readSuggestion(xml::ReaderAccess::of(xml));
+} catch (...) {
+    return {};
 }
 
 std::string configurationText(unsigned long serial, std::string const& calibrationDir,

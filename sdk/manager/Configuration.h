@@ -4,6 +4,10 @@
 
 #include <string>
 
+namespace zel::xml {
+class Reader;
+}
+
 namespace zel {
 
 /// The optic and temperature range that a configuration suggests in a comment.
@@ -13,9 +17,14 @@ struct Suggestion {
     int maximum = 100; ///< high limit of the range
 };
 
-/// @param path Path of a calibration description.
+/// @param description A calibration description that is loaded; its selection changes.
 /// @return What it says of its first optic and that one's first temperature range; the defaults
-///         where it says nothing or cannot be read.
+///         where it says nothing.
+/// @throws std::bad_alloc
+Suggestion readSuggestion(xml::Reader& description);
+
+/// @param path Path of a calibration description.
+/// @return What it suggests; the defaults when it cannot be read.
 Suggestion readSuggestion(std::string const& path) noexcept;
 
 /// @return The configuration's XML text, 31 lines.
