@@ -1,7 +1,6 @@
 #include "tool/companion/Commands.h"
-#include "tool/companion/InstalledSet.h"
 
-#include "sdk/IRCalibrationManager.h"
+#include "sdk/manager/DefaultRoute.h"
 
 #include <cerrno>
 
@@ -17,7 +16,7 @@ Result run(Options const& /*options*/, Terminal const& /*terminal*/) {
     constexpr char const* program = "/sbin/route";
     if (access(program, X_OK) != 0)
         throw systemFailure("Cannot run", program, errno, "The package net-tools brings it.");
-    bool const online = manager().isOnlineCalibrationRepoAccessible();
+    bool const online = zel::hasOneDefaultRoute();
     return {online ? Status::yes : Status::no, online ? "yes\n" : "no\n", {{"online", online}}, {}};
 }
 

@@ -96,9 +96,7 @@ TEST_F(CompanionFind, ShowsWithThreeVsWhatTheSearchFound) {
         attachCamera();
         EXPECT_EQ(seenOf({"find", "-vvv"}),
                   exited(0, "14080045\n",
-                         "DEBUG [sdk/IRCalibrationManager:LINE] @ TIMEs :Query directory"
-                         " /sys/bus/usb/devices\n"
-                         "DEBUG [sdk/IRCalibrationManager:LINE] @ TIMEs :Found device with serial"
+                         "DEBUG [tool/companion/Find:LINE] @ TIMEs :Found device with serial"
                          " 14080045\n"));
     });
 }
