@@ -12,11 +12,11 @@ void addOptions(CLI::App& parser, Options& options) {
 }
 
 Result run(Options const& options, Terminal const& terminal) {
-    useDirectory(options.directory);
-    InstalledSet const set(options.serial);
-    auto const missing = set.missing();
+    InstalledSet const set(options.directory, options.serial);
+    auto const files = set.lookAtAll();
+    auto const missing = set.missing(files);
     Result result = answerAbout(options.serial, options.directory);
-    result.notes = set.remarks();
+    result.notes = set.remarks(files);
     result.members["complete"] = missing.empty();
     result.members["missing"] = missing;
     for (std::string const& name : missing)

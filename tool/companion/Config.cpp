@@ -3,25 +3,28 @@
 #include "tool/companion/Files.h"
 #include "tool/companion/InstalledSet.h"
 
-#include "sdk/IRCalibrationManager.h"
+#include "sdk/manager/Configuration.h"
+#include "util/DefaultDirectories.h"
 
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
 #include <system_error>
 
+#include <unistd.h>
+
 namespace companion {
 
 namespace {
 
-/// The configuration names the directory to programs that run elsewhere. What the person wrote as
-/// an absolute path stays as it is.
+/// The configuration names the directory to programs that run elsewhere. An absolute path stays as
+/// the person wrote it.
 std::string absolute(std::string const& directory) {
     if (directory.front() == '/')
         return directory;
     std::error_code error;
     auto const path = std::filesystem::canonical(directory, error);
-    if (error) // also when the working directory was removed, beside which the directory may be
+    if (error) // such as when a relative path starts in a working directory that was removed
         throw systemFailure("Cannot use the calibration directory", directory, error.value());
     return path;
 }
@@ -35,9 +38,8 @@ void addOptions(CLI::App& parser, Options& options) {
 }
 
 Result run(Options const& options, Terminal const& /*terminal*/) {
-    useDirectory(options.directory);
-    useDirectory(absolute(options.directory));
-    InstalledSet const set(options.serial);
+    requireCalibrationDirectory(options.directory, R_OK | X_OK);
+    InstalledSet set(absolute(options.directory), options.serial);
     Result result = answerAbout(options.serial, options.directory);
     result.members["configuration"] = nullptr;
     result.members["file"] = nullptr;
@@ -46,8 +48,9 @@ Result run(Options const& options, Terminal const& /*terminal*/) {
         result.notes = set.whyNoDescription(options);
         return result;
     }
-    std::string const text = manager().generateConfiguration(options.serial);
-    orBadAlloc(text.empty() ? nullptr : &text);
+    std::string const text =
+        zel::configurationText(options.serial, set.directory(), zel::defaultFormatsDir,
+                               zel::readSuggestion(set.document()));
     result.members["configuration"] = text;
     if (options.output.empty()) {
         result.text = text;

@@ -5,10 +5,12 @@
 #include "tool/companion/InstalledSet.h"
 
 #include "sdk/IRCalibrationManager.h"
+#include "sdk/set/FileKinds.h"
 #include "util/FileDescriptor.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -35,52 +37,74 @@ zel::FileDescriptor lockOutOtherDownloads() {
     return directory;
 }
 
-/// What cannot be used of a set. `wget` leaves an empty file for what the server lacks, and the
-/// library takes it, like a description without optics, for one that is there.
-Names unusable(InstalledSet const& set) {
-    Names names = set.missing();
-    auto const add = [&](std::string const& name) {
-        if (!holds(names, name))
-            names.push_back(name);
-    };
-    if (set.description() == nullptr)
-        add(set.descriptionName());
-    for (std::string const& name : set.wanted()) {
-        if (isEmptyFile(set.path(name)))
-            add(name);
+/// @return The library's manager. @throws std::bad_alloc
+zel::IRCalibrationManager& manager() {
+    auto* const manager = zel::IRCalibrationManager::getInstance();
+    return manager != nullptr ? *manager : throw std::bad_alloc();
+}
+
+/// What there is of the set in the working directory.
+struct Findings {
+    Names wanted;   ///< the whole set
+    Names empty;    ///< files without content
+    Names unusable; ///< missing files, a description without optics, and the empty files
+};
+
+/// Looks at the set in the working directory. `wget` leaves an empty file for what the server
+/// lacks; the library takes that, like a description without optics, for a file that is there.
+Findings examineSet(unsigned long serial) {
+    InstalledSet const set(".", serial);
+    auto const files = set.lookAtAll();
+    Findings findings;
+    findings.unusable = set.missing(files);
+    for (SetFile const& file : files) {
+        bool const useless = file.name == set.descriptionName() && set.description() == nullptr;
+        findings.wanted.push_back(file.name);
+        if (file.look.empty)
+            findings.empty.push_back(file.name);
+        if (!set.isMissing(file) && (useless || file.look.empty))
+            findings.unusable.push_back(file.name);
     }
-    return names;
+    return findings;
+}
+
+/// The text of an optic, which comes from outside, is a part of the names. It can make them lead to
+/// another directory, or contain the character that separates the names of a list.
+/// @return Whether a name may be fetched or removed.
+bool isPlainName(std::string const& name, unsigned long serial) {
+    return zel::set::belongsTo(name, serial) && name.find_first_of("/;") == std::string::npos;
 }
 
 /// Fetches what the library finds missing, and before that the empty files that it would keep.
-bool fetch(InstalledSet const& set, unsigned long serial) {
+bool fetch(Findings const& findings, unsigned long serial) {
     std::string emptyFiles;
-    for (std::string const& name : set.wanted()) {
-        if (isEmptyFile(set.path(name)))
+    for (std::string const& name : findings.empty) {
+        if (isPlainName(name, serial))
             emptyFiles += name + ";";
     }
-    if (!emptyFiles.empty()) {
+    if (!emptyFiles.empty())
         zel::IRCalibrationManager::downloadTarget(emptyFiles.c_str(), std::to_string(serial), ".");
-        forgetDescription(); // another one may have come
-    }
+    manager().setCalibrationDir(".");
     return manager().downloadCalibration(serial);
 }
 
-/// An empty file that was not there before is what `wget` left; nobody else can want it.
-void removeLeftovers(std::set<std::string> const& before, Names const& names) {
-    for (std::string const& name : names) {
-        if (before.count(name) == 0 && isEmptyFile(name))
+/// Removes the empty files of the set that were not there before: `wget` left them for files that
+/// the server lacks.
+void removeLeftovers(std::set<std::string> const& before, Findings const& now,
+                     unsigned long serial) {
+    for (std::string const& name : now.empty) {
+        if (before.count(name) == 0 && isPlainName(name, serial))
             unlink(name.c_str());
     }
 }
 
 /// What can be used now and could not be before.
-Names gained(std::set<std::string> const& before, Names const& unusableBefore,
-             Names const& wantedNow, Names const& unusableNow) {
+Names gained(std::set<std::string> const& before, Findings const& findingsBefore,
+             Findings const& now) {
     Names names;
-    for (std::string const& name : wantedNow) {
-        bool const usableBefore = before.count(name) != 0 && !holds(unusableBefore, name);
-        if (!usableBefore && !holds(unusableNow, name))
+    for (std::string const& name : now.wanted) {
+        bool const usableBefore = before.count(name) != 0 && !holds(findingsBefore.unusable, name);
+        if (!usableBefore && !holds(now.unusable, name))
             names.push_back(name);
     }
     return names;
@@ -100,24 +124,22 @@ void addOptions(CLI::App& parser, Options& options) {
 Result run(Options const& options, Terminal const& terminal) {
     requireCalibrationDirectory(options.directory, R_OK | W_OK | X_OK);
     zel::FileDescriptor const lock = lockOutOtherDownloads();
-    // The directory reaches a shell, which would take blanks and other characters in it apart.
+    // The library puts the directory into a shell command without quotes. "." needs none.
     WorkingDirectory const home;
     if (chdir(options.directory.c_str()) != 0) {
-        // Only when it went away since it was looked at.
+        // Only when the directory vanished after it was checked.
         throw systemFailure("Cannot use the calibration directory", // GCOVR_EXCL_LINE
                             options.directory, errno);              // GCOVR_EXCL_LINE
     }
-    useDirectory(".");
 
-    InstalledSet const setBefore(options.serial);
     auto const before = namesIn(".");
-    Names const unusableBefore = unusable(setBefore);
-    bool const fetched = unusableBefore.empty() || fetch(setBefore, options.serial);
+    Findings const findingsBefore = examineSet(options.serial);
+    bool const fetched = findingsBefore.unusable.empty() || fetch(findingsBefore, options.serial);
 
-    InstalledSet const set(options.serial);
-    Names const missing = unusable(set);
-    Names const installed = gained(before, unusableBefore, set.wanted(), missing);
-    removeLeftovers(before, missing);
+    Findings const now = examineSet(options.serial);
+    Names const& missing = now.unusable;
+    Names const installed = gained(before, findingsBefore, now);
+    removeLeftovers(before, now, options.serial);
 
     Result result = answerAbout(options.serial, options.directory);
     result.members["complete"] = missing.empty();

@@ -2,14 +2,14 @@
 
 #include "tool/companion/Result.h"
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
-#include <filesystem>
+#include <memory>
 #include <string_view>
-#include <system_error>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,12 +20,13 @@ namespace {
 
 using zel::FileDescriptor;
 
-struct stat statusOf(FileDescriptor const& file, std::string const& path) {
-    if (!file.valid())
-        throw systemFailure("Cannot read", path, errno);
-    struct stat status {};
-    fstat(file.get(), &status); // an open descriptor always has one
-    return status;
+struct DirectoryCloser {
+    void operator()(DIR* directory) const noexcept { closedir(directory); }
+};
+using Directory = std::unique_ptr<DIR, DirectoryCloser>;
+
+bool isDotEntry(std::string_view name) {
+    return name == "." || name == "..";
 }
 
 /// @return 0 for a directory with these rights; otherwise the error number that says what is wrong.
@@ -47,30 +48,68 @@ int whyNotReplaceable(std::string const& path) {
     return S_ISDIR(status.st_mode) ? EISDIR : EPERM;
 }
 
+bool isEmptyRegular(struct stat const& status) {
+    return S_ISREG(status.st_mode) && status.st_size == 0;
+}
+
+/// Saves the question of faccessat(2) for nearly every file.
+bool isSurelyReadable(struct stat const& status) {
+    static uid_t const user = geteuid();
+    constexpr mode_t everybody = S_IRUSR | S_IRGRP | S_IROTH;
+    bool const byOwner = status.st_uid == user && (status.st_mode & S_IRUSR) != 0;
+    return byOwner || (status.st_mode & everybody) == everybody;
+}
+
+/// @return 0 when a file that exists can be opened for reading, otherwise why not.
+int whyNotReadable(int directory, std::string const& path, struct stat const& status) {
+    bool const rightsDecide =
+        S_ISREG(status.st_mode) || S_ISDIR(status.st_mode) || S_ISFIFO(status.st_mode);
+    if (!rightsDecide)
+        return FileDescriptor::openForReading(path.c_str(), directory).valid() ? 0 : errno;
+    if (isSurelyReadable(status))
+        return 0;
+    return faccessat(directory, path.c_str(), R_OK, AT_EACCESS) == 0 ? 0 : errno;
+}
+
 /// Reads a file piece by piece. All but the last piece fill the buffer.
 class Pieces {
 public:
-    Pieces(FileDescriptor const& file, std::string const& path) : m_file(file), m_path(path) {}
+    explicit Pieces(OpenedFile const& opened)
+        : m_opened(opened), m_size(opened.status.st_size),
+          m_room(std::clamp<off_t>(m_size, smallestBuffer, largestBuffer)),
+          m_buffer(new char[m_room]) {}
 
     /// @return The next piece; empty at the end of the file.
     std::string_view next() {
         std::size_t filled = 0;
-        while (filled < m_buffer.size()) {
+        while (filled < m_room) {
             ssize_t const count =
-                read(m_file.get(), m_buffer.data() + filled, m_buffer.size() - filled);
+                pread(m_opened.file.get(), m_buffer.get() + filled, m_room - filled, m_offset);
             if (count < 0)
-                throw systemFailure("Cannot read", m_path, errno);
+                throw systemFailure("Cannot read", m_opened.path, errno);
             if (count == 0)
                 break;
             filled += static_cast<std::size_t>(count);
+            m_offset += count;
+            if (wasReadWhole())
+                break;
         }
-        return {m_buffer.data(), filled};
+        return {m_buffer.get(), filled};
     }
 
+    /// @return Whether as much was read as the file is long. A size of 0 says nothing: files of the
+    ///         kernel's have it, too.
+    bool wasReadWhole() const { return m_size != 0 && m_offset >= m_size; }
+
 private:
-    FileDescriptor const& m_file;
-    std::string const& m_path;
-    std::array<char, 65536> m_buffer{};
+    static constexpr off_t smallestBuffer = 4096;
+    static constexpr off_t largestBuffer = 65536;
+
+    OpenedFile const& m_opened;
+    off_t m_size;
+    std::size_t m_room;
+    off_t m_offset = 0;
+    std::unique_ptr<char[]> m_buffer;
 };
 
 /// A new file beside the one that is to be written. It is removed on destruction, unless it was
@@ -128,39 +167,68 @@ void requireDirectory(std::string const& path, int rights, std::string const& wh
         throw systemFailure("Cannot use the " + what, path, error, error == ENOENT ? hint : "");
 }
 
-std::set<std::string> namesIn(std::string const& directory) {
-    std::error_code error;
-    std::set<std::string> names;
-    for (std::filesystem::directory_iterator entries(directory, error), end;
-         !error && entries != end; entries.increment(error)) {
-        names.insert(entries->path().filename());
+int forEachEntry(std::string const& directory, EntryVisitor const& visit) {
+    Directory const entries(opendir(directory.c_str()));
+    if (entries == nullptr)
+        return errno;
+    for (;;) {
+        errno = 0;
+        dirent const* const entry = readdir(entries.get());
+        if (entry == nullptr)
+            return errno;
+        if (!isDotEntry(entry->d_name))
+            visit(entry->d_name, entry->d_type);
     }
-    if (error) // only when the directory vanished after it was checked
-        throw systemFailure("Cannot list", directory, error.value()); // GCOVR_EXCL_LINE
+}
+
+std::string pathIn(std::string const& directory, std::string const& name) {
+    return directory.back() == '/' ? directory + name : directory + "/" + name;
+}
+
+std::set<std::string> namesIn(std::string const& directory) {
+    std::set<std::string> names;
+    int const error = forEachEntry(
+        directory, [&](std::string const& name, unsigned char /*type*/) { names.insert(name); });
+    if (error != 0) // only when the directory vanished after it was checked
+        throw systemFailure("Cannot list", directory, error); // GCOVR_EXCL_LINE
     return names;
 }
 
-bool isEmptyFile(std::string const& path) {
+Look lookAt(int directory, std::string const& path) {
     struct stat status {};
-    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
+    if (fstatat(directory, path.c_str(), &status, 0) != 0)
+        return {false, errno, false};
+    return {true, whyNotReadable(directory, path, status), isEmptyRegular(status)};
 }
 
-bool sameBytes(std::string const& left, std::string const& right) {
-    auto const leftFile = FileDescriptor::openForReading(left.c_str());
-    auto const leftStatus = statusOf(leftFile, left);
-    auto const rightFile = FileDescriptor::openForReading(right.c_str());
-    auto const rightStatus = statusOf(rightFile, right);
-    if (!S_ISREG(leftStatus.st_mode) || !S_ISREG(rightStatus.st_mode) ||
-        leftStatus.st_size != rightStatus.st_size)
-        return false;
+OpenedFile openFile(std::string const& path) {
+    return openFile(AT_FDCWD, path, path);
+}
 
-    Pieces leftPieces(leftFile, left);
-    Pieces rightPieces(rightFile, right);
+OpenedFile openFile(int directory, std::string const& name, std::string const& path) {
+    OpenedFile opened{path, FileDescriptor::openForReading(name.c_str(), directory), {}, {}};
+    if (!opened.file.valid()) {
+        int const error = errno;
+        bool const there = error != ENOENT && lookAt(directory, name).there;
+        opened.look = {there, error, false};
+        return opened;
+    }
+    fstat(opened.file.get(), &opened.status); // an open descriptor always has one
+    opened.look = {true, 0, isEmptyRegular(opened.status)};
+    return opened;
+}
+
+bool sameBytes(OpenedFile const& left, OpenedFile const& right) {
+    if (!S_ISREG(left.status.st_mode) || !S_ISREG(right.status.st_mode) ||
+        left.status.st_size != right.status.st_size)
+        return false;
+    Pieces leftPieces(left);
+    Pieces rightPieces(right);
     for (;;) {
         std::string_view const piece = leftPieces.next();
         if (piece != rightPieces.next())
             return false;
-        if (piece.empty())
+        if (piece.empty() || leftPieces.wasReadWhole())
             return true;
     }
 }

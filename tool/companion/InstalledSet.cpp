@@ -1,27 +1,28 @@
 #include "tool/companion/InstalledSet.h"
 
-#include "tool/companion/Files.h"
 #include "tool/companion/Result.h"
 
-#include "imgproc/Cali.h"
-#include "sdk/IRCalibrationManager.h"
+#include "sdk/set/FileKinds.h"
+#include "sdk/set/FileWalk.h"
+#include "util/ConfigFilepath.h"
+#include "util/Logger.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <cstddef>
 #include <cstring>
-#include <memory>
-#include <sstream>
+#include <unordered_set>
+#include <utility>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace companion {
 
 namespace {
 
-ConfigCali& descriptions() {
-    return orBadAlloc(ConfigCali::getInstance());
-}
+using thalvo::LogLevel;
+using thalvo::report;
+
+constexpr char const* sourceFile = "tool/companion/InstalledSet";
 
 /// As the installer does; the root directory keeps its slash.
 std::string withoutTrailingSlash(std::string directory) {
@@ -30,40 +31,40 @@ std::string withoutTrailingSlash(std::string directory) {
     return directory;
 }
 
-/// @return The names of a list in which each has a ';' behind it, each name once.
-std::vector<std::string> namesOf(char const* list) {
-    std::vector<std::string> names;
-    std::istringstream pieces(list);
-    for (std::string name; std::getline(pieces, name, ';');) {
-        // The library gives an empty name when it has no memory for the list.
-        orBadAlloc(name.empty() ? nullptr : &name);
-        if (std::find(names.begin(), names.end(), name) == names.end())
-            names.push_back(name);
+/// @throws Failure when the directory cannot be read, or when its path is longer than the library
+/// takes: programs that use the library would not find the set.
+zel::FileDescriptor openCalibrationDirectory(std::string const& directory) {
+    requireCalibrationDirectory(directory, R_OK | X_OK);
+    if (withoutTrailingSlash(directory).size() > zel::pathCapacity)
+        throw systemFailure("Cannot use the calibration directory", directory, ENAMETOOLONG);
+    return zel::FileDescriptor(::open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+/// @return The description in an open file; nothing, with the reason in the log, when there is
+///         none. @throws std::bad_alloc
+std::optional<Description> readLogged(zel::xml::Reader& document, OpenedFile const& opened) {
+    switch (document.load(opened.file, descriptionRoot, largestDescription)) {
+    case zel::xml::Loading::unreadable:
+        report(LogLevel::error, sourceFile, __LINE__, "Cannot read ", opened.path, ": ",
+               std::strerror(errno));
+        return std::nullopt;
+    case zel::xml::Loading::malformed:
+        report(LogLevel::error, sourceFile, __LINE__, "The format of ", opened.path,
+               " is wrong: its comments do not pair up.");
+        return std::nullopt;
+    case zel::xml::Loading::loaded:
+        break;
     }
-    return names;
+    report(LogLevel::debug, sourceFile, __LINE__, "Read ", opened.path, ", ",
+           document.text().size(), " characters.");
+    return collectDescription(document, MainSection());
 }
 
 } // namespace
 
-zel::IRCalibrationManager& manager() {
-    return orBadAlloc(zel::IRCalibrationManager::getInstance());
-}
-
 void requireCalibrationDirectory(std::string const& directory, int rights) {
     requireDirectory(directory, rights, "calibration directory",
                      "'mkdir -p " + directory + "' makes it; -t names another one.");
-}
-
-void useDirectory(std::string const& directory) {
-    requireCalibrationDirectory(directory, R_OK | X_OK);
-    std::string const text = withoutTrailingSlash(directory);
-    manager().setCalibrationDir(text.c_str());
-    if (manager().getCalibrationDir() != text)
-        throw systemFailure("Cannot use the calibration directory", directory, ENAMETOOLONG);
-}
-
-void forgetDescription() {
-    descriptions().loaded = false;
 }
 
 std::string howToFetch(Options const& options) {
@@ -74,67 +75,90 @@ std::string howToFetch(Options const& options) {
            " -s DIR" + target + "' fetches what is missing.";
 }
 
-InstalledSet::InstalledSet(unsigned long serial)
-    : m_serial(serial), m_descriptionName("Cali-" + std::to_string(serial) + ".xml") {
-    forgetDescription();
-    m_loaded = descriptions().load(manager().getCalibrationDir(), static_cast<int>(serial)) == 0;
+InstalledSet::InstalledSet(std::string const& directory, unsigned long serial)
+    : m_serial(serial), m_path(withoutTrailingSlash(directory)),
+      m_directory(openCalibrationDirectory(directory)),
+      m_descriptionName(zel::set::descriptionName(static_cast<int>(serial)).view()),
+      m_descriptionFile(open(m_descriptionName)) {
+    if (m_descriptionFile.file.valid()) {
+        m_description = readLogged(m_document, m_descriptionFile);
+    } else {
+        report(LogLevel::debug, sourceFile, __LINE__, "Cannot open ", m_descriptionFile.path, ": ",
+               std::strerror(m_descriptionFile.look.error));
+    }
 }
 
-ConfigCali const* InstalledSet::description() const {
-    return m_loaded && descriptions().getOpticsCount() > 0 ? &descriptions() : nullptr;
+Description const* InstalledSet::description() const {
+    return m_description && m_description->optics.size() > 0 ? &*m_description : nullptr;
 }
 
-std::vector<std::string> InstalledSet::missing() const {
-    std::unique_ptr<char[]> const list(manager().checkCalibration(m_serial));
-    return list != nullptr ? namesOf(list.get()) : std::vector<std::string>();
-}
-
-std::vector<std::string> InstalledSet::wanted() const {
-    if (!m_loaded)
+std::vector<std::string> InstalledSet::names() const {
+    if (!m_description)
         return {m_descriptionName};
-    // Nothing exists below a file, so all that the loaded description asks for is missing there.
-    // Without a mounted /proc nothing exists either, nor can the library make it.
-    auto const check = [this](char* out, int& size) {
-        manager().checkCaliFiles("/proc/self/exe", static_cast<int>(m_serial), out, &size,
-                                 "Cali-%i.xml", "Cali-%s.dat", "Kennlinie-%s.prn", ";");
-    };
-    int size = 0;
-    check(nullptr, size);
-    std::vector<char> list(static_cast<std::size_t>(size) + 1);
-    check(list.data(), size);
-    auto names = namesOf(list.data());
-    names.insert(names.begin(), m_descriptionName);
+    std::vector<std::string> names;
+    std::unordered_set<std::string> known;
+    zel::set::forEachFile(*m_description, static_cast<int>(m_serial),
+                          [&](zel::set::FileKind, zel::set::FileName const& name) {
+                              auto const [place, isNew] = known.emplace(name.view());
+                              if (isNew)
+                                  names.push_back(*place);
+                          });
     return names;
 }
 
-std::string InstalledSet::path(std::string const& name) const {
-    return std::string(manager().getCalibrationDir()) + "/" + name;
+Look InstalledSet::look(std::string const& name) const {
+    return name == m_descriptionName ? m_descriptionFile.look : lookAt(m_directory.get(), name);
 }
 
-std::vector<std::string> InstalledSet::remarks() const {
+OpenedFile InstalledSet::open(std::string const& name) const {
+    return openFile(m_directory.get(), name, path(name));
+}
+
+std::vector<SetFile> InstalledSet::lookAtAll() const {
+    std::vector<SetFile> files;
+    for (std::string& name : names()) {
+        Look const seen = look(name);
+        files.push_back({std::move(name), seen});
+    }
+    return files;
+}
+
+bool InstalledSet::isMissing(SetFile const& file) const {
+    return file.look.error != 0 || (!m_description && file.name == m_descriptionName);
+}
+
+std::vector<std::string> InstalledSet::missing(std::vector<SetFile> const& files) const {
+    std::vector<std::string> names;
+    for (SetFile const& file : files) {
+        if (isMissing(file))
+            names.push_back(file.name);
+    }
+    return names;
+}
+
+std::vector<std::string> InstalledSet::remarks(std::vector<SetFile> const& files) const {
     std::vector<std::string> remarks;
-    std::string const descriptionPath = path(m_descriptionName);
-    if (m_loaded && description() == nullptr) {
-        remarks.push_back("The description " + descriptionPath +
+    if (m_description && description() == nullptr) {
+        remarks.push_back("The description " + path(m_descriptionName) +
                           " names no optic, so it asks for no files.");
     }
-    for (std::string const& name : missing()) {
-        if (access(path(name).c_str(), F_OK) != 0)
+    for (SetFile const& file : files) {
+        if (!isMissing(file) || !file.look.there)
             continue;
-        std::string const why = access(path(name).c_str(), R_OK) != 0
-                                    ? std::string("cannot be read: ") + std::strerror(errno)
-                                    : "cannot be read as a description; -v tells why";
-        remarks.push_back(path(name) + " is there, but " + why + ".");
+        std::string const why =
+            file.look.error != 0 ? std::string("cannot be read: ") + std::strerror(file.look.error)
+                                 : "cannot be read as a description; -v tells why";
+        remarks.push_back(path(file.name) + " is there, but " + why + ".");
     }
-    for (std::string const& name : wanted()) {
-        if (isEmptyFile(path(name)))
-            remarks.push_back(path(name) + " is empty, which counts as there.");
+    for (SetFile const& file : files) {
+        if (file.look.empty)
+            remarks.push_back(path(file.name) + " is empty, which counts as there.");
     }
     return remarks;
 }
 
 std::vector<std::string> InstalledSet::whyNoDescription(Options const& options) const {
-    auto notes = remarks();
+    auto notes = remarks({{m_descriptionName, m_descriptionFile.look}});
     notes.push_back("There is no description " + path(m_descriptionName) + " to read. " +
                     howToFetch(options));
     return notes;

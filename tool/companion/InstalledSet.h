@@ -1,71 +1,87 @@
 /// @file
-/// What the library says about an installed set, in the shape the sub-commands need.
+/// A camera's set in a calibration directory.
 #pragma once
 
+#include "tool/companion/Files.h"
 #include "tool/companion/Options.h"
 
-#include <new>
+#include "imgproc/Description.h"
+#include "sdk/xml/Reader.h"
+
+#include <optional>
 #include <string>
 #include <vector>
 
-class ConfigCali;
-
-namespace zel {
-class IRCalibrationManager;
-}
-
 namespace companion {
 
-/// @return What the library gave, which is null only without memory. @throws std::bad_alloc
-template <class T>
-T& orBadAlloc(T* object) {
-    return object != nullptr ? *object : throw std::bad_alloc();
-}
-
-/// @return The library's manager. @throws std::bad_alloc
-zel::IRCalibrationManager& manager();
-
-/// @throws Failure when a directory is none or lacks rights, a combination of R_OK, W_OK and X_OK.
+/// Checks that a calibration directory can be used, as requireDirectory() does.
+/// @throws Failure when it cannot.
 void requireCalibrationDirectory(std::string const& directory, int rights);
-
-/// Makes a directory the manager's. @throws Failure when it is none or cannot be read, or when its
-/// path is longer than the library takes.
-void useDirectory(std::string const& directory);
-
-/// Lets the library read the next description anew, also when it is the one it has loaded.
-/// @throws std::bad_alloc
-void forgetDescription();
 
 /// @return A hint for a person who lacks files of this camera.
 std::string howToFetch(Options const& options);
 
-/// One camera's set in the manager's directory.
+/// A file of a set.
+struct SetFile {
+    std::string name; ///< without a directory
+    Look look;        ///< what a look at it shows
+};
+
+/// One camera's set in a calibration directory. The description is read once, when the object is
+/// made; no other file is looked at until somebody asks, and nothing is created.
 class InstalledSet {
 public:
-    /// Reads the description anew.
-    /// @throws std::bad_alloc
-    explicit InstalledSet(unsigned long serial);
+    /// Reads the description.
+    /// @param directory The calibration directory.
+    /// @param serial    Serial number of the camera.
+    /// @throws Failure when the directory cannot be used or its path is longer than the library
+    ///         takes; std::bad_alloc
+    InstalledSet(std::string const& directory, unsigned long serial);
 
+    /// @return The description; null when it cannot be read or names no optic.
+    Description const* description() const;
+    /// @return The document that description() was collected from.
+    zel::xml::Reader& document() { return m_document; }
     /// @return Name of the description.
     std::string const& descriptionName() const { return m_descriptionName; }
-    /// @return The description as long as no other is loaded; null when it cannot be read or names
-    ///         no optic.
-    ConfigCali const* description() const;
-    /// @return The names that the library finds missing, each once.
-    std::vector<std::string> missing() const;
-    /// @return The names of the whole set, each once: the description and all that it asks for.
-    std::vector<std::string> wanted() const;
-    /// @return Path of one of its files.
-    std::string path(std::string const& name) const;
-    /// @return Remarks about files that count in another way than a person would think.
-    std::vector<std::string> remarks() const;
+    /// @return The description's file, open unless it cannot be opened.
+    OpenedFile const& descriptionFile() const { return m_descriptionFile; }
+
+    /// @return The names of all files of the set, each once: the description, then what it asks
+    ///         for.
+    std::vector<std::string> names() const;
+    /// Looks at a file of the directory.
+    Look look(std::string const& name) const;
+    /// Opens a file of the directory for reading.
+    OpenedFile open(std::string const& name) const;
+    /// Looks at every file of the set. @return The files, in the order of names().
+    std::vector<SetFile> lookAtAll() const;
+
+    /// @return Whether a file counts as missing: one that cannot be opened for reading, or a
+    ///         description that cannot be understood.
+    bool isMissing(SetFile const& file) const;
+    /// @param files Files of the set that were looked at.
+    /// @return The names of those that are missing.
+    std::vector<std::string> missing(std::vector<SetFile> const& files) const;
+    /// @param files Files of the set that were looked at.
+    /// @return Remarks about files that a person would expect to be counted otherwise.
+    std::vector<std::string> remarks(std::vector<SetFile> const& files) const;
     /// @return Remarks and what to do, for a set whose description() is null.
     std::vector<std::string> whyNoDescription(Options const& options) const;
 
+    /// @return Path of the calibration directory, without a trailing slash.
+    std::string const& directory() const { return m_path; }
+    /// @return Path of one of the files.
+    std::string path(std::string const& name) const { return m_path + "/" + name; }
+
 private:
     unsigned long m_serial;
-    std::string m_descriptionName;
-    bool m_loaded;
+    std::string m_path; // of the directory
+    zel::FileDescriptor m_directory;
+    std::string m_descriptionName; // after this, all that open() needs is there
+    OpenedFile m_descriptionFile;
+    zel::xml::Reader m_document;
+    std::optional<Description> m_description;
 };
 
 } // namespace companion

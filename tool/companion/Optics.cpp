@@ -3,9 +3,10 @@
 #include "tool/companion/InstalledSet.h"
 #include "tool/companion/Table.h"
 
-#include "imgproc/Cali.h"
+#include "imgproc/Description.h"
 
-#include <memory>
+#include <algorithm>
+#include <limits>
 #include <optional>
 
 namespace companion {
@@ -66,27 +67,38 @@ void addRows(Table& table, OpticsDefinition const& optic, TempRangeTable const& 
         table.add({name, "none", ""}, {1, 0});
 }
 
+/// @return From the lowest to the highest limit; a span that holds nothing without ranges.
+Span spanOf(OpticsTable const& optics) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    Span span{infinity, -infinity};
+    for (OpticsDefinition const& optic : optics) {
+        for (TempRangeDefinition const& definition : optic.tempRanges) {
+            span.low = std::min<double>(span.low, definition.range.lo);
+            span.high = std::max<double>(span.high, definition.range.hi);
+        }
+    }
+    return span;
+}
+
 void addOptions(CLI::App& parser, Options& options) {
     addSerial(parser, options);
     addDirectory(parser, options);
 }
 
 Result run(Options const& options, Terminal const& terminal) {
-    useDirectory(options.directory);
-    InstalledSet const set(options.serial);
+    InstalledSet const set(options.directory, options.serial);
     Result result = answerAbout(options.serial, options.directory);
     Json& listed = result.members["optics"] = Json::array();
-    ConfigCali const* const description = set.description();
+    Description const* const description = set.description();
     if (description == nullptr) {
         result.status = Status::no;
         result.notes = set.whyNoDescription(options);
         return result;
     }
-    std::unique_ptr<Range> const all(description->getTempRangeOverAll());
-    Table table({"OPTIC", "RANGE", "FRAME RATES"}, {orBadAlloc(all.get()).lo, all->hi});
-    for (OpticsDefinition const& optic : *description->optics) {
+    Table table({"OPTIC", "RANGE", "FRAME RATES"}, spanOf(description->optics));
+    for (OpticsDefinition const& optic : description->optics) {
         // The first optic of that field of view and text answers for all that share them.
-        auto const& ranges = description->findOptic(optic.FOV, optic.Text.get())->tempRanges;
+        auto const& ranges = description->optics.find(OpticIdentity::of(optic))->tempRanges;
         addRows(table, optic, ranges);
         listed.push_back(opticMembers(optic, ranges));
     }

@@ -4,24 +4,27 @@
 #include "tool/companion/Files.h"
 #include "tool/companion/InstalledSet.h"
 
+#include "sdk/set/FileKinds.h"
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <array>
-#include <filesystem>
 #include <map>
 #include <optional>
 #include <string_view>
-#include <system_error>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
 
+#include <dirent.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace companion {
 
 namespace {
 
-namespace fs = std::filesystem;
-
+using Names = std::vector<std::string>;
 using Paths = std::vector<std::string>;
 
 /// The files of one camera in a directory and all below.
@@ -30,32 +33,42 @@ struct Tree {
     std::optional<Failure> gap;         ///< why a directory could not be searched
 };
 
-/// The installer takes what begins like this, also of a camera whose serial number is longer; those
-/// files belong to that one.
-bool belongsTo(std::string_view name, std::string const& serial) {
-    std::array<std::string, 2> const prefixes{"Cali-" + serial, "Kennlinie-" + serial};
-    return std::any_of(prefixes.begin(), prefixes.end(), [&](std::string const& prefix) {
-        bool const begins = name.substr(0, prefix.size()) == prefix;
-        return begins && name.substr(prefix.size()).find_first_of("0123456789") != 0;
-    });
+/// @return The type of an entry that is listed with a type; some file systems list none.
+unsigned char typeOf(std::string const& path, unsigned char listed) {
+    struct stat status {};
+    bool const known = listed != DT_UNKNOWN || lstat(path.c_str(), &status) != 0;
+    return known ? listed : static_cast<unsigned char>(IFTODT(status.st_mode));
+}
+
+bool leadsToFile(std::string const& link) {
+    struct stat status {};
+    return stat(link.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 /// As the installer's `find` does, follows no link to a directory. A directory that may not be
-/// entered, such as lost+found, is no harm while all files are found elsewhere.
-void searchTree(fs::path const& directory, std::string const& serial, Tree& tree) {
-    std::error_code error;
-    fs::directory_iterator entries(directory, error);
-    for (; !error && entries != fs::directory_iterator(); entries.increment(error)) {
-        std::error_code unknown;
-        if (entries->is_directory(unknown) && !entries->is_symlink(unknown)) {
-            searchTree(entries->path(), serial, tree);
-        } else if (std::string const name = entries->path().filename();
-                   belongsTo(name, serial) && entries->is_regular_file(unknown)) {
-            tree.files[name].push_back(entries->path());
+/// entered, such as lost+found, does no harm when all files are found elsewhere.
+void searchTree(std::string const& directory, unsigned long serial, Tree& tree) {
+    auto const visit = [&](std::string const& name, unsigned char listed) {
+        bool const belongs = zel::set::belongsTo(name, serial);
+        if (!belongs && listed != DT_DIR && listed != DT_UNKNOWN)
+            return;
+        std::string const path = pathIn(directory, name);
+        unsigned char const type = typeOf(path, listed);
+        if (type == DT_DIR) {
+            searchTree(path, serial, tree);
+        } else if (belongs && (type == DT_REG || (type == DT_LNK && leadsToFile(path)))) {
+            tree.files[name].push_back(path);
         }
-    }
-    if (error && !tree.gap)
-        tree.gap = systemFailure("Cannot search", directory, error.value());
+    };
+    int const error = forEachEntry(directory, visit);
+    if (error != 0 && !tree.gap)
+        tree.gap = systemFailure("Cannot search", directory, error);
+}
+
+/// @throws Failure when the file cannot be read.
+void requireReadable(OpenedFile const& opened) {
+    if (!opened.file.valid())
+        throw systemFailure("Cannot read", opened.path, opened.look.error);
 }
 
 /// One camera's files here, in the calibration directory, and there, on the stick.
@@ -63,23 +76,44 @@ class Comparison {
 public:
     Comparison(InstalledSet const& set, Tree const& stick) : m_set(set), m_stick(stick) {}
 
+    /// Looks at a file on both sides.
     FileState stateOf(std::string const& name) {
-        bool const here = access(m_set.path(name).c_str(), F_OK) == 0;
         auto const found = m_stick.files.find(name);
-        if (found == m_stick.files.end())
+        if (found == m_stick.files.end()) {
+            bool const here = remember(name, m_set.look(name)).there;
             return here ? FileState::missingThere : FileState::missingHereAndThere;
-        if (!here)
-            return FileState::missingHere;
-        return compare(name, found->second);
+        }
+        if (name == m_set.descriptionName())
+            return compare(name, m_set.descriptionFile(), found->second);
+        return compare(name, m_set.open(name), found->second);
+    }
+
+    /// @param names Names of files that were compared.
+    /// @return These files with what was seen of them here.
+    std::vector<SetFile> filesHere(Names const& names) const {
+        std::vector<SetFile> files;
+        for (std::string const& name : names)
+            files.push_back({name, m_looks.at(name)});
+        return files;
     }
 
     std::vector<std::string> const& remarks() const { return m_remarks; }
 
 private:
-    /// Of several copies the installer leaves one; which, depends on the order of the directories.
-    FileState compare(std::string const& name, Paths const& copies) {
+    Look const& remember(std::string const& name, Look const& look) {
+        return m_looks.emplace(name, look).first->second;
+    }
+
+    /// The installer copies all files of one name over each other; which one remains, depends on
+    /// the order of the directories.
+    FileState compare(std::string const& name, OpenedFile const& here, Paths const& copies) {
+        if (!remember(name, here.look).there)
+            return FileState::missingHere;
+        requireReadable(here);
         auto const equal = std::count_if(copies.begin(), copies.end(), [&](auto const& copy) {
-            return sameBytes(m_set.path(name), copy);
+            OpenedFile const there = openFile(copy);
+            requireReadable(there);
+            return sameBytes(here, there);
         });
         if (equal == 0)
             return FileState::differs;
@@ -92,19 +126,24 @@ private:
 
     InstalledSet const& m_set;
     Tree const& m_stick;
+    std::unordered_map<std::string, Look> m_looks;
     std::vector<std::string> m_remarks;
 };
 
-std::set<std::string> namesOf(InstalledSet const& set, Options const& options, Tree const& stick) {
-    std::set<std::string> names;
-    for (std::string const& name : set.wanted())
-        names.insert(name);
-    for (auto const& [name, paths] : stick.files)
-        names.insert(name);
-    for (std::string const& name : namesIn(options.directory)) {
-        if (belongsTo(name, std::to_string(options.serial)))
-            names.insert(name);
+/// @return The names of the set and of all other files of the camera, sorted, each once.
+Names namesOf(Names const& ofSet, Options const& options, Tree const& stick) {
+    std::unordered_set<std::string_view> const asked(ofSet.begin(), ofSet.end());
+    Names names = ofSet;
+    for (auto const& [name, paths] : stick.files) {
+        if (asked.count(name) == 0)
+            names.push_back(name);
     }
+    for (std::string const& name : namesIn(options.directory)) {
+        bool const known = asked.count(name) != 0 || stick.files.count(name) != 0;
+        if (!known && zel::set::belongsTo(name, options.serial))
+            names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
     return names;
 }
 
@@ -121,33 +160,36 @@ void addOptions(CLI::App& parser, Options& options) {
 }
 
 Result run(Options const& options, Terminal const& terminal) {
-    useDirectory(options.directory);
+    InstalledSet const set(options.directory, options.serial);
     requireDirectory(options.source, R_OK | X_OK, "source directory");
     Tree stick;
-    searchTree(options.source, std::to_string(options.serial), stick);
-    InstalledSet const set(options.serial);
+    searchTree(options.source, options.serial, stick);
     Comparison comparison(set, stick);
 
     Result result = answerAbout(options.serial, options.directory);
-    result.notes = set.remarks();
     Json files = Json::array();
-    for (std::string const& name : namesOf(set, options, stick)) {
+    Names const ofSet = set.names();
+    for (std::string const& name : namesOf(ofSet, options, stick)) {
         FileState const state = comparison.stateOf(name);
         if (isMissingThere(state) && stick.gap)
             throw Failure(*stick.gap);
         if (state != FileState::same)
             result.status = Status::no;
-        Json& file = files.emplace_back();
-        file["name"] = name;
-        file["state"] = jsonName(state);
-        result.text += stateLine(name, state, terminal);
+        // There may be thousands of files, so only what will be printed is composed.
+        if (options.json) {
+            files.push_back({{"name", name}, {"state", jsonName(state)}});
+        } else {
+            result.text += stateLine(name, state, terminal);
+        }
     }
-    bool const complete = set.missing().empty();
+    auto const filesHere = comparison.filesHere(ofSet);
+    bool const complete = set.missing(filesHere).empty();
     if (!complete)
         result.status = Status::no;
     result.members["source"] = options.source;
     result.members["complete"] = complete;
-    result.members["files"] = files;
+    result.members["files"] = std::move(files);
+    result.notes = set.remarks(filesHere);
     auto const& remarks = comparison.remarks();
     result.notes.insert(result.notes.end(), remarks.begin(), remarks.end());
     return result;

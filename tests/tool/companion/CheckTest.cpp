@@ -3,7 +3,12 @@
 #include "tests/support/Camera.h"
 #include "tests/support/Namespace.h"
 
+#include <csignal>
 #include <filesystem>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -49,6 +54,57 @@ TEST_F(CompanionCheck, ListsAFileOnceThatTheDescriptionAsksForTwice) {
     support::writeFile(installed("Cali-7.xml"), camera.description());
     EXPECT_EQ(ask({"check", "7", "-t", "cali"}).standardOutput,
               "Cali-7-23-0-250.dat\nKennlinie-7-23-0-250.prn\n");
+}
+
+TEST_F(CompanionCheck, ListsAFileWithSemicolonsInItsName) {
+    auto const camera = support::camera(7).optic(23).text("a;;b").range(0, 250);
+    support::writeFile(installed("Cali-7.xml"), camera.description());
+    EXPECT_EQ(ask({"check", "7", "-t", "cali"}).standardOutput,
+              "Cali-7-23-a;;b-0-250.dat\nKennlinie-7-23-a;;b-0-250.prn\n");
+}
+
+TEST_F(CompanionCheck, TakesAPipeForAFileThatIsThere) {
+    install("14080045");
+    fs::remove(installed("Cali-14080045-23-0-250.dat"));
+    ASSERT_EQ(mkfifo(installed("Cali-14080045-23-0-250.dat").c_str(), 0600), 0);
+    EXPECT_EQ(seenOf({"check", "14080045", "-t", "cali"}), exited(0, "", ""));
+}
+
+TEST_F(CompanionCheck, ListsASocketInThePlaceOfAFile) {
+    install("14080045");
+    fs::remove(installed("Cali-14080045-23-0-250.dat"));
+    ASSERT_EQ(mknod(installed("Cali-14080045-23-0-250.dat").c_str(), S_IFSOCK | 0600, 0), 0);
+    EXPECT_EQ(seenOf({"check", "14080045", "-t", "cali"}),
+              exited(1, "Cali-14080045-23-0-250.dat\n",
+                     said("cali/Cali-14080045-23-0-250.dat is there, but cannot be read: No such"
+                          " device or address.") +
+                         said(notComplete + fetchHint("14080045"))));
+}
+
+TEST_F(CompanionCheck, LeavesAFileUnderAWriteLeaseAlone) {
+    install("14080045");
+    int const file = open(installed("Cali-14080045-23-0-250.dat").c_str(), O_RDWR | O_CLOEXEC);
+    std::signal(SIGIO, SIG_IGN); // sent to the holder when somebody opens the file
+    ASSERT_EQ(fcntl(file, F_SETLEASE, F_WRLCK), 0);
+    EXPECT_EQ(seenOf({"check", "14080045", "-t", "cali"}), exited(0, "", ""));
+    EXPECT_EQ(fcntl(file, F_GETLEASE), F_WRLCK);
+    close(file);
+}
+
+TEST_F(CompanionCheck, ListsALinkThatLeadsNowhere) {
+    install("14080045");
+    fs::remove(installed("Cali-14080045-23-0-250.dat"));
+    fs::create_symlink("nowhere", installed("Cali-14080045-23-0-250.dat"));
+    EXPECT_EQ(seenOf({"check", "14080045", "-t", "cali"}),
+              exited(1, "Cali-14080045-23-0-250.dat\n", said(notComplete + fetchHint("14080045"))));
+}
+
+TEST_F(CompanionCheck, FindsAFileThatMayBeReadAlthoughItsModeSaysOtherwise) {
+    install("14080045");
+    support::inPrivateNamespaces([&] {
+        fs::permissions(installed("Cali-14080045-23-0-250.dat"), fs::perms::group_read);
+        EXPECT_EQ(seenOf({"check", "14080045", "-t", "cali"}), exited(0, "", ""));
+    });
 }
 
 TEST_F(CompanionCheck, TakesTheSerialNumberWithLeadingZerosAsDecimal) {

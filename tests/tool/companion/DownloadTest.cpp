@@ -1,11 +1,13 @@
 // Downloads through the real wget from a real web server.
 #include "tests/tool/companion/Companion.h"
 
+#include "tests/support/Camera.h"
 #include "tests/support/DownloadWorld.h"
 #include "tests/support/HttpServer.h"
 #include "tests/support/LogLines.h"
 #include "tests/support/Namespace.h"
 #include "tests/support/SmallSet.h"
+#include "tests/support/TemporaryDirectory.h"
 
 #include <filesystem>
 #include <functional>
@@ -55,6 +57,20 @@ protected:
             fs::create_directories(world.served(cameraDirectory));
             for (auto const& name : names)
                 writeFile(world.served(cameraDirectory) + name, wholeSet.at(name));
+            HttpServer const web(world.served(""));
+            body(world);
+        });
+    }
+
+    /// Runs the body beside a server that has a description whose optic has this text.
+    static void servedWithText(std::string const& text,
+                               std::function<void(DownloadWorld const&)> const& body) {
+        support::inDownloadWorld([&](DownloadWorld const& world) {
+            world.serveLink();
+            fs::create_directories(world.served(cameraDirectory));
+            auto const camera =
+                support::camera(static_cast<int>(serial)).optic(23).text(text).range(-20, 100);
+            writeFile(world.served(cameraDirectory) + description, camera.description());
             HttpServer const web(world.served(""));
             body(world);
         });
@@ -175,6 +191,36 @@ TEST_F(CompanionDownload, DoesNotTakeAPageOfAnotherServerForADescription) {
         auto const outcome = download(world);
         EXPECT_EQ(outcome.exitStatus, 1);
         EXPECT_EQ(outcome.standardOutput, description + ": still missing\n");
+    });
+}
+
+TEST_F(CompanionDownload, TouchesNoFileOutsideTheTarget) {
+    servedWithText(";../outside/precious;../outside/fresh;", [](DownloadWorld const& world) {
+        std::string const outside = world.target() + "/../outside";
+        fs::create_directory(outside);
+        writeFile(outside + "/precious", "mine");
+        EXPECT_EQ(download(world).exitStatus, 1);
+        EXPECT_EQ(support::tree(outside), (Tree{{"precious", "mine"}}));
+    });
+}
+
+TEST_F(CompanionDownload, RemovesNoEmptyFileOutsideTheTarget) {
+    servedWithText("/../../outside/", [](DownloadWorld const& world) {
+        std::string const name = "-M20-100.dat"; // what follows the text in a name
+        std::string const outside = world.target() + "/../outside";
+        fs::create_directory(outside);
+        fs::create_directory(world.target() + "/Cali-12345678-23-");
+        writeFile(outside + "/" + name, "");
+        EXPECT_EQ(download(world).exitStatus, 1);
+        EXPECT_EQ(support::tree(outside), (Tree{{name, ""}}));
+    });
+}
+
+TEST_F(CompanionDownload, TouchesNoFileOfAnotherCamera) {
+    servedWithText(";Cali-99.xml;", [](DownloadWorld const& world) {
+        writeFile(world.target() + "/Cali-99.xml", "of another camera");
+        EXPECT_EQ(download(world).exitStatus, 1);
+        EXPECT_EQ(support::readFile(world.target() + "/Cali-99.xml"), "of another camera");
     });
 }
 

@@ -3,6 +3,7 @@
 
 #include "tests/support/Namespace.h"
 
+#include <cstdint>
 #include <filesystem>
 
 namespace {
@@ -58,7 +59,7 @@ TEST_F(CompanionStreams, ThatAreClosedAreNotTakenForTheLog) {
     EXPECT_EQ(log->second.find("Not complete"), std::string::npos) << log->second;
 }
 
-TEST_F(CompanionStreams, HideTheReadersFindingsWithoutAnOption) {
+TEST_F(CompanionStreams, HideTheLogWithoutAnOption) {
     installMalformed();
     EXPECT_EQ(seenOf({"check", "7", "-t", "cali"}),
               exited(1, "Cali-7.xml\n",
@@ -67,10 +68,23 @@ TEST_F(CompanionStreams, HideTheReadersFindingsWithoutAnOption) {
                          said("Not complete. " + fetchHint("7"))));
 }
 
-TEST_F(CompanionStreams, ShowTheReadersFindingsVerbosely) {
+TEST_F(CompanionStreams, SayVerboselyWhatIsWrongWithADescription) {
     installMalformed();
-    auto const error = ask({"check", "7", "-t", "cali", "-v"}).standardError;
-    EXPECT_NE(error.find("ERROR [sdk/SimpleXML:"), std::string::npos) << error;
+    auto const error = seenOf({"check", "7", "-t", "cali", "-v"});
+    EXPECT_NE(error.find("ERROR [tool/companion/InstalledSet:LINE] @ TIMEs :The format of"
+                         " cali/Cali-7.xml is wrong: its comments do not pair up.\n"),
+              std::string::npos)
+        << error;
+}
+
+TEST_F(CompanionStreams, SayVerboselyWhyADescriptionCannotBeRead) {
+    writeFile(installed("Cali-7.xml"), "");
+    fs::resize_file(installed("Cali-7.xml"), std::uintmax_t{1} << 31U); // one byte too large
+    auto const error = seenOf({"check", "7", "-t", "cali", "-v"});
+    EXPECT_NE(error.find("ERROR [tool/companion/InstalledSet:LINE] @ TIMEs :Cannot read"
+                         " cali/Cali-7.xml: File too large\n"),
+              std::string::npos)
+        << error;
 }
 
 TEST_F(CompanionStreams, KeepTheLogOffTheStandardOutput) {
@@ -86,7 +100,7 @@ TEST_F(CompanionStreams, LeaveTheWholeLogToAFile) {
     auto const files = support::tree(root.path() + "/logs");
     ASSERT_EQ(files.size(), 1U);
     EXPECT_EQ(files.begin()->first.substr(0, 6), "check_");
-    EXPECT_NE(files.begin()->second.find("DEBUG [imgproc/Cali:"), std::string::npos);
+    EXPECT_NE(files.begin()->second.find("DEBUG [tool/companion/InstalledSet:"), std::string::npos);
 }
 
 TEST_F(CompanionStreams, WriteALogFileIntoTheWorkingDirectory) {
