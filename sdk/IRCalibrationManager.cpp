@@ -302,8 +302,9 @@ std::vector<IROptics>* IRCalibrationManager::getAvailableOptics(unsigned long se
 
 std::string IRCalibrationManager::generateConfiguration(unsigned long serial) noexcept try {
     std::string const calibrationDir = m_calibrationDir.get();
-    Suggestion const suggested =
-        readSuggestion(calibrationDir + "/Cali-" + std::to_string(serial) + ".xml");
+    // Not descriptionName(): here the number has no sign, however big it is.
+    set::FileName const name(set::kinds.front(), std::to_string(serial));
+    Suggestion const suggested = readSuggestion(calibrationDir + "/" + name.c_str());
     return configurationText(serial, calibrationDir, m_formatsDir.get(), suggested);
 } catch (...) {
     return {};

@@ -1,10 +1,12 @@
 #include "sdk/manager/StickCopy.h"
 
+#include "sdk/set/FileKinds.h"
 #include "util/StandardStreams.h"
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 #include <sys/prctl.h>
 
@@ -13,9 +15,16 @@ namespace zel {
 std::string copyCommand(std::string const& sourceDir, unsigned long serial,
                         std::string const& targetDir) {
     std::string const serialText = std::to_string(serial);
-    return "find " + sourceDir + " -name Cali-" + serialText + "* -exec cp \"{}\" " + targetDir +
-           " \\; -o -name Kennlinie-" + serialText + "* -exec cp \"{}\" " + targetDir +
-           " \\; 2> /dev/null";
+    std::string command = "find " + sourceDir;
+    std::string_view previous;
+    for (set::KindOfFile const& kind : set::kinds) {
+        if (kind.prefix == previous)
+            continue; // one pattern finds both
+        command.append(previous.empty() ? " " : " -o ").append("-name ").append(kind.prefix);
+        command += serialText + "* -exec cp \"{}\" " + targetDir + " \\;";
+        previous = kind.prefix;
+    }
+    return command + " 2> /dev/null";
 }
 
 bool runCopy(std::string const& command) noexcept {
