@@ -167,7 +167,7 @@ std::string asRead(std::string text) {
 }
 
 Lines hostileLinks() {
-    Lines const behindTheServer{
+    Lines const afterTheServer{
         "\"; touch canary; \"",
         "\" && touch canary && \"",
         "\" || touch canary || \"",
@@ -203,7 +203,7 @@ Lines hostileLinks() {
                 "--use-askpass=canary",
                 "-e output_document=canary",
                 "-"};
-    for (auto const& text : behindTheServer)
+    for (auto const& text : afterTheServer)
         links.push_back(server + "/cali" + text);
     return links;
 }

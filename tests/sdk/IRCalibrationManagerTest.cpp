@@ -189,7 +189,7 @@ TEST(Manager, CutsALongerFormatsDirectory) {
     EXPECT_EQ(manager.getFormatsDir(), std::string(260, 'd'));
 }
 
-TEST(Manager, LeavesNothingOfALongerDirectoryBehindAShorterOne) {
+TEST(Manager, LeavesNothingOfALongerDirectoryAfterAShorterOne) {
     Manager manager;
     manager.setCalibrationDir("/a/long/directory/name");
     manager.setCalibrationDir("/b");

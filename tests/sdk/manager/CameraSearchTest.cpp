@@ -359,7 +359,7 @@ TEST(FindSerial, ReadsASerialWithLeadingZerosAsDecimal) {
     expectSerial("0010\n", 10);
 }
 
-TEST(FindSerial, ReadsASerialBehindBlanks) {
+TEST(FindSerial, ReadsASerialAfterBlanks) {
     expectSerial("  42\n", 42);
 }
 
@@ -531,7 +531,7 @@ TEST(FindSerial, SkipsACameraWithoutASerialFileWithoutAWord) {
     expectForeign({"0403\n", "de37\n", std::nullopt});
 }
 
-TEST(FindSerial, TakesTheCameraBehindDevicesThatLackFiles) {
+TEST(FindSerial, TakesTheCameraAfterDevicesThatLackFiles) {
     inPrivateNamespaces([] {
         emptyUsbTree();
         for (std::string const side : {"1-", "2-"}) {
@@ -656,7 +656,7 @@ TEST(FindSerial, LogsAnEntryThatVanishesBeforeItsStatusIsTaken) {
     });
 }
 
-TEST(FindSerial, GoesOnBehindAnEntryThatVanishes) {
+TEST(FindSerial, ContinuesAfterAnEntryThatVanishes) {
     inPrivateNamespaces([] {
         emptyUsbTree();
         attach("vanishing-1", camera("1\n"));

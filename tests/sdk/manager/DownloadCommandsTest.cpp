@@ -95,7 +95,7 @@ Outcome install(std::string const& directory, unsigned long serial = 12345678) {
     return outcome;
 }
 
-/// The file commands behind the links command, for the camera 12345678 and the target /target.
+/// The file commands after the links command, for the camera 12345678 and the target /target.
 Lines fileCommands() {
     Lines files = commands;
     if (!files.empty())
@@ -160,7 +160,7 @@ TEST(DownloadTarget, FetchesTheFilesInTheOrderOfTheList) {
     });
 }
 
-TEST(DownloadTarget, NeedsNoSeparatorBehindTheLastName) {
+TEST(DownloadTarget, NeedsNoSeparatorAfterTheLastName) {
     inWorld([] {
         shell = withLinks(always(succeeded));
         fetch("a;b");

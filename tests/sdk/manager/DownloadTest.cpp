@@ -370,7 +370,7 @@ TEST(DownloadTarget, ReplacesAFileOfTheSameName) {
     });
 }
 
-TEST(DownloadTarget, GoesOnBehindAnEmptyFileName) {
+TEST(DownloadTarget, ContinuesAfterAnEmptyFileName) {
     inDownloadWorld([](World const& world) {
         world.serveLink();
         support::writeFile(world.served(cameraDirectory) + "a", "first");

@@ -316,12 +316,12 @@ TEST(CheckCaliFiles, FillsTheDescriptionsNameWhenItIsMissing) {
     EXPECT_EQ(filled.list, "Cali-14080045.xml;");
 }
 
-TEST(CheckCaliFiles, PutsTheSeparatorBehindTheDescriptionsName) {
+TEST(CheckCaliFiles, PutsTheSeparatorAfterTheDescriptionsName) {
     Directory const directory;
     EXPECT_EQ(fill(directory.path(), 2000, " and ").list, "Cali-14080045.xml and ");
 }
 
-TEST(CheckCaliFiles, PutsASemicolonBehindOtherNamesWhateverTheSeparator) {
+TEST(CheckCaliFiles, PutsASemicolonAfterOtherNamesWhateverTheSeparator) {
     Directory const directory(oneRange());
     directory.add("Kennlinie-14080045-23-M20-100.prn");
     EXPECT_EQ(fill(directory.path(), 2000, " and ").list, "Cali-14080045-23-M20-100.dat;");
