@@ -16,8 +16,8 @@ Result run(Options const& /*options*/, Terminal const& /*terminal*/) {
     constexpr char const* program = "/sbin/route";
     if (access(program, X_OK) != 0)
         throw systemFailure("Cannot run", program, errno, "The package net-tools brings it.");
-    bool const online = zel::hasOneDefaultRoute();
-    return {online ? Status::yes : Status::no, online ? "yes\n" : "no\n", {{"online", online}}, {}};
+    bool const yes = zel::hasOneDefaultRoute();
+    return {yes ? Status::yes : Status::no, yes ? "yes\n" : "no\n", {{"online", yes}}, {}};
 }
 
 } // namespace
