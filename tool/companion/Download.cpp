@@ -125,7 +125,6 @@ Result run(Options const& options, Terminal const& terminal) {
     requireCalibrationDirectory(options.directory, R_OK | W_OK | X_OK);
     zel::FileDescriptor const lock = lockOutOtherDownloads();
     // The library puts the directory into a shell command without quotes. "." needs none.
-    WorkingDirectory const home;
     if (chdir(options.directory.c_str()) != 0) {
         // Only when the directory vanished after it was checked.
         throw systemFailure("Cannot use the calibration directory", // GCOVR_EXCL_LINE

@@ -76,7 +76,7 @@ class Pieces {
 public:
     explicit Pieces(OpenedFile const& opened)
         : m_opened(opened), m_size(opened.status.st_size),
-          m_room(std::clamp<off_t>(m_size, smallestBuffer, largestBuffer)),
+          m_room(static_cast<std::size_t>(std::clamp(m_size, smallestBuffer, largestBuffer))),
           m_buffer(new char[m_room]) {}
 
     /// @return The next piece; empty at the end of the file.
@@ -152,13 +152,6 @@ private:
 };
 
 } // namespace
-
-WorkingDirectory::WorkingDirectory() : m_directory(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
-
-WorkingDirectory::~WorkingDirectory() {
-    // Fails only for a directory that may no longer be entered; no relative path means much then.
-    [[maybe_unused]] int const result = fchdir(m_directory.get());
-}
 
 void requireDirectory(std::string const& path, int rights, std::string const& what,
                       std::string const& hint) {

@@ -13,18 +13,6 @@
 
 namespace companion {
 
-/// The working directory, to which the process returns when the object is destroyed.
-class WorkingDirectory {
-public:
-    WorkingDirectory();
-    ~WorkingDirectory();
-    WorkingDirectory(WorkingDirectory const&) = delete;
-    WorkingDirectory& operator=(WorkingDirectory const&) = delete;
-
-private:
-    zel::FileDescriptor m_directory;
-};
-
 /// Checks that a directory can be used.
 /// @param path   The directory.
 /// @param rights Rights that are needed: a combination of R_OK, W_OK and X_OK of `access(2)`.
