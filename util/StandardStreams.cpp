@@ -1,5 +1,6 @@
 #include "util/StandardStreams.h"
 
+#include <cerrno>
 #include <cstddef>
 
 #include <fcntl.h>
@@ -25,6 +26,8 @@ StandardStreams::~StandardStreams() {
 
 bool StandardStreams::occupy(int stream) noexcept {
     int const flags = fcntl(stream, F_GETFD);
+    if (flags == -1 && errno != EBADF)
+        return false;
     bool const open = flags != -1;
     if (open && (flags & FD_CLOEXEC) == 0)
         return true;
