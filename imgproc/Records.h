@@ -28,6 +28,8 @@ struct Range {
 /// Scalar calibration constants. Each field but `spare` is named after the element that sets it, a
 /// number or an integer as its type says; an integer is truncated to the field's width.
 struct MainSection {
+    /// What the element of this name says.
+    /// @{
     std::uint16_t TecA = 3400;
     std::uint16_t TecB = 400;
     std::uint16_t TecC = 400;
@@ -53,15 +55,19 @@ struct MainSection {
     std::uint16_t FlagCycles_Ignore = 2;
     float AlphaLowTemp = 23.0F;
     float AlphaLowFactor = 1.0F;
+    /// @}
 };
 
 /// Parameters of a range's temperature table. `T1` and `T3` are integers in the file.
 struct TableParams {
+    /// What the element of this name says.
+    /// @{
     double T1 = 0.0;
     double T3 = 0.0;
     std::uint16_t E1 = 0;
     std::uint16_t E3 = 0;
     double Lambda = 0.0;
+    /// @}
     double spare1 = 0.0;      ///< not in the file
     double spare2 = -100.0;   ///< not in the file
     std::uint16_t spare3 = 0; ///< not in the file
@@ -70,15 +76,18 @@ struct TableParams {
 
 /// One temperature range of an optic.
 struct TempRangeDefinition {
+    /// What the element of this name says.
+    /// @{
     std::uint16_t Fid = 0;
     std::uint16_t Skim = 0;
+    /// @}
     Range range{0.0F, 0.0F};          ///< the limits
     Range extRange{-100.0F, -100.0F}; ///< the extended limits; always contains `range` once loaded
     /// Frame rates in the file's order. No list and an empty list differ: without a list the range
     /// is not split by frame rate, an empty one accepts none.
     std::optional<std::vector<std::uint16_t>> framerates;
-    std::uint16_t Decimal = 1;
-    TableParams tableParams; ///< parameters of the temperature table
+    std::uint16_t Decimal = 1; ///< what the element of this name says
+    TableParams tableParams;   ///< parameters of the temperature table
 };
 
 /// Both limits identify a range, compared for exact equality.

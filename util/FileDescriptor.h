@@ -30,14 +30,18 @@ public:
     /// @return The descriptor; not valid(), with `errno` set as by `open(2)`, on failure.
     static FileDescriptor openForReading(char const* path, int directory = AT_FDCWD) noexcept {
         constexpr int flags = O_RDONLY | O_CLOEXEC;
-        int const descriptor = openat(directory, path, flags | O_NONBLOCK);
-        bool const leased = descriptor < 0 && errno == EWOULDBLOCK;
-        return FileDescriptor(leased ? openat(directory, path, flags) : descriptor);
+        FileDescriptor file(openat(directory, path, flags | O_NONBLOCK));
+        if (!file.valid() && errno == EWOULDBLOCK)
+            file = FileDescriptor(openat(directory, path, flags));
+        return file;
     }
 
     FileDescriptor(FileDescriptor const&) = delete;
     FileDescriptor& operator=(FileDescriptor const&) = delete;
+    /// Takes over what @p other owns, which owns nothing then.
     FileDescriptor(FileDescriptor&& other) noexcept : m_descriptor(other.release()) {}
+    /// Closes what this owns and takes over what @p other owns, which owns nothing then.
+    /// @return This object.
     FileDescriptor& operator=(FileDescriptor&& other) noexcept {
         FileDescriptor taken(std::move(other));
         std::swap(m_descriptor, taken.m_descriptor);
