@@ -1,6 +1,4 @@
-# Debian packages, one for each component of Install.cmake; scripts/package makes them. The library
-# and the development files come from a shared build. The commands come from a static one beside it,
-# whose folder ends in "-commands": they start faster and need no library installed.
+# Debian packages, one for each component of Install.cmake; scripts/package makes them.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zentho-cali)
 set(CPACK_PACKAGE_VENDOR "zentho-cali maintainers")
@@ -9,14 +7,7 @@ set(CPACK_PACKAGE_CONTACT "zentho-cali maintainers <maintainers@zentho.example>"
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${CMAKE_PROJECT_NAME} built using CMake")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
-set(CPACK_INSTALL_CMAKE_PROJECTS
-    "${PROJECT_BINARY_DIR}-commands;${PROJECT_NAME};commands;/"
-    "${PROJECT_BINARY_DIR};${PROJECT_NAME};library;/"
-    "${PROJECT_BINARY_DIR};${PROJECT_NAME};development;/")
-# CPack makes a package of a component that such a list names only.
-set(CPACK_COMPONENTS_COMMANDS commands)
-set(CPACK_COMPONENTS_LIBRARY library)
-set(CPACK_COMPONENTS_DEVELOPMENT development)
+set(CPACK_COMPONENTS_ALL commands library development)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/finish.cmake)
 
