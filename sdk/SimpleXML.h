@@ -106,7 +106,7 @@ public:
     ///         @p from is outside the document.
     int getKey(char const* name, int from, int limit, bool closing) const noexcept;
 
-    /// Reads a child as an integer: decimal, hexadecimal after 0x, octal after 0.
+    /// Reads a child as an integer: decimal, hexadecimal after 0x, octal after 0; 0b11 is 0.
     /// @param name  Name of the child.
     /// @param value Receives the number; untouched when the child holds none.
     /// @return Whether the child exists, whatever its text.

@@ -126,7 +126,25 @@ int tscanf(wchar_t const* text, wchar_t const* format, float* value) noexcept {
 
 namespace zel {
 
+namespace {
+
+/// @return Whether an integer begins with 0b, after white space and a sign.
+bool startsBinary(char const* text) noexcept {
+    while (std::isspace(static_cast<unsigned char>(*text)) != 0)
+        ++text;
+    if (*text == '+' || *text == '-')
+        ++text;
+    return text[0] == '0' && (text[1] == 'b' || text[1] == 'B');
+}
+
+} // namespace
+
 int _tscanfi(char const* text, int* value) noexcept {
+    // "%i" of newer C libraries reads binary numbers, too. Here 0b11 stays a 0 followed by a "b".
+    if (startsBinary(text)) {
+        *value = 0;
+        return 1;
+    }
     // "%i", not "%d": descriptions write some numbers as 0x10.
     return tscanf(text, "%i", value);
 }

@@ -31,14 +31,14 @@ ZENTHO_API char* tstrcpy(char* dst, unsigned int size, char const* src) noexcept
 ZENTHO_API wchar_t* tstrcpy(wchar_t* dst, unsigned int size, wchar_t const* src) noexcept;
 
 /// Appends at most @p size characters and always a terminator, as `strncat(3)`.
-/// @param dst  Terminated text; needs room for @p size + 1 characters behind its end, since
+/// @param dst  Terminated text; needs room for @p size + 1 characters after its end, since
 ///             @p size limits the appended piece and not the whole buffer.
 /// @param size Most characters to append.
 /// @param src  Text to append; must not overlap @p dst.
 /// @return @p dst
 ZENTHO_API char* tstrcat(char* dst, unsigned int size, char const* src) noexcept;
 /// Appends the whole of @p src and its terminator, as `wcscat(3)`.
-/// @param dst  Terminated text; needs room for all of @p src behind its end.
+/// @param dst  Terminated text; needs room for all of @p src after its end.
 /// @param size Ignored.
 /// @param src  Text to append; must not overlap @p dst.
 /// @return @p dst
@@ -99,7 +99,8 @@ ZENTHO_API int tscanf(wchar_t const* text, wchar_t const* format, float* value) 
 
 namespace zel {
 
-/// Reads an integer with "%i": decimal, hexadecimal behind 0x, octal behind 0 (010 is 8).
+/// Reads an integer with "%i": decimal, hexadecimal after 0x, octal after 0 (010 is 8). Binary
+/// numbers are not known, whatever the C library makes of them: 0b11 is 0.
 /// @param text  Terminated text; leading white space is skipped.
 /// @param value Receives the number; untouched when none is read.
 /// @return 1 when a number was read, 0 when the text does not begin with one, -1 when it is empty.

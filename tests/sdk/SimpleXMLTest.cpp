@@ -1,5 +1,6 @@
 #include "sdk/SimpleXML.h"
 
+#include "tests/support/CommaLocale.h"
 #include "tests/support/LogLines.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "util/Logger.h"
@@ -11,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -1216,6 +1218,18 @@ TEST(SimpleXMLGetFloat, ReadsAnExponent) {
 
 TEST(SimpleXMLGetFloat, StopsAtAComma) {
     EXPECT_EQ(floatFrom("1,5"), 1.0F);
+}
+
+TEST(SimpleXMLGetFloat, ReadsADecimalPointWhateverNumericLocaleIsSetSince) {
+    Document document("<a>1.5</a><b>+1.5</b><c>.5</c><d> 1.5</d>");
+    support::CommaLocale const commas;
+    for (auto const& [name, expected] :
+         {std::pair{"a", 1.5F}, {"b", 1.5F}, {"c", 0.5F}, {"d", 1.5F}}) {
+        float value = 12345.0F;
+        ASSERT_TRUE(document->getFloat(name, &value));
+        EXPECT_EQ(value, expected) << name;
+    }
+    EXPECT_STREQ(std::localeconv()->decimal_point, ",");
 }
 
 TEST(SimpleXMLGetFloat, KeepsTheValueForAWord) {
