@@ -13,6 +13,10 @@ namespace {
 using zel::xml::Loading;
 using zel::xml::Reader;
 
+// Room to begin with, so that a usual description takes one allocation a list.
+constexpr std::size_t usualRanges = 4;
+constexpr std::size_t usualFramerates = 2;
+
 // The typed reads start from the field's own value, so an element that holds no number leaves it.
 
 /// Stores an integer element, truncated to the field's width; a missing one leaves the field.
@@ -88,6 +92,7 @@ std::optional<std::vector<std::uint16_t>> readFramerates(Reader& xml) {
     if (!xml.enter("Framerates"))
         return std::nullopt;
     std::vector<std::uint16_t> framerates;
+    framerates.reserve(usualFramerates);
     xml.forEach("Framerate", [&] { readInt(xml, "FR", framerates.emplace_back()); });
     xml.leave();
     return framerates;
@@ -121,6 +126,7 @@ TempRangeTable readTempRanges(Reader& xml) {
     if (!xml.enter("TempRanges"))
         return defaultTempRanges();
     std::vector<TempRangeDefinition> ranges;
+    ranges.reserve(usualRanges);
     xml.forEach("TemperatureRange", [&] { readTempRange(xml, ranges.emplace_back()); });
     xml.leave();
     return TempRangeTable(std::move(ranges));
