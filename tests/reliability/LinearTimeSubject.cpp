@@ -1,4 +1,5 @@
 // LinearTimeSubject <shape> <count>: reads and checks a description of that many of something.
+// LinearTimeSubject <questions> <count>: reads one and asks for its elements in some order.
 // Only what happens below measured() counts.
 
 #include "imgproc/Cali.h"
@@ -14,6 +15,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -116,6 +118,27 @@ std::map<std::string, Shape> const shapes{
                                 }),
                          someOptic);
      }},
+    {"optics-inside-optics",
+     [](int count) {
+         return document("", repeated("<OpticsDef>\n", count) + someOptic +
+                                 repeated("</OpticsDef>\n", count));
+     }},
+    {"optics-that-each-hold-one",
+     [](int count) {
+         return document("", repeated("<OpticsDef>\n" + someOptic + "</OpticsDef>\n", count));
+     }},
+    {"ranges-that-each-hold-one",
+     [](int count) {
+         std::string const pair = "<TemperatureRange>\n" + range(0) + "</TemperatureRange>\n";
+         return document("", optic(30, ranges(repeated(pair, count))));
+     }},
+    {"overlapping-elements",
+     [](int count) {
+         return document("",
+                         repeated("<OpticsDef>\n<TempRanges>\n<TemperatureRange>\n</OpticsDef>\n"
+                                  "</TempRanges>\n</TemperatureRange>\n",
+                                  count));
+     }},
     {"elements-left-open",
      [](int count) {
          return document("", repeated("<OpticsDef>\n<TempRanges>\n", count));
@@ -166,30 +189,99 @@ std::map<std::string, Shape> const shapes{
      }},
 };
 
+using Questions = void (*)(zel::SimpleXML& xml, int count);
+
+void ask(zel::SimpleXML& xml, char const* name, int index) {
+    if (xml.setNode(name, index))
+        xml.resetNode();
+}
+
+/// What is asked about the elements of a shape, instead of the check.
+std::map<std::string, std::pair<char const*, Questions>> const allQuestions{
+    {"descending-indexes",
+     {"optics",
+      [](zel::SimpleXML& xml, int count) {
+          for (int i = count; i-- > 0;)
+              ask(xml, "OpticsDef", i);
+      }}},
+    {"alternating-indexes",
+     {"optics",
+      [](zel::SimpleXML& xml, int count) {
+          for (int i = 0; i < count; ++i)
+              ask(xml, "OpticsDef", i % 2 == 0 ? i : count - i);
+      }}},
+    {"indexes-below-the-count",
+     {"optics",
+      [](zel::SimpleXML& xml, int) {
+          for (unsigned int i = 0; i < xml.getNodeCount("OpticsDef"); ++i)
+              ask(xml, "OpticsDef", static_cast<int>(i));
+      }}},
+    {"indexes-of-two-names-in-turns",
+     {"optics",
+      [](zel::SimpleXML& xml, int count) {
+          for (int i = 0; i < count; ++i) {
+              ask(xml, "OpticsDef", i);
+              ask(xml, "TemperatureRange", count - i);
+          }
+      }}},
+    // These two take the way through all elements; asked once, that is linear.
+    {"last-of-elements-that-hold-one",
+     {"optics-that-each-hold-one",
+      [](zel::SimpleXML& xml, int count) {
+          ask(xml, "OpticsDef", count - 1);
+          xml.getNodeCount("OpticsDef");
+      }}},
+    {"last-of-a-name-with-brackets",
+     {"optics-that-each-hold-one",
+      [](zel::SimpleXML& xml, int count) {
+          ask(xml, "TempRanges><TemperatureRange", count - 1);
+          xml.getNodeCount("TempRanges><TemperatureRange");
+      }}},
+};
+
 } // namespace
 
-/// Reads and checks, and the other ways of reading a description.
-extern "C" [[gnu::noinline]] void measured(char const* directory) {
+void check(std::string const& directory) {
     auto& manager = *zel::IRCalibrationManager::getInstance();
-    manager.setCalibrationDir(directory);
+    manager.setCalibrationDir(directory.c_str());
     std::unique_ptr<char[]> const missing(manager.checkCalibration(serialNumber));
     manager.getAvailableOptics(serialNumber);
     manager.generateConfiguration(serialNumber);
 }
 
+/// Reads and checks a description and the other ways of reading it; or asks questions, if any.
+extern "C" [[gnu::noinline]] void measured(std::string const& directory, std::string const& name,
+                                           Questions questions, int count) {
+    if (questions == nullptr) {
+        check(directory);
+        return;
+    }
+    zel::SimpleXML xml;
+    xml.open((directory + "/" + name).c_str(), "CaliData");
+    xml.setNode();
+    questions(xml, count);
+}
+
 int main(int argc, char* argv[]) {
-    if (argc != 3 || shapes.count(argv[1]) == 0) {
+    bool const asks = argc == 3 && allQuestions.count(argv[1]) != 0;
+    if (argc != 3 || (!asks && shapes.count(argv[1]) == 0)) {
         for (auto const& shape : shapes) {
             std::printf("%s\n", shape.first.c_str());
+        }
+        for (auto const& questions : allQuestions) {
+            std::printf("%s\n", questions.first.c_str());
         }
         return argc == 1 ? EXIT_SUCCESS : EXIT_FAILURE;
     }
     using thalvo::Logger;
     Logger::getInstance()->configure(
         "", static_cast<Logger::loggerConf_>(Logger::LOGFILE_OFF | Logger::CONSOLE_OFF), 0, 0);
+    auto const [shape, questions] =
+        asks ? allQuestions.at(argv[1]) : std::pair<char const*, Questions>(argv[1], nullptr);
+    int const count = std::atoi(argv[2]);
     support::TemporaryDirectory const directory;
-    support::writeFile(directory.path() + "/Cali-14080045.xml",
-                       shapes.at(argv[1])(std::atoi(argv[2])));
-    measured(directory.path().c_str());
+    std::string const name = "Cali-14080045.xml";
+    support::writeFile(directory.path() + "/" + name, shapes.at(shape)(count));
+    measured(directory.path(), name, questions, count);
     return EXIT_SUCCESS;
 }
