@@ -16,7 +16,7 @@ struct Comment {
     std::size_t end;
 };
 
-// Both tokens have two hyphens, which are rare elsewhere; a token is told by its first one.
+// Both tokens contain two hyphens, which are rare elsewhere: they are found by the first one.
 
 bool opensAt(std::string_view text, std::size_t hyphen) noexcept {
     return hyphen >= 2 && hyphen + 1 < text.size() && text[hyphen - 2] == '<' &&

@@ -6,7 +6,7 @@ namespace zel::xml {
 
 namespace {
 
-// An indented description has about this many. Only the first guess at the room needed.
+// About as many as an indented description has; only a first guess at the room needed.
 constexpr std::size_t charactersPerElement = 32;
 
 bool startsWith(std::string_view text, std::string_view searched) noexcept {
@@ -14,7 +14,7 @@ bool startsWith(std::string_view text, std::string_view searched) noexcept {
            std::memcmp(text.data(), searched.data(), searched.size()) == 0;
 }
 
-/// Searches backwards, a piece at a time: a sanitizer checks all that a search might read.
+/// Searches backwards, a piece at a time: with a sanitizer each search checks its whole range.
 /// @return Offset of the last '<' before @p end, or npos.
 std::size_t findLastOpening(std::string_view text, std::size_t end) noexcept {
     constexpr std::size_t pieceSize = 1024;
@@ -45,7 +45,7 @@ std::size_t nameHash(std::string_view name) noexcept {
     return name.size() * 1024 + first * 32 + last;
 }
 
-/// Makes room for the newest of two in front.
+/// Puts the newest of two first and drops the older.
 template <class Pointer>
 void remember(std::array<Pointer, 2>& lastTwo, Pointer newest) noexcept {
     lastTwo = {newest, lastTwo.front()};
@@ -69,8 +69,8 @@ void ElementIndex::build(std::string_view document) {
     sortByName(collectBackwards(document));
 }
 
-/// Walks through the document from its end, so that each closing tag is met before its opening tag.
-/// "Before" and "following" are places in the document: the walk meets the following tag first.
+/// Goes through the document from its end, so that it meets a closing tag before the opening tag.
+/// "Before" and "following" are places in the document: the following tag is met first.
 std::vector<ElementIndex::Found> ElementIndex::collectBackwards(std::string_view document) {
     std::vector<Found> found;
     found.reserve(document.size() / charactersPerElement);
@@ -98,8 +98,7 @@ std::vector<ElementIndex::Found> ElementIndex::collectBackwards(std::string_view
     return found;
 }
 
-/// @return The tag that @p rest begins with, if it is one that stood before @p following the last
-/// two
+/// @return The tag that @p rest begins with, if it stood before @p following one of the last two
 ///         times; else null.
 ElementIndex::Tag* ElementIndex::expectedTag(Tag const& following, std::string_view rest) noexcept {
     for (Tag* const expected : following.before) {
@@ -109,9 +108,8 @@ ElementIndex::Tag* ElementIndex::expectedTag(Tag const& following, std::string_v
     return nullptr;
 }
 
-/// @return The tag that @p rest begins with; null when it does not begin with a tag, when another
-/// tag
-///         begins before its '>', or when it opens an element that is not closed.
+/// @return The tag that @p rest begins with; null when another tag begins before its '>', and when
+///         it opens an element that is not closed.
 ElementIndex::Tag* ElementIndex::readTag(std::string_view rest) {
     char const* const bracket = findBracket(rest.substr(1));
     if (bracket == rest.end() || *bracket == '<')
@@ -154,7 +152,7 @@ void ElementIndex::sortByName(std::vector<Found> const& backwards) {
     for (std::size_t number = 1; number < places.size(); ++number)
         places[number] += places[number - 1];
 
-    // Each place moves down from the end of a name's elements to their begin.
+    // Filled from its end, since they were found backwards: a place ends up at a name's first.
     m_elements.resize(backwards.size());
     for (Found const& found : backwards)
         m_elements[--places[found.number]] = found.element;

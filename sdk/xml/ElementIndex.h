@@ -61,9 +61,8 @@ public:
     }
 
     /// @param parent An element.
-    /// @return How many elements there are inside the parent, those included that end where it
-    /// ends.
-    ///         Takes the time of inside().
+    /// @return How many elements there are inside the parent, including one that ends where the
+    ///         parent ends. Takes the time of inside().
     unsigned int countInside(Element parent) const noexcept {
         if (!m_areDisjoint)
             return countOneByOne(parent);
@@ -120,9 +119,12 @@ private:
 /// Every element of a document by its name.
 ///
 /// A tag is a "<" whose next bracket is a ">". So for a name that covers() accepts the index has
-/// exactly the elements that a search for the literal tags finds. Documents repeat themselves, and
-/// so do those who read them: the neighbours of the last two times are tried before a name is
-/// looked up.
+/// exactly the elements that a search for the literal tags finds.
+///
+/// Four memories make it fast. Documents repeat themselves, so while the index is built the tags
+/// that stood before a tag the last two times are tried first; questions repeat themselves, so the
+/// names asked for after a name the last two times are, too. Each name remembers where its last
+/// search ended. A filter rejects most names that a document does not have, such as optional ones.
 class ElementIndex {
 public:
     ElementIndex() = default;
@@ -163,7 +165,7 @@ private:
         std::string_view text;
         Entry* entry = nullptr;
         bool closing = false;
-        std::array<Tag*, 2> before{}; // the tags in front of it the last two times
+        std::array<Tag*, 2> before{}; // that stood before it the last two times
     };
 
     /// A name with what is known of it.

@@ -11,8 +11,8 @@
 
 namespace zel::xml {
 
-/// Text in a buffer of its own, followed by a null character. What is rare in a file is looked for
-/// once, while it is read, so that later steps know when they can skip a search.
+/// Text in a buffer of its own, followed by a null character. Characters that are rare are looked
+/// for once, while the file is read, so that later steps can skip their search.
 struct FileText {
     std::unique_ptr<char[]> characters; ///< the buffer
     std::size_t size = 0;               ///< characters of text in it
@@ -24,8 +24,7 @@ struct FileText {
 };
 
 /// Reads a whole file.
-/// @param file      An open file, read from its current offset. One that is not a regular file,
-/// such
+/// @param file      An open file, read from its current offset. Anything but a regular file, such
 ///                  as a directory or a pipe, counts as empty.
 /// @param sizeLimit The largest size accepted, in bytes.
 /// @return The text; nothing, with `errno` set, when the file cannot be read or is larger (EFBIG).

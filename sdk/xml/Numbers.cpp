@@ -44,7 +44,7 @@ bool readWhole(std::string_view text, Number* value, Format... format) noexcept 
     return true;
 }
 
-/// A leading zero means another base to "%i".
+/// Not with a leading zero, which means another base to "%i".
 template <class Integer>
 bool readPlainInteger(std::string_view text, Integer* value) noexcept {
     bool const leadingZero = text.size() > 1 && text.front() == '0';

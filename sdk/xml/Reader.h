@@ -26,9 +26,8 @@ enum class Loading {
 /// There is no tree. load() keeps the text between the lines of the root element's tags, without
 /// line breaks and comments; each question is answered with the literal tags `<name>` and `</name>`
 /// inside the selected element, at whatever depth they are. Reading changes nothing outside the
-/// object: no log, no locale, no directory. Each object is for one thread at a time; questions,
-/// too, change what it remembers. Operations throw std::bad_alloc where it says so, and nothing
-/// else.
+/// object: no log, no locale, no directory. An object is for one thread at a time, since questions
+/// change what it remembers, too. Operations throw nothing but std::bad_alloc, where they say so.
 class Reader {
 public:
     /// The deepest selection, 0 being the root.
@@ -80,8 +79,8 @@ public:
             visit();
     }
 
-    /// @return How many elements of a name there are inside the selected one, those included that
-    ///         end where it ends. @throws std::bad_alloc
+    /// @return How many elements of a name there are inside the selected one, including one that
+    ///         ends where the selected one ends. @throws std::bad_alloc
     unsigned int count(std::string_view name) const;
 
     /// @return Whether there is anything between the selected element's tags. At the root a comment
@@ -93,8 +92,7 @@ public:
 
     /// @param name A name.
     /// @return Text of the first element of that name inside the selected one; nothing when there
-    /// is
-    ///         none or the depth is #maxDepth. Valid until the next load().
+    ///         is none or the depth is #maxDepth. Valid until the next load().
     /// @throws std::bad_alloc
     std::optional<std::string_view> childText(std::string_view name) const;
 

@@ -7,8 +7,8 @@
 
 namespace zel::xml {
 
-/// Gives the rooms above the reader what its public operations leave out: texts without a copy, and
-/// loops in linear time.
+/// Gives the rest of the library what the public reader lacks: texts without a copy, and loops in
+/// linear time.
 struct ReaderAccess {
     /// @param xml A reader of which a call of open() succeeded.
     /// @return Its implementation, which it still owns.

@@ -54,8 +54,8 @@ private:
     std::size_t m_next;
 };
 
-/// Finds the line with the root's closing tag. Remembers how far ahead there is none: searching
-/// every line on its own would cost more than copying it.
+/// Finds the line with the root's closing tag. Remembers up to where there is no such tag: to
+/// search every line would cost more than to copy it.
 class RootEnd {
 public:
     RootEnd(FileText const& text, std::string_view rootname)
