@@ -1,4 +1,4 @@
-// Loads a description, compares it with what the model reads, asks it everything and checks a set
+// Loads a description, compares it with what the model reads, makes every query and checks a set
 // that it describes.
 
 #include "fuzz/MemoryFile.h"
@@ -95,7 +95,7 @@ void askEverything(ConfigCali& description) {
     require(sameNumber(span->lo, span->lo), "a span has a low limit");
     require(description.getOptics(-1) == nullptr, "there is no optic before the first");
     require(description.getOptics(description.getOpticsCount()) == nullptr,
-            "there is no optic behind the last");
+            "there is no optic after the last");
 }
 
 /// @param expected The names of the missing files.
@@ -111,7 +111,7 @@ void checkTheSet(IRCalibrationManager& manager, char const* directory,
         manager.checkCaliFiles(directory, serialNumber, list.data(), &size, "Cali-%i.xml",
                                "Cali-%s.dat", "Kennlinie-%s.prn", ";");
     require(complete == stillComplete, "both passes agree");
-    // The description itself, when it is what is missing, is measured more generously.
+    // A complete set is measured as nothing, but its list is terminated all the same.
     auto const room = static_cast<std::size_t>(complete ? 1 : size);
     require(std::strlen(list.data()) + 1 == room, "the list has the measured length");
     require(list.data() == expected, "the files of the model are missing");

@@ -61,8 +61,8 @@ Texts const commentWords{"checked",
                          "</Framerates>",
                          "<Text>"};
 
-/// One document in two forms: as the product gets it, and for the peer, which does not know nested
-/// comments nor comments that lie inside a value.
+/// One document in two forms: for the product, and for the peer, which supports neither nested
+/// comments nor comments inside a value.
 class Document {
 public:
     explicit Document(unsigned int seed) : m_random(seed) { write(); }
@@ -286,7 +286,7 @@ private:
         m_text += comment(m_random.between(1, 3));
     }
 
-    /// A comment with others inside. Words keep its ends apart from theirs.
+    /// A comment with others inside. Words separate its delimiters from theirs.
     std::string comment(int depth) {
         std::string content = words();
         for (int i = 0; i < depth; ++i)
@@ -325,7 +325,7 @@ private:
     std::set<std::string> m_traits;
 };
 
-// What both readers are compared in
+// What is compared
 
 struct RangeReading {
     std::uint16_t fid = 0;
@@ -358,7 +358,7 @@ void print(std::ostream& out, std::vector<double> const& numbers) {
         out << ' ' << number;
 }
 
-/// Of two equal zeros either may be the extended limit.
+/// 0 and -0 are equal, so either may be the extended limit.
 float withoutSignOfZero(float limit) {
     return limit + 0.0F;
 }

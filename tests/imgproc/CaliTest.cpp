@@ -119,7 +119,7 @@ std::vector<Limits> rangesOf(OpticsDefinition const& optic) {
 
 std::vector<Limits> const defaultRanges{{-20.0F, 100.0F}, {0.0F, 250.0F}, {150.0F, 900.0F}};
 
-/// The text of an optic, where no text shows.
+/// The text of an optic, in a form that shows when there is none.
 std::string textOf(OpticsDefinition const& optic) {
     return optic.Text ? optic.Text.get() : "(null)";
 }
@@ -453,7 +453,7 @@ TEST(MainSectionOfADescription, TakesEachElementIntoTheFieldOfItsNameAndNoOther)
     }
 }
 
-TEST(MainSectionOfADescription, TakesAllElementsInWhateverOrder) {
+TEST(MainSectionOfADescription, TakesAllElementsInAnyOrder) {
     std::string elements;
     std::vector<double> expected;
     for (std::size_t i = 0; i < mainElements.size(); ++i) {
@@ -464,7 +464,7 @@ TEST(MainSectionOfADescription, TakesAllElementsInWhateverOrder) {
     EXPECT_EQ(valuesOf(*loaded(withMain(elements))->mainSection), expected);
 }
 
-TEST(MainSectionOfADescription, ReadsIntegersOf16BitsToTheBaseThatTheirTextNames) {
+TEST(MainSectionOfADescription, Reads16BitIntegersInTheBaseOfTheirPrefix) {
     struct {
         char const* text;
         int withoutSign, withSign;
@@ -654,7 +654,7 @@ TEST(FrameRatesOfADescription, AreReadInTheOrderOfTheFileAndTruncatedTo16Bits) {
         EXPECT_EQ(rangeOf(*loaded(withRange(elements))).framerates, expected) << elements;
 }
 
-TEST(FrameRatesOfADescription, LeaveTheElementsBehindThemToTheRange) {
+TEST(FrameRatesOfADescription, LeaveTheElementsAfterThemToTheRange) {
     auto const cali =
         loaded(withRange("<Framerates><Framerate><FR>27</FR></Framerate></Framerates>"
                          "<Decimal>3</Decimal><TableParams><E1>4</E1></TableParams>"));
@@ -739,7 +739,7 @@ std::vector<std::string> messagesOfLoading(TemporaryDirectory const& directory, 
 
 } // namespace
 
-TEST(LoadCaliLog, TellsDirectoryFileNameAndTecValues) {
+TEST(LoadCaliLog, NamesDirectoryFileAndTecValues) {
     TemporaryDirectory const directory;
     camera(serial).mainSection().optic(23).writeInto(directory.path());
     ConfigCali cali;
@@ -747,7 +747,7 @@ TEST(LoadCaliLog, TellsDirectoryFileNameAndTecValues) {
               messagesOfLoading(directory, serial, "A: 3410 B:410 C:405 D:118"));
 }
 
-TEST(LoadCaliLog, TellsTheDefaultTecValuesWhenTheyAreMissing) {
+TEST(LoadCaliLog, NamesTheDefaultTecValuesWhenTheyAreMissing) {
     TemporaryDirectory const directory;
     camera(serial).optic(23).writeInto(directory.path());
     ConfigCali cali;
@@ -755,7 +755,7 @@ TEST(LoadCaliLog, TellsTheDefaultTecValuesWhenTheyAreMissing) {
               messagesOfLoading(directory, serial, "A: 3400 B:400 C:400 D:120"));
 }
 
-TEST(LoadCaliLog, TellsTecValuesAsTheyAreStored) {
+TEST(LoadCaliLog, NamesTecValuesAsTheyAreStored) {
     TemporaryDirectory const directory;
     writeFile(descriptionPath(directory),
               withMain("<TecA>65541</TecA><TecB>-1</TecB><TecC>0x10</TecC><TecD>0</TecD>"));
@@ -764,7 +764,7 @@ TEST(LoadCaliLog, TellsTecValuesAsTheyAreStored) {
               messagesOfLoading(directory, serial, "A: 5 B:65535 C:16 D:0"));
 }
 
-TEST(LoadCaliLog, TellsThatTheDescriptionIsLoadedAlready) {
+TEST(LoadCaliLog, SaysThatTheDescriptionIsLoadedAlready) {
     TemporaryDirectory const directory;
     camera(serial).optic(23).writeInto(directory.path());
     ConfigCali cali;
@@ -773,7 +773,7 @@ TEST(LoadCaliLog, TellsThatTheDescriptionIsLoadedAlready) {
               (std::vector<std::string>{debugLine("Calibration XML file already loaded.")}));
 }
 
-TEST(LoadCaliLog, TellsTheNewSerialNumberBeforeItReloads) {
+TEST(LoadCaliLog, NamesTheNewSerialNumberBeforeItReloads) {
     TemporaryDirectory const directory;
     camera(1).optic(23).writeInto(directory.path());
     camera(-2).optic(23).writeInto(directory.path());
@@ -1110,7 +1110,7 @@ TEST(TempRangeOverAll, SpansTheRangesOfTheExactOptic) {
     EXPECT_EQ(cali->getTempRangeOverAll(nullptr), nullptr);
 }
 
-TEST(TempRangeOverAll, TakesLowAndHighLimitsEachForItselfUpToAMillion) {
+TEST(TempRangeOverAll, SpansFromTheLowestLowToTheHighestHighLimitWithinAMillion) {
     auto const cali = loaded(camera(serial)
                                  .optic(1)
                                  .range(100, -20)
@@ -1531,7 +1531,7 @@ TEST(SetOfACamera, HasTheStemsThatTheQueriesLeadTo) {
     EXPECT_EQ(stems, everyKindOfSet().stems());
 }
 
-TEST(SetOfACamera, IsWrittenButForTheFilesThatAreLeftOut) {
+TEST(SetOfACamera, IsWrittenExceptForTheFilesLeftOut) {
     TemporaryDirectory const directory;
     std::string const leftOut = "Cali-14080045-23-M0-99.dat";
     everyKindOfSet().writeInto(directory.path(), {leftOut});

@@ -103,7 +103,7 @@ TEST(ReadingADescription, KeepsTheNumericLocaleAndReadsPointsAllTheSame) {
     EXPECT_EQ(outcome.description->main.PifOutGain, 3.5F);
 }
 
-TEST(ReadingADescription, LeavesTheOneOfTheProcessAsItIs) {
+TEST(ReadingADescription, LeavesTheDescriptionOfTheProcessAsItIs) {
     ConfigCali& loaded = *ConfigCali::getInstance();
     int const before = loaded.getOpticsCount();
     readFrom(smallCamera().optic(30).description());

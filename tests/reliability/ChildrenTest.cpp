@@ -56,7 +56,7 @@ Fault const faultsOnceStarted[] = {failing, killed, hanging, writingToAClosedPip
 
 enum class ChildSignal { ordinary, ignored };
 
-/// Kills what says that it hangs, from outside.
+/// Kills, from outside, each program that reports that it hangs.
 class Killer {
 public:
     Killer() {
@@ -139,7 +139,7 @@ struct Outcome {
     Lines log;
 };
 
-/// What an operation gives and tells; nothing of it may be left behind.
+/// What an operation returns and reports. It must leave no process and no descriptor behind.
 Outcome outcomeOf(std::function<bool()> const& operation) {
     Outcome outcome{};
     auto const before = openDescriptors();
@@ -223,7 +223,7 @@ std::string const linksFile =
     "<DownloadLinks>\n<Imager>\n<CaliData>\n<Links>\n<string>http://files.example/cali</string>\n"
     "</Links>\n</CaliData>\n</Imager>\n</DownloadLinks>\n";
 
-/// Answers the question for the links file, and has the fault for all others.
+/// Answers the request for the links file, and has the fault for all others.
 std::string servingLinksThen(std::string const& script) {
     return "if [ \"$3\" = /tmp/downloadlinks.xml ]; then echo '" + linksFile +
            "' > \"$3\"; exit 0; fi\n" + script;
@@ -311,8 +311,8 @@ TEST_P(AProgram, InPlaceOfTheShellFetchesNoLinks) {
     });
 }
 
-// A `wget` that was started counts, whatever comes of it. While children are ignored, the system
-// tells nothing of them, which counts as one that could not be started.
+// A `wget` that was started counts, however it ends. While SIGCHLD is ignored, the system reports
+// no status, which counts as a command that could not be started.
 TEST_P(AStartedProgram, InPlaceOfWgetFetchesNoFiles) {
     inWorld(childSignal, [&] {
         auto const script = servingLinksThen(fault.script);
@@ -330,7 +330,7 @@ TEST_P(AStartedProgram, InPlaceOfWgetFetchesNoFiles) {
     });
 }
 
-TEST(IgnoredChildren, LetADownloadFailWhoseFirstFileCame) {
+TEST(IgnoredChildren, FailADownloadWhoseFirstFileArrived) {
     inWorld(ChildSignal::ignored, [] {
         auto const script = servingLinksThen("echo fetched > \"$3\"\n");
         replaceProgram("wget", {"", script.c_str()});

@@ -45,7 +45,8 @@ void mountOrThrow(std::string const& where, unsigned long flags, std::string con
         throw std::system_error(errno, std::generic_category(), "mount " + where);
 }
 
-/// Mounts a file system of so many pages and, but for 0, so many files, its root included.
+/// Mounts a file system with room for this many pages and, unless 0, this many files, its root
+/// included.
 void mountSmall(std::string const& where, int pages, int files = 0) {
     mountOrThrow(where, 0,
                  "size=" + std::to_string(pages * 4096) + ",nr_inodes=" + std::to_string(files) +
@@ -74,7 +75,7 @@ void inWorld(std::function<void()> const& body) {
         support::writeSmallSet(stick, serial);
         support::writeFile(stick + "/" + support::dataName(serial), std::string(dataSize, 'd'));
         body();
-        umount2(stick.c_str(), MNT_DETACH); // so that the directories can go
+        umount2(stick.c_str(), MNT_DETACH); // so that the directories can be deleted
         umount2(target.c_str(), MNT_DETACH);
     });
 }
@@ -128,7 +129,7 @@ std::string somethingWrong(std::string const& reason) {
 
 } // namespace
 
-// `cp` leaves what fitted, and a file that is there counts, whatever it holds.
+// `cp` leaves what fits, and a file that is there counts, whatever it holds.
 TEST(AFullTarget, CountsATruncatedFileAsThere) {
     inWorld([] {
         mountSmall(target, 4);
@@ -164,7 +165,7 @@ TEST(AFullTarget, ThatTakesNoFileAtAllMakesTheSetIncomplete) {
     });
 }
 
-TEST(AFullTarget, IsToldBeforeADownload) {
+TEST(AFullTarget, IsReportedBeforeADownload) {
     inDownloadWorld([] {
         mountSmall(target, 1000, 1);
         auto const outcome = download();
@@ -174,7 +175,7 @@ TEST(AFullTarget, IsToldBeforeADownload) {
 }
 
 // The probe is an empty file, which a full file system still takes.
-TEST(AFullTarget, IsFoundOutByTheDownloadOnlyWhenItTakesNoFurtherFile) {
+TEST(AFullTarget, IsNoticedByTheDownloadOnlyWhenItTakesNoFurtherFile) {
     inDownloadWorld([] {
         mountSmall(target, 4);
         fill(target);
@@ -237,7 +238,7 @@ TEST(AReadOnlyTarget, ThatHoldsTheSetAlreadyIsComplete) {
     });
 }
 
-TEST(AReadOnlyTarget, IsToldBeforeADownload) {
+TEST(AReadOnlyTarget, IsReportedBeforeADownload) {
     inDownloadWorld([] {
         mountSmall(target, 1000);
         makeReadOnly(target);

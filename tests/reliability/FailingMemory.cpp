@@ -87,7 +87,7 @@ void take(void* memory) noexcept {
     std::free(memory);
 }
 
-void scarcely(std::function<void()> const& piece) {
+void withScarceMemory(std::function<void()> const& piece) {
     state.seen = 0;
     state.armed = true;
     piece();
@@ -99,12 +99,13 @@ auto openDescriptors() {
     return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
 }
 
-void makeAttempt(std::function<void(Scarcely const&)> const& attempt, long refuseAt, bool forever) {
+void makeAttempt(std::function<void(WithScarceMemory const&)> const& attempt, long refuseAt,
+                 bool forever) {
     state.refuseAt = refuseAt;
     state.forever = forever;
     state.refused = false;
     shown->refused = false;
-    attempt(scarcely);
+    attempt(withScarceMemory);
 }
 
 } // namespace
@@ -124,11 +125,11 @@ long allocationsAskedFor() noexcept {
     return state.seen;
 }
 
-long refuseEachAllocation(std::function<void(Scarcely const&)> const& attempt) {
+long refuseEachAllocation(std::function<void(WithScarceMemory const&)> const& attempt) {
     void* const page =
         mmap(nullptr, sizeof(State), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     shown = new (page) State;
-    makeAttempt(attempt, never, false); // what is made once for all is made here
+    makeAttempt(attempt, never, false); // what is made once per process is made here
 
     long points = 0;
     for (bool const forever : {false, true}) {

@@ -11,14 +11,14 @@
 namespace reliability {
 
 /// Runs a piece of an attempt with memory that runs out.
-using Scarcely = std::function<void(std::function<void()> const&)>;
+using WithScarceMemory = std::function<void(std::function<void()> const&)>;
 
-/// Makes an attempt again and again: the piece that it runs scarcely has its first allocation
-/// refused, then its second, and so on until it needs no more; and then the same once more, but
-/// with all later allocations refused as well. After each attempt, the memory in use and the open
+/// Makes an attempt again and again. The piece that it runs with scarce memory first has its first
+/// allocation refused, then its second, and so on until it needs no more; then all over again with
+/// all later allocations refused as well. After each attempt, the memory in use and the open
 /// descriptors must be what they were before.
 /// @return The number of allocations refused, also printed.
-long refuseEachAllocation(std::function<void(Scarcely const&)> const& attempt);
+long refuseEachAllocation(std::function<void(WithScarceMemory const&)> const& attempt);
 
 /// Refuses an allocation of this process from here on, for a program without tests of its own.
 /// @param at      Which one, 1 for the next; 0 for none.

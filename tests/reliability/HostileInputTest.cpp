@@ -141,7 +141,7 @@ TEST(HostileOptions, ASourceOf100000CharactersIsNoDirectory) {
     EXPECT_TRUE(beginsWith(outcome.standardError, noDirectory));
 }
 
-TEST(HostileOptions, ATargetOf100000CharactersIsNotSuccessful) {
+TEST(HostileOptions, ATargetOf100000CharactersFails) {
     Bench const bench;
     std::string const target = bench.path() + "/" + std::string(100000, 't');
     Outcome const outcome = bench.run({"-d1", "-s", bench.source(), "-t", target});
@@ -171,7 +171,7 @@ TEST(HostileOptions, AnArgumentOf100000CharactersIsIgnored) {
     EXPECT_EQ(outcome.standardError, noDirectory);
 }
 
-TEST(HostileOptions, TenThousandRepeatedOptionsLeaveTheLast) {
+TEST(HostileOptions, TheLastOf10000RepeatedOptionsCounts) {
     Bench const bench;
     std::vector<std::string> arguments(10000, "-d1");
     arguments.insert(arguments.end(), {"-d2", "-s", bench.source(), "-t", bench.target()});

@@ -52,7 +52,7 @@ Lines namesIn(std::string const& directory) {
 }
 
 /// What is served, a target, a working directory and a `wget` that notes how it was called and then
-/// is the real one.
+/// runs the real one.
 class World {
 public:
     World() {

@@ -1,6 +1,6 @@
 // Every allocation of every public operation is refused in turn. What follows is the right answer
 // or the operation's own failure value, never a wrong answer, and afterwards the object answers as
-// if nothing had been.
+// if nothing had happened.
 #include "imgproc/Cali.h"
 #include "sdk/IRCalibrationManager.h"
 #include "sdk/IRLogger.h"
@@ -43,8 +43,8 @@ namespace {
 namespace fs = std::filesystem;
 
 using reliability::refuseEachAllocation;
-using reliability::Scarcely;
 using reliability::wasRefused;
+using reliability::WithScarceMemory;
 using support::TemporaryDirectory;
 using support::writeFile;
 using zel::IRCalibrationManager;
@@ -75,7 +75,7 @@ support::Camera otherCamera() {
     return support::camera(otherSerial).optic(9).range(1, 2);
 }
 
-/// Runs the body while the log, in full, goes to nobody.
+/// Runs the body with the whole log written where nobody reads it.
 void quietly(std::function<void()> const& body) {
     support::debugLogOf(body);
 }
@@ -164,10 +164,10 @@ TEST_F(Document, OpensWholeOrNotAtAll) {
         SimpleXML reference;
         ASSERT_TRUE(reference.open(path.c_str(), "Root"));
         auto const expected = wholeText(reference);
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             SimpleXML xml;
             bool opened = false;
-            scarcely([&] { opened = xml.open(path.c_str(), "Root"); });
+            withScarceMemory([&] { opened = xml.open(path.c_str(), "Root"); });
             EXPECT_TRUE(opened || wasRefused());
             EXPECT_EQ(wholeText(xml), opened ? expected : "");
             EXPECT_EQ(xml.getNodeCount("A1"), opened ? 2U : 0U);
@@ -178,11 +178,11 @@ TEST_F(Document, OpensWholeOrNotAtAll) {
 
 TEST_F(Document, OpensAgainWholeOrNotAtAll) {
     quietly([&] {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             SimpleXML xml;
             openAt(xml, path);
             bool opened = false;
-            scarcely([&] { opened = xml.open(path.c_str(), "Root"); });
+            withScarceMemory([&] { opened = xml.open(path.c_str(), "Root"); });
             EXPECT_TRUE(opened || wasRefused());
             xml.setNode();
             EXPECT_EQ(xml.getNodeCount("A1"), opened ? 2U : 0U);
@@ -193,12 +193,12 @@ TEST_F(Document, OpensAgainWholeOrNotAtAll) {
 
 TEST_F(Document, ThatOpensAgainWithAChildSelectedForgetsTheSelection) {
     quietly([&] {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             SimpleXML xml;
             openAt(xml, path);
             ASSERT_TRUE(xml.setNode("Text"));
             bool opened = false;
-            scarcely([&] { opened = xml.open(path.c_str(), "Root"); });
+            withScarceMemory([&] { opened = xml.open(path.c_str(), "Root"); });
             EXPECT_TRUE(opened || wasRefused());
             EXPECT_FALSE(xml.resetNode());
             char* text = nullptr;
@@ -211,10 +211,11 @@ TEST_F(Document, ThatOpensAgainWithAChildSelectedForgetsTheSelection) {
 
 TEST_F(Document, OpensByDirectoryAndName) {
     quietly([&] {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             SimpleXML xml;
             bool opened = false;
-            scarcely([&] { opened = xml.open(directory.path().c_str(), "document", "Root"); });
+            withScarceMemory(
+                [&] { opened = xml.open(directory.path().c_str(), "document", "Root"); });
             EXPECT_TRUE(opened || wasRefused());
             xml.setNode();
             EXPECT_EQ(xml.getNodeCount("A1"), opened ? 2U : 0U);
@@ -226,10 +227,10 @@ TEST_F(Document, OpensByDirectoryAndName) {
 TEST_F(Document, ThatIsMalformedOrMissingNeverOpens) {
     quietly([&] {
         for (auto const& bad : {malformed, directory.path() + "/a/file/that/is/not/there"}) {
-            refuseEachAllocation([&](Scarcely const& scarcely) {
+            refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
                 SimpleXML xml;
                 bool opened = true;
-                scarcely([&] { opened = xml.open(bad.c_str(), "Root"); });
+                withScarceMemory([&] { opened = xml.open(bad.c_str(), "Root"); });
                 EXPECT_FALSE(opened);
                 expectReadable(xml, path);
             });
@@ -238,9 +239,9 @@ TEST_F(Document, ThatIsMalformedOrMissingNeverOpens) {
 }
 
 TEST_F(Document, IsMade) {
-    refuseEachAllocation([&](Scarcely const& scarcely) {
+    refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
         std::optional<SimpleXML> xml;
-        scarcely([&] { xml.emplace(); });
+        withScarceMemory([&] { xml.emplace(); });
         expectReadable(*xml, path);
     });
 }
@@ -249,7 +250,7 @@ TEST_F(Document, IsNavigated) {
     // The name with a bracket is searched for as it stands, which takes memory.
     for (std::string const name :
          {"A1", "a<rather long name", "an element of a long name that is not there"}) {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             SimpleXML xml;
             openAt(xml, path);
             SimpleXML reference;
@@ -260,7 +261,7 @@ TEST_F(Document, IsNavigated) {
             int opening = 0;
             int closing = 0;
             bool climbed = false;
-            scarcely([&] {
+            withScarceMemory([&] {
                 count = xml.getNodeCount(name.c_str());
                 opening = xml.getKey(name.c_str(), 0, 1000, false);
                 closing = xml.getKey(name.c_str(), 0, 1000, true);
@@ -284,7 +285,7 @@ TEST_F(Document, IsNavigated) {
 }
 
 TEST_F(Document, GivesNumbers) {
-    refuseEachAllocation([&](Scarcely const& scarcely) {
+    refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
         SimpleXML xml;
         openAt(xml, path);
         int number = -1;
@@ -293,7 +294,7 @@ TEST_F(Document, GivesNumbers) {
         long large = -1;
         float half = -1.0F;
         std::array<bool, 5> found{};
-        scarcely([&] {
+        withScarceMemory([&] {
             found = {xml.getInt("Number", &number), xml.getInt("Odd", &hexadecimal),
                      xml.getLong("Number", &large), xml.getFloat("Half", &half),
                      xml.getInt("a<rather long name", &bracketed)};
@@ -309,14 +310,14 @@ TEST_F(Document, GivesNumbers) {
 }
 
 TEST_F(Document, GivesTexts) {
-    refuseEachAllocation([&](Scarcely const& scarcely) {
+    refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
         SimpleXML xml;
         openAt(xml, path);
         std::string untouched = "untouched";
         char* child = untouched.data();
         char* bracketed = untouched.data();
         std::array<bool, 3> found{};
-        scarcely([&] {
+        withScarceMemory([&] {
             found[0] = xml.getString("Text", &child);
             found[1] = xml.getString("a<rather long name", &bracketed);
         });
@@ -335,12 +336,12 @@ TEST_F(Document, GivesTexts) {
 }
 
 TEST_F(Document, GivesTheSelectedText) {
-    refuseEachAllocation([&](Scarcely const& scarcely) {
+    refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
         SimpleXML xml;
         openAt(xml, path);
         char* selected = nullptr;
         bool found = false;
-        scarcely([&] { found = xml.getNode(&selected); });
+        withScarceMemory([&] { found = xml.getNode(&selected); });
         Text const owned(selected);
         EXPECT_EQ(owned != nullptr, found);
         EXPECT_TRUE(found || wasRefused());
@@ -385,13 +386,13 @@ std::vector<std::string> const exampleStems{"1-23-a text of more than fifteen ch
 } // namespace
 
 TEST_F(Cali, IsMadeOrNot) {
-    refuseEachAllocation([&](Scarcely const& scarcely) {
+    refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
         std::unique_ptr<ConfigCali> description;
-        scarcely([&] {
+        withScarceMemory([&] {
             try {
                 description = std::make_unique<ConfigCali>();
             } catch (std::bad_alloc const&) {
-                // the constructor may; nothing else does
+                // only the constructor may throw
             }
         });
         EXPECT_TRUE(description != nullptr || wasRefused());
@@ -406,12 +407,12 @@ namespace {
 /// Makes the attempts in processes that have no description yet, since the one instance is never
 /// destroyed: in children of one that is started afresh.
 /// @param attempt Returns whether all was as it should be.
-void withoutADescriptionAtFirst(std::function<bool(Scarcely const&)> const& attempt) {
+void withoutADescriptionAtFirst(std::function<bool(WithScarceMemory const&)> const& attempt) {
     auto const attempts = [&] {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             pid_t const child = fork();
             if (child == 0)
-                _exit(attempt(scarcely) ? 0 : 1);
+                _exit(attempt(withScarceMemory) ? 0 : 1);
             int status = -1;
             EXPECT_EQ(waitpid(child, &status, 0), child);
             EXPECT_EQ(status, 0);
@@ -425,33 +426,33 @@ void withoutADescriptionAtFirst(std::function<bool(Scarcely const&)> const& atte
 } // namespace
 
 TEST(TheOneDescription, IsMadeOrNull) {
-    withoutADescriptionAtFirst([](Scarcely const& scarcely) {
+    withoutADescriptionAtFirst([](WithScarceMemory const& withScarceMemory) {
         ConfigCali* instance = nullptr;
-        scarcely([&] { instance = ConfigCali::getInstance(); });
+        withScarceMemory([&] { instance = ConfigCali::getInstance(); });
         bool const given = instance != nullptr || wasRefused();
         return given && ConfigCali::getInstance() != nullptr;
     });
 }
 
 TEST(TheOneDescription, ThatCannotBeMadeLeavesASetIncomplete) {
-    withoutADescriptionAtFirst([](Scarcely const& scarcely) {
+    withoutADescriptionAtFirst([](WithScarceMemory const& withScarceMemory) {
         TemporaryDirectory const directory;
         writeFile(directory.path() + "/" + exampleCamera().descriptionName(),
                   exampleCamera().description());
         IRCalibrationManager manager;
         manager.setCalibrationDir(directory.path().c_str());
         char* list = nullptr;
-        scarcely([&] { list = manager.checkCalibration(serial); });
+        withScarceMemory([&] { list = manager.checkCalibration(serial); });
         Text const owned(list);
         return list != nullptr && *list != '\0';
     });
 }
 
 TEST(TheOneDescription, ThatCannotBeMadeListsNoOptics) {
-    withoutADescriptionAtFirst([](Scarcely const& scarcely) {
+    withoutADescriptionAtFirst([](WithScarceMemory const& withScarceMemory) {
         IRCalibrationManager manager;
         std::vector<zel::IROptics>* optics = nullptr;
-        scarcely([&] { optics = manager.getAvailableOptics(serial); });
+        withScarceMemory([&] { optics = manager.getAvailableOptics(serial); });
         bool const defaultsListed = optics != nullptr && optics->size() == 1;
         return defaultsListed || (wasRefused() && optics != nullptr && optics->empty());
     });
@@ -459,10 +460,10 @@ TEST(TheOneDescription, ThatCannotBeMadeListsNoOptics) {
 
 TEST_F(Cali, LoadsWholeOrStaysAtItsDefaults) {
     quietly([&] {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             ConfigCali description;
             int result = 1;
-            scarcely([&] { result = description.load(directory.path().c_str(), serial); });
+            withScarceMemory([&] { result = description.load(directory.path().c_str(), serial); });
             EXPECT_TRUE(result == 0 || (wasRefused() && result == ConfigCali::loadFailed));
             EXPECT_EQ(stems(description), result == 0 ? exampleStems : defaultStems);
             EXPECT_EQ(description.isLoaded(serial), result == 0);
@@ -476,11 +477,11 @@ TEST_F(Cali, LoadsWholeOrStaysAtItsDefaults) {
 // The other camera's optics must not pass for those of this one.
 TEST_F(Cali, DoesNotLoadAnotherCameraHalfway) {
     quietly([&] {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             ConfigCali description;
             EXPECT_EQ(description.load(directory.path().c_str(), otherSerial), 0);
             int result = 1;
-            scarcely([&] { result = description.load(directory.path().c_str(), serial); });
+            withScarceMemory([&] { result = description.load(directory.path().c_str(), serial); });
             EXPECT_TRUE(result == 0 || (wasRefused() && result == ConfigCali::loadFailed));
             EXPECT_EQ(description.isLoaded(serial), result == 0);
             EXPECT_FALSE(description.isLoaded(otherSerial));
@@ -492,10 +493,10 @@ TEST_F(Cali, DoesNotLoadAnotherCameraHalfway) {
 
 TEST_F(Cali, FailsForAMalformedDescriptionWithOrWithoutMemory) {
     quietly([&] {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             ConfigCali description;
             int result = 0;
-            scarcely([&] { result = description.load(directory.path().c_str(), 77); });
+            withScarceMemory([&] { result = description.load(directory.path().c_str(), 77); });
             EXPECT_EQ(result, ConfigCali::loadFailed);
             EXPECT_EQ(stems(description), defaultStems);
         });
@@ -506,7 +507,7 @@ TEST_F(Cali, AnswersEveryQuery) {
     quietly([&] {
         ConfigCali description;
         ASSERT_EQ(description.load(directory.path().c_str(), serial), 0);
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             char noText[] = "";
             OPTICS const optic{54, noText};
             Range const range{0.0F, 250.0F};
@@ -515,7 +516,7 @@ TEST_F(Cali, AnswersEveryQuery) {
             std::array<int, 9> numbers{};
             unsigned short rate = 27;
             std::array<char, 40> stem{};
-            scarcely([&] {
+            withScarceMemory([&] {
                 handle.reset(description.getOptics(1));
                 ranges[0].reset(description.getTempRange(&optic, 1));
                 ranges[1].reset(description.getTempRange(54, "", 1));
@@ -583,9 +584,9 @@ protected:
 } // namespace
 
 TEST_F(Manager, IsMadeOrNull) {
-    refuseEachAllocation([&](Scarcely const& scarcely) {
+    refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
         IRCalibrationManager* given = nullptr;
-        scarcely([&] { given = IRCalibrationManager::getInstance(); });
+        withScarceMemory([&] { given = IRCalibrationManager::getInstance(); });
         EXPECT_TRUE(given != nullptr || wasRefused());
         std::unique_ptr<IRCalibrationManager> const after(IRCalibrationManager::getInstance());
         ASSERT_NE(after, nullptr);
@@ -594,11 +595,11 @@ TEST_F(Manager, IsMadeOrNull) {
 }
 
 TEST_F(Manager, SetsDirectoriesAndFormsPaths) {
-    refuseEachAllocation([&](Scarcely const& scarcely) {
+    refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
         IRCalibrationManager manager;
         zel::PathBuffer path{};
         bool formed = false;
-        scarcely([&] {
+        withScarceMemory([&] {
             manager.setCalibrationDir(complete.c_str());
             manager.setFormatsDir(stick.c_str());
             formed = manager.createConfigFilepath(path.data(), complete.c_str(), 260, "a", ".b");
@@ -616,11 +617,11 @@ TEST_F(Manager, FindsTheCameraOrNone) {
         support::attach("1-1", support::camera("14080045\n"));
         support::attach("1-1:1.0", {});
         quietly([&] {
-            refuseEachAllocation([&](Scarcely const& scarcely) {
+            refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
                 IRCalibrationManager manager;
                 unsigned long found = 0;
                 bool result = false;
-                scarcely([&] { result = manager.findSerial(found); });
+                withScarceMemory([&] { result = manager.findSerial(found); });
                 EXPECT_TRUE(result || wasRefused());
                 EXPECT_EQ(found, result ? 14080045UL : 0UL);
                 found = 0;
@@ -633,12 +634,12 @@ TEST_F(Manager, FindsTheCameraOrNone) {
 TEST_F(Manager, NeverTakesAnIncompleteSetForComplete) {
     quietly([&] {
         auto const expected = allButTheDescription();
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             unload();
             IRCalibrationManager manager;
             manager.setCalibrationDir(incomplete.c_str());
             char* list = nullptr;
-            scarcely([&] { list = manager.checkCalibration(serial); });
+            withScarceMemory([&] { list = manager.checkCalibration(serial); });
             ASSERT_NE(list, nullptr);
             Text const owned(list);
             ASSERT_STRNE(list, "");
@@ -653,12 +654,12 @@ TEST_F(Manager, NeverTakesAnIncompleteSetForComplete) {
 
 TEST_F(Manager, NeverTakesAnIncompleteSetForCompleteOnceTheDescriptionIsThere) {
     quietly([&] {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             IRCalibrationManager manager;
             manager.setCalibrationDir(incomplete.c_str());
             Text const before(manager.checkCalibration(serial));
             char* list = nullptr;
-            scarcely([&] { list = manager.checkCalibration(serial); });
+            withScarceMemory([&] { list = manager.checkCalibration(serial); });
             Text const owned(list);
             EXPECT_NE(owned, nullptr);
             Text const after(manager.checkCalibration(serial));
@@ -669,12 +670,12 @@ TEST_F(Manager, NeverTakesAnIncompleteSetForCompleteOnceTheDescriptionIsThere) {
 
 TEST_F(Manager, NeverTakesAnIncompleteSetForCompleteHoweverOftenMemoryRunsOut) {
     quietly([&] {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             IRCalibrationManager manager;
             manager.setCalibrationDir(incomplete.c_str());
             for (int i = 0; i < 3; ++i) {
                 char* list = nullptr;
-                scarcely([&] { list = manager.checkCalibration(serial); });
+                withScarceMemory([&] { list = manager.checkCalibration(serial); });
                 EXPECT_NE(list, nullptr);
                 Text const owned(list);
                 Text const between(manager.checkCalibration(serial));
@@ -728,12 +729,12 @@ TEST_F(Manager, EndsTheProcessWhenItHasNoListLeftToGive) {
 
 TEST_F(Manager, TakesACompleteSetForCompleteAfterwards) {
     quietly([&] {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             unload();
             IRCalibrationManager manager;
             manager.setCalibrationDir(complete.c_str());
             char* list = nullptr;
-            scarcely([&] { list = manager.checkCalibration(serial); });
+            withScarceMemory([&] { list = manager.checkCalibration(serial); });
             Text const owned(list);
             EXPECT_TRUE(list == nullptr || wasRefused());
             EXPECT_EQ(manager.checkCalibration(serial), nullptr);
@@ -741,16 +742,16 @@ TEST_F(Manager, TakesACompleteSetForCompleteAfterwards) {
     });
 }
 
-TEST_F(Manager, ChecksWithoutALie) {
+TEST_F(Manager, NeverChecksAnIncompleteSetAsComplete) {
     quietly([&] {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             unload();
             IRCalibrationManager manager;
             int size = 0;
             bool missingNothing = true;
             std::array<char, 1000> list{};
             int room = 1000;
-            scarcely([&] {
+            withScarceMemory([&] {
                 missingNothing =
                     manager.checkCaliFiles(incomplete.c_str(), serial, nullptr, &size,
                                            "Cali-%i.xml", "Cali-%s.dat", "Kennlinie-%s.prn", ";") ||
@@ -768,27 +769,27 @@ TEST_F(Manager, ChecksWithoutALie) {
 TEST_F(Manager, CopiesAnIncompleteSetWithoutSuccess) {
     quietly([&] {
         testing::internal::CaptureStdout();
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             unload();
             IRCalibrationManager manager;
             manager.setCalibrationDir(incomplete.c_str());
             std::string source = stick;
             bool result = true;
-            scarcely(
+            withScarceMemory(
                 [&] { result = manager.copyCalibrationFromLocalRepo(serial, std::move(source)); });
             EXPECT_FALSE(result);
             unload();
         });
         auto const output = testing::internal::GetCapturedStdout();
-        bool const failed = testing::Test::HasFailure(); // which is told on the standard output
+        bool const failed = testing::Test::HasFailure(); // the report of which was captured too
         std::cout << output.substr(failed ? 0 : output.rfind("allocations refused"));
     });
 }
 
-// The process ends, as it does on a complete set, or tells that it is not known to be complete.
+// The process ends, as it does on a complete set, or the copy fails as if the set were incomplete.
 TEST_F(Manager, CopiesACompleteSetToItsEndOrFails) {
     quietly([&] {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             unload();
             IRCalibrationManager manager;
             manager.setCalibrationDir(complete.c_str());
@@ -797,7 +798,7 @@ TEST_F(Manager, CopiesACompleteSetToItsEndOrFails) {
             if (child == 0) {
                 static_cast<void>(!std::freopen("/dev/null", "w", stdout));
                 bool result = false;
-                scarcely([&] {
+                withScarceMemory([&] {
                     result = manager.copyCalibrationFromLocalRepo(serial, std::move(source));
                 });
                 _exit(result ? 1 : 0);
@@ -810,12 +811,12 @@ TEST_F(Manager, CopiesACompleteSetToItsEndOrFails) {
     });
 }
 
-TEST_F(Manager, AsksForTheRouteWithoutALie) {
+TEST_F(Manager, NeverReportsARouteThatIsNotThere) {
     support::inPrivateNamespaces([] { // no network, so no route
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             IRCalibrationManager manager;
             bool accessible = true;
-            scarcely([&] { accessible = manager.isOnlineCalibrationRepoAccessible(); });
+            withScarceMemory([&] { accessible = manager.isOnlineCalibrationRepoAccessible(); });
             EXPECT_FALSE(accessible);
         });
     });
@@ -827,12 +828,12 @@ TEST_F(Manager, DownloadsAListOrFails) {
     support::inPrivateNamespaces([&] {
         support::mountTmpfs("/tmp");
         quietly([&] {
-            refuseEachAllocation([&](Scarcely const& scarcely) {
+            refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
                 std::string number = "14080045";
                 std::string target = "/a/target/directory/with/a/long/name";
                 bool result = false;
                 commandsRun = 0;
-                scarcely([&] {
+                withScarceMemory([&] {
                     result = IRCalibrationManager::downloadTarget(
                         "first file of a long name;second file of a long name;", std::move(number),
                         std::move(target));
@@ -855,13 +856,13 @@ TEST_F(Manager, DownloadsASetOrFails) {
         writeFile(incomplete + "/" + exampleCamera().descriptionName(),
                   exampleCamera().description());
         quietly([&] {
-            refuseEachAllocation([&](Scarcely const& scarcely) {
+            refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
                 unload();
                 IRCalibrationManager manager;
                 manager.setCalibrationDir(incomplete.c_str());
                 bool result = false;
                 commandsRun = 0;
-                scarcely([&] { result = manager.downloadCalibration(serial); });
+                withScarceMemory([&] { result = manager.downloadCalibration(serial); });
                 EXPECT_TRUE(result || wasRefused());
                 EXPECT_TRUE(!result || commandsRun >= 3 * 2); // links and a file in each pass
                 EXPECT_TRUE(manager.downloadCalibration(serial));
@@ -884,13 +885,13 @@ std::string told(std::vector<zel::IROptics> const& optics) {
 
 TEST_F(Manager, ListsOpticsOfThisCameraOnly) {
     quietly([&] {
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             IRCalibrationManager manager;
             manager.setCalibrationDir(complete.c_str());
             unload();
             EXPECT_EQ(told(*manager.getAvailableOptics(otherSerial)), "91");
             std::vector<zel::IROptics>* listed = nullptr;
-            scarcely([&] { listed = manager.getAvailableOptics(serial); });
+            withScarceMemory([&] { listed = manager.getAvailableOptics(serial); });
             ASSERT_NE(listed, nullptr);
             std::string const whole = "23a text of more than fifteen characters2543";
             auto const given = told(*listed);
@@ -906,9 +907,9 @@ TEST_F(Manager, GeneratesAConfigurationOrNothing) {
         manager.setCalibrationDir(complete.c_str());
         auto const whole = manager.generateConfiguration(serial);
         ASSERT_NE(whole.find("<fov>23</fov>"), std::string::npos);
-        refuseEachAllocation([&](Scarcely const& scarcely) {
+        refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             std::string text;
-            scarcely([&] { text = manager.generateConfiguration(serial); });
+            withScarceMemory([&] { text = manager.generateConfiguration(serial); });
             bool const withoutSuggestion = text.find("<fov>0</fov>") != std::string::npos;
             EXPECT_TRUE(text == whole || (wasRefused() && (text.empty() || withoutSuggestion)));
             EXPECT_EQ(manager.generateConfiguration(serial), whole);
@@ -976,7 +977,7 @@ TEST_F(ScarceInstaller, FailsForAnIncompleteSet) {
 
 TEST_F(ScarceInstaller, EndsAsItDoesOnACompleteSetOrFails) {
     fs::remove(target + "/" + support::curveName(serial));
-    install(0, false); // which counts, as one that ends in that way cannot
+    install(0, false); // counts the allocations, which a run killed by a signal cannot
     support::writeSmallSet(target, serial);
     ASSERT_EQ(install(0, false).signal, SIGSEGV);
     refuseEach([](support::Outcome const& outcome) {
@@ -986,7 +987,7 @@ TEST_F(ScarceInstaller, EndsAsItDoesOnACompleteSetOrFails) {
 
 TEST(LoggerWithoutMemory, WritesWholeLinesOrNone) {
     support::standardErrorOf([] {
-        refuseEachAllocation([](Scarcely const& scarcely) {
+        refuseEachAllocation([](WithScarceMemory const& withScarceMemory) {
             TemporaryDirectory const directory;
             std::string const file = directory.path() + "/log";
             std::string const origin = "sdk/SimpleXML";
@@ -994,7 +995,7 @@ TEST(LoggerWithoutMemory, WritesWholeLinesOrNone) {
             auto const both = static_cast<thalvo::Logger::loggerConf_>(thalvo::Logger::LOGFILE_ON |
                                                                        thalvo::Logger::CONSOLE_ON);
             thalvo::Logger::releaseInstance();
-            scarcely([&] {
+            withScarceMemory([&] {
                 thalvo::Logger* const logger = thalvo::Logger::getInstance();
                 if (logger == nullptr)
                     return;
@@ -1019,11 +1020,11 @@ TEST(LoggerWithoutMemory, WritesWholeLinesOrNone) {
 
 TEST(VerbosityWithoutMemory, IsSetAfterwards) {
     support::standardErrorOf([] {
-        refuseEachAllocation([](Scarcely const& scarcely) {
+        refuseEachAllocation([](WithScarceMemory const& withScarceMemory) {
             TemporaryDirectory const directory;
             std::string const file = directory.path() + "/log";
             thalvo::Logger::releaseInstance();
-            scarcely([&] {
+            withScarceMemory([&] {
                 zel::IRLogger::setVerbosity(zel::IRLOG_OFF, zel::IRLOG_DEBUG, file.c_str());
             });
             zel::IRLogger::setVerbosity(zel::IRLOG_OFF, zel::IRLOG_DEBUG, file.c_str());

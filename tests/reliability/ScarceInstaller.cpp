@@ -1,12 +1,12 @@
-// The command with memory that runs out where the environment says: REFUSED_ALLOCATION is refused,
-// with FOREVER all later ones as well. How many a run asked for is told in the file
-// ALLOCATIONS_FILE.
+// The installer with memory that runs out: the environment variable REFUSED_ALLOCATION says which
+// allocation is refused, with FOREVER all later ones as well. The number of allocations that the
+// run asked for is written to the file ALLOCATIONS_FILE.
 #include "tests/reliability/FailingMemory.h"
 
 #include <cstdlib>
 #include <fstream>
 
-/// The command's own main function.
+/// The installer's own main function.
 int installerMain(int argc, char* argv[]);
 
 int main(int argc, char* argv[]) {

@@ -1,4 +1,4 @@
-// The tour of the API documentation: its program, run as the tour tells, prints what the tour
+// The tour of the API documentation: its program, run as the tour says, prints what the tour
 // shows.
 #include "tests/support/Command.h"
 #include "tests/support/DownloadWorld.h"
@@ -22,7 +22,7 @@ using support::Outcome;
 std::string const sources = ZENTHO_SOURCE_DIR;
 constexpr char const* route = "0.0.0.0  192.168.1.1  0.0.0.0  UG 100 0 0 eth0\n";
 
-/// What the tour shows in its blocks of this kind, one behind another.
+/// What the tour shows in its blocks of this kind, one after another.
 std::string shown(std::string const& kind) {
     std::string blocks;
     bool inside = false;

@@ -16,7 +16,7 @@ namespace {
 
 constexpr int piece = 65536; // characters that the reader asks for at once
 
-/// Opens a document of one element "a", which is this long, while reads answer so.
+/// Opens a document of one element "a" of this length, while reads give these answers.
 struct Opened {
     explicit Opened(std::size_t length, int readsBefore, std::vector<support::FakeAnswer> answers) {
         std::string const path = directory.path() + "/file.xml";

@@ -26,7 +26,7 @@ protected:
 
 } // namespace
 
-TEST_F(TimerTest, TellsMillisecondsSinceTheEpoch) {
+TEST_F(TimerTest, GivesMillisecondsSinceTheEpoch) {
     zel::Timer const timer;
     setClock(1000000000, 500000);
     EXPECT_EQ(timer.getTimeNow(), 1000000000500.0L);
@@ -38,13 +38,13 @@ TEST_F(TimerTest, KeepsSingleMicrosecondsOfTheEpochTime) {
     EXPECT_EQ(timer.getTimeNow(), 1000000000000.0L + 1.0L / 1000.0L);
 }
 
-TEST_F(TimerTest, TellsZeroRightAfterItWasMade) {
+TEST_F(TimerTest, GivesZeroRightAfterItWasMade) {
     setClock(1000000000, 123456);
     zel::Timer const timer;
     EXPECT_EQ(timer.getTime(), 0.0L);
 }
 
-TEST_F(TimerTest, TellsTheMillisecondsSinceItWasMade) {
+TEST_F(TimerTest, GivesTheMillisecondsSinceItWasMade) {
     setClock(1000000000, 250000);
     zel::Timer const timer;
     setClock(1000000001, 750000);

@@ -47,7 +47,7 @@ std::string decimalText(double value) {
     return {digits.data(), end.ptr};
 }
 
-/// A limit as file names have it: the digits before the point, behind an M for a minus sign.
+/// A limit as in file names: the digits before the point, with an M for a minus sign.
 std::string limitInName(double limit) {
     auto text = decimalText(limit);
     text.resize(std::min(text.find('.'), text.size()));
@@ -100,17 +100,12 @@ Camera& Camera::mainSection() {
 }
 
 Camera& Camera::optic(int fieldOfView) {
-    m_optics.push_back({fieldOfView, {}, {}, {}, {}});
+    m_optics.push_back({fieldOfView, {}, {}, {}});
     return *this;
 }
 
 Camera& Camera::text(std::string const& text) {
     lastOptic().text = text;
-    return *this;
-}
-
-Camera& Camera::opticSerial(int serial) {
-    lastOptic().serial = serial;
     return *this;
 }
 
@@ -169,8 +164,6 @@ void Camera::describe(std::string& out, OpticWords const& optic) {
     std::string const indent(8, ' ');
     out += "      <OpticsDef>\n";
     out += indent + element("FOV", std::to_string(optic.fieldOfView)) + "\n";
-    if (optic.serial)
-        out += indent + element("SerNo", std::to_string(*optic.serial)) + "\n";
     if (optic.text)
         out += indent + element("Text", *optic.text) + "\n";
     if (optic.samplePointCalibrated)

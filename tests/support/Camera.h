@@ -24,11 +24,10 @@ public:
     /// Asks for the section of scalar constants, complete with customary values.
     Camera& mainSection();
 
-    /// Adds an optic. While no range follows, its description does not speak of ranges at all, and
+    /// Adds an optic. While no range follows, its description does not mention ranges at all, and
     /// the three customary ones apply.
     Camera& optic(int fieldOfView);
     Camera& text(std::string const& text);
-    Camera& opticSerial(int serial);
     /// @param answer Only "true", in any letter case, is a yes.
     Camera& samplePointCalibrated(std::string const& answer = "true");
     /// The description says that there are no ranges.
@@ -45,8 +44,7 @@ public:
     std::string description() const;
 
     std::string descriptionName() const;
-    /// What is left of the names of data and curve files without beginning and extension, in the
-    /// order of the description.
+    /// The stems of the names of data and curve files, in the order of the description.
     std::vector<std::string> stems() const;
     /// The names of all files: description, then data file and curve file of each stem.
     std::vector<std::string> fileNames() const;
@@ -68,7 +66,6 @@ private:
     struct OpticWords {
         int fieldOfView;
         std::optional<std::string> text;
-        std::optional<int> serial;
         std::optional<std::string> samplePointCalibrated;
         std::optional<std::vector<RangeWords>> ranges;
     };

@@ -4,8 +4,8 @@
 
 namespace support {
 
-/// Closes standard streams of this process until it is destroyed. Nothing can be expected
-/// meanwhile, since what a test says may have nowhere to go.
+/// Closes standard streams of this process until it is destroyed. Make no
+/// expectations meanwhile: their messages may have nowhere to go.
 class ClosedStreams {
 public:
     explicit ClosedStreams(std::vector<int> const& streams);

@@ -7,8 +7,8 @@
 namespace support {
 
 /// Makes de_DE.UTF-8 with `localedef(1)`, whatever is installed, and sets it as the process's
-/// numeric locale. Throws std::runtime_error when that fails. To be made once in a process: the C
-/// library keeps in mind where it found its locales.
+/// numeric locale. Throws std::runtime_error when that fails. Make it at most once in a process:
+/// the C library remembers where it found its locales.
 class CommaLocale {
 public:
     CommaLocale();

@@ -11,7 +11,7 @@ struct Outcome {
     int signal;     ///< the signal that ended it; 0 if it exited
     std::string standardOutput;
     std::string standardError;
-    bool coreDumped; ///< whether the kernel made a core of it
+    bool coreDumped; ///< whether the kernel wrote a core file
 };
 
 /// Runs a command (found along PATH, as a shell would) with an empty standard input, and waits

@@ -1,5 +1,5 @@
 /// @file
-/// What a camera configuration reads, byte for byte.
+/// The text of a camera configuration, byte for byte.
 #pragma once
 
 #include <string>

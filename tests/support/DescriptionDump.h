@@ -1,5 +1,5 @@
 /// @file
-/// What the product and the model read of a description, in a form that can be compared.
+/// What the product and the model read from a description, in a form that can be compared.
 #pragma once
 
 #include "tests/support/ModelDescription.h"
@@ -10,7 +10,7 @@ class ConfigCali;
 
 namespace support {
 
-/// The product's records in the model's words.
+/// The product's records in the model's form.
 ModelDescription inModelWords(ConfigCali const& description);
 
 /// Every value of a description, floats to their last bit.

@@ -7,7 +7,7 @@
 
 namespace support {
 
-/// The download server, as the product is built to ask for it.
+/// The address of the download server, as compiled into the product.
 constexpr char const* downloadServer = "http://download.zentho.example";
 
 /// What stands in the download links file around its links.
@@ -30,8 +30,8 @@ private:
     TemporaryDirectory m_directory;
 };
 
-/// Runs the body in private namespaces of its own, in which nothing of the machine's settings for
-/// wget counts and the download server's name means the loopback interface.
+/// Runs the body in private namespaces of its own, in which the machine's settings for wget
+/// have no effect and the download server's name means the loopback interface.
 void inDownloadWorld(std::function<void(DownloadWorld const&)> const& body);
 
 } // namespace support

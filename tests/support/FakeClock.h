@@ -7,7 +7,7 @@
 
 namespace support {
 
-/// Stops the clock that `gettimeofday` tells, at this moment after the epoch.
+/// Stops the clock of `gettimeofday` at this time after the epoch.
 void setClock(long seconds, long microseconds);
 
 /// What the last `gettimeofday` was called with.
@@ -17,7 +17,7 @@ struct ClockCall {
 };
 ClockCall lastClockCall();
 
-/// Stops the date: `time` tells a made moment and `localtime`, of that moment alone, this date.
+/// Stops the date: `time` gives a made-up time, and `localtime` gives this date for that time only.
 /// @param month 1 to 12.
 /// @param year  With four digits.
 void setDate(int day, int month, int year, int hour, int minute, int second);

@@ -1,5 +1,5 @@
 /// @file
-/// Reads that go wrong when a test wants them to.
+/// Reads that fail on demand.
 ///
 /// An executable that links FakeRead.cpp tells the linker to wrap `read`. Until a test says
 /// otherwise, the real call answers.
@@ -9,10 +9,11 @@
 
 namespace support {
 
-/// What a `read` does in place of reading: it fails with this `errno`, or finds the end for 0.
+/// What a `read` does instead of reading: it fails with this `errno`, or for 0 finds the end.
 using FakeAnswer = int;
 
-/// Lets @p calls of `read` read, the next ones answer so, in order, and those behind them read.
+/// Lets @p calls of `read` pass, then gives the next ones these answers in order, and lets all
+/// later ones pass.
 void answerReadsAfter(int calls, std::vector<FakeAnswer> answers);
 
 } // namespace support

@@ -1,6 +1,6 @@
 /// @file
 /// Included before everything else by the coverage build: a process that ends itself in another way
-/// than by an exit writes its counters first. They start afresh then, in case it goes on.
+/// than by an exit writes its counters first. They then start from zero, in case it continues.
 #pragma once
 
 #ifdef __cplusplus

@@ -27,7 +27,7 @@ private:
     pid_t m_server = -1;
 };
 
-/// Lets a host name mean 127.0.0.1, and no other name mean anything. Only inside
+/// Makes a host name resolve to 127.0.0.1, and no other name resolve. Only inside
 /// inPrivateNamespaces.
 void resolveToLoopback(std::string const& host);
 

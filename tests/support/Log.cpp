@@ -23,7 +23,7 @@ int checked(int result, char const* what) {
 }
 
 /// Points the standard error stream at a file in memory. A pipe would fill up, and a file in the
-/// temporary directory would vanish behind what a test mounts there.
+/// temporary directory would be hidden by what a test mounts there.
 class StandardErrorCapture {
 public:
     StandardErrorCapture() {

@@ -179,7 +179,7 @@ std::string limitInName(float limit) {
     return (limit < 0.0F ? "M" : "") + std::to_string(digits);
 }
 
-/// A text as a formatter with room for 260 characters leaves it.
+/// A text as a formatter with room for 260 characters cuts it.
 std::string cut(std::string const& text) {
     return text.substr(0, 259);
 }
@@ -188,7 +188,7 @@ bool canBeOpened(std::string const& path) {
     return std::ifstream(path).is_open();
 }
 
-/// The paths of at most 260 characters for the directory, which is all that tests use.
+/// The directories of tests are so short that no path is cut.
 std::string ifMissing(std::string const& directory, std::string const& name) {
     return canBeOpened(directory + "/" + name) ? "" : name + ";";
 }

@@ -8,8 +8,8 @@
 
 namespace support {
 
-/// What ConfigCali and the completeness check are compared with: step after step over a
-/// ModelReader, every lookup a walk from the first record. It shares no code with the product.
+/// What ConfigCali and the completeness check are compared with: step by step over a
+/// ModelReader, with every lookup a walk from the first record. It shares no code with the product.
 struct ModelDescription {
     struct TemperatureRange {
         unsigned short fid = 0;
@@ -31,7 +31,7 @@ struct ModelDescription {
     struct Optic {
         int fieldOfView = 0;
         int serial = 0;
-        std::string text; // a missing and an empty text identify the same
+        std::string text; // empty when missing: both identify the same optic
         bool samplePointCalibrated = false;
         std::vector<TemperatureRange> ranges;
     };
@@ -39,7 +39,7 @@ struct ModelDescription {
     /// Reads `Cali-<serial>.xml`. @return Whether it can be read.
     bool load(std::string const& directory, int serial);
 
-    /// The names of the missing files, each with a ';' behind it.
+    /// The names of the missing files, each followed by a ';'.
     std::string missingFiles(std::string const& directory, int serial) const;
 
     /// The constants of the main section, in the order in which they are read.

@@ -59,9 +59,9 @@ bool ModelReader::open(char const* filename, char const* rootname) {
     }
     if (!second)
         file.setstate(std::ios::failbit); // no "<" at all: an empty document
-    auto const behind = second ? static_cast<int>(second.tellg()) : 0;
-    if (behind > 1)
-        file.seekg(behind - 1, std::ios::beg);
+    auto const afterTag = second ? static_cast<int>(second.tellg()) : 0;
+    if (afterTag > 1)
+        file.seekg(afterTag - 1, std::ios::beg);
     second.close();
 
     char line[4096];
@@ -253,10 +253,10 @@ unsigned int ModelReader::getNodeCount(char const* name) {
         int const p = search(opened(name), position);
         if (p < 0 || p >= m_length)
             return count;
-        int const behind = p + static_cast<int>(opened(name).size());
-        if (behind > limit)
+        int const content = p + static_cast<int>(opened(name).size());
+        if (content > limit)
             return count;
-        int const q = search(closed(name), behind);
+        int const q = search(closed(name), content);
         if (q < 0 || q >= m_length)
             return count;
         position = q;

@@ -9,7 +9,7 @@
 namespace support {
 
 /// What zel::SimpleXML is compared with: the same operations, each a straight string search over
-/// one terminated buffer, step after step. It shares no code with the product.
+/// one terminated buffer, step by step. It shares no code with the product.
 class ModelReader {
 public:
     bool open(char const* filename, char const* rootname);

@@ -21,7 +21,7 @@ public:
     std::size_t placeIn(std::string const& text) {
         return static_cast<std::size_t>(below(static_cast<int>(text.size()) + 1));
     }
-    /// Takes the texts for as long as the answer is used.
+    /// The result refers into the texts.
     std::string const& oneOf(std::vector<std::string> const& texts) {
         return texts[static_cast<std::size_t>(below(static_cast<int>(texts.size())))];
     }

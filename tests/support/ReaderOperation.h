@@ -1,5 +1,5 @@
 /// @file
-/// Asks the product's reader and the model's the same, in a form that can be compared.
+/// Asks the product's reader and the model's the same questions, with answers that can be compared.
 #pragma once
 
 #include <cstdio>
@@ -44,7 +44,8 @@ inline std::string describe(Operation const& operation) {
 
 namespace detail {
 
-/// The text of an array handed out by a reader, in quotes; how @p text was before when none was.
+/// The text of an array handed out by a reader, in quotes; when there was none, what became of the
+/// caller's pointer, which was @p before.
 inline std::string taken(char* text, char* before) {
     if (text == nullptr)
         return "null";

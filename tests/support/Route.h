@@ -11,7 +11,7 @@ void removeRoute();
 /// Replaces /sbin/route by a shell script. Only inside inPrivateNamespaces.
 void installRoute(std::string const& script);
 
-/// Replaces /sbin/route by one that tells this table. Only inside inPrivateNamespaces.
+/// Replaces /sbin/route by one that prints this table. Only inside inPrivateNamespaces.
 void tellRoutes(std::string const& table);
 
 } // namespace support

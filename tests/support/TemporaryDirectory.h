@@ -6,7 +6,7 @@
 namespace support {
 
 /// A directory of the test's own below the system's temporary directory, without symbolic links in
-/// its path; it goes, with all it holds, when the object does.
+/// its path; it is deleted, with all it holds, when the object is destroyed.
 class TemporaryDirectory {
 public:
     TemporaryDirectory();

@@ -154,7 +154,7 @@ TEST_F(Installer, IgnoresANegativeSerial) {
     EXPECT_EQ(seen(install({"-d-5", "-s", stick})), refused(nothingMistake));
 }
 
-TEST_F(Installer, IgnoresASerialBehindABlank) {
+TEST_F(Installer, IgnoresASerialAfterABlank) {
     EXPECT_EQ(seen(install({"-d", " 5", "-s", stick})), refused(nothingMistake));
 }
 
@@ -360,7 +360,7 @@ TEST_F(InstallerWithBus, ReportsThatOnlyForeignDevicesAreAttached) {
     });
 }
 
-TEST_F(InstallerWithBus, ReportsThatACameraWithoutASerialDoesNotHelp) {
+TEST_F(InstallerWithBus, TakesACameraWithoutASerialForNone) {
     onBus([&] {
         attach("1-1", camera("0\n"));
         EXPECT_EQ(seen(install({"-1", "-s", stick})), exited(failed, noDevice, ""));
@@ -694,7 +694,7 @@ TEST_F(Installer, EndsThatWayAlsoAsTheFirstProcessOfAContainer) {
     });
 }
 
-TEST_F(Installer, TellsOfASuccessShouldACopyEverReturnWithIt) {
+TEST_F(Installer, ReportsASuccessShouldACopyEverReturnWithIt) {
     EXPECT_EQ(seen(support::run({ZENTHO_SUCCEEDING_INSTALLER, "-d14080045", "-s", stick})),
               exited(0, "Copying of calibration files was successful\n", ""));
 }

@@ -63,7 +63,7 @@ std::string directoryOfLength(std::string const& parent, std::size_t length) {
     std::string path = parent;
     while (path.size() < length) {
         std::size_t component = std::min<std::size_t>(length - path.size() - 1, 200);
-        // A rest of a single character could hold no component behind its slash.
+        // A single remaining character has room for a slash, but not for a component after it.
         if (length - path.size() - 1 - component == 1)
             --component;
         path += "/" + std::string(component, 'd');

@@ -86,7 +86,7 @@ TEST(AFileDescriptor, IsOpenAsLongAsItLives) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST(AFileDescriptor, OfAFileThatIsNotThereIsNotValidAndTellsWhy) {
+TEST(AFileDescriptor, OfAFileThatIsNotThereIsNotValidAndSetsErrno) {
     errno = 0;
     auto const file = FileDescriptor::openForReading("/nowhere/at/all");
     EXPECT_FALSE(file.valid());

@@ -199,7 +199,7 @@ TEST_F(LoggerTest, WritesSixDigitsOfTheSeconds) {
     EXPECT_EQ(consoleLineOf(0, "x"), "ERROR [sdk/SimpleXML:120] @ 12.3457s :x\n");
 }
 
-TEST_F(LoggerTest, WritesNoZerosBehindTheSeconds) {
+TEST_F(LoggerTest, WritesTheSecondsWithoutTrailingZeros) {
     configure("unused", console, 3, 3);
     setClock(1000, 12300);
     EXPECT_EQ(consoleLineOf(0, "x"), "ERROR [sdk/SimpleXML:120] @ 0.0123s :x\n");
@@ -556,17 +556,17 @@ TEST_F(LoggerTest, OpensNoFileBeforeItIsConfigured) {
     ASSERT_EQ(chdir("/"), 0);
 }
 
-TEST_F(LoggerTest, TellsThatTheConsoleWouldTakeALevel) {
+TEST_F(LoggerTest, SaysThatALevelWouldReachTheConsole) {
     configure("unused", console, 0, 2);
     EXPECT_TRUE(Logger::getInstance()->wouldPrint(2));
 }
 
-TEST_F(LoggerTest, TellsThatTheFileWouldTakeALevel) {
+TEST_F(LoggerTest, SaysThatALevelWouldReachTheFile) {
     configure(base(), both, 2, 0);
     EXPECT_TRUE(Logger::getInstance()->wouldPrint(2));
 }
 
-TEST_F(LoggerTest, TellsThatNoOutputWouldTakeALevel) {
+TEST_F(LoggerTest, SaysThatALevelWouldReachNoOutput) {
     configure(base(), both, 2, 2);
     EXPECT_FALSE(Logger::getInstance()->wouldPrint(3));
 }

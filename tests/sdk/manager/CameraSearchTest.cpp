@@ -337,7 +337,7 @@ TEST(FindSerial, NeverTakesASerialFromTheSecondLine) {
     });
 }
 
-TEST(FindSerial, PassesCamerasWithoutASerialOnTheWayToOneThatHasOne) {
+TEST(FindSerial, SkipsCamerasWithoutASerialOnTheWayToOneThatHasOne) {
     inPrivateNamespaces([] {
         emptyUsbTree();
         attach("1-1", camera("0\n"));
@@ -387,7 +387,7 @@ TEST(CameraSearch, EndsASerialTextWithItsLineHoweverLongThatIs) {
     });
 }
 
-TEST(CameraSearch, TellsWhyTheStatusOfAnEntryCannotBeTaken) {
+TEST(CameraSearch, SaysWhyTheStatusOfAnEntryCannotBeTaken) {
     inPrivateNamespaces([] {
         emptyUsbTree();
         attach("vanishing", camera("14080045\n"));
@@ -452,7 +452,7 @@ TEST(FindSerial, ReadsOnlyTheFirstLineOfTheIdentifiers) {
     });
 }
 
-TEST(FindSerial, PassesForeignDevices) {
+TEST(FindSerial, SkipsForeignDevices) {
     inPrivateNamespaces([] {
         emptyUsbTree();
         attach("usb1", {"1d6b\n", "0002\n", "0000:00:14.0\n"});
@@ -527,7 +527,7 @@ TEST(FindSerial, DoesNotTakeADeviceWithoutAProductFile) {
     expectForeign({"0403\n", std::nullopt, "14080045\n"});
 }
 
-TEST(FindSerial, SkipsACameraWithoutASerialFileWithoutAWord) {
+TEST(FindSerial, SilentlySkipsACameraWithoutASerialFile) {
     expectForeign({"0403\n", "de37\n", std::nullopt});
 }
 
@@ -568,7 +568,7 @@ TEST(FindSerial, ReadsADirectoryInPlaceOfASerialFileAsAnEmptySerial) {
     });
 }
 
-TEST(FindSerial, SkipsACameraWhoseSerialFileMayNotBeReadWithoutAWord) {
+TEST(FindSerial, SilentlySkipsACameraWhoseSerialFileMayNotBeRead) {
     inPrivateNamespaces([] {
         emptyUsbTree();
         attach("1-1", camera("14080045\n"));
@@ -580,7 +580,7 @@ TEST(FindSerial, SkipsACameraWhoseSerialFileMayNotBeReadWithoutAWord) {
     });
 }
 
-TEST(FindSerial, PassesTheInterfacesOfADevice) {
+TEST(FindSerial, SkipsTheInterfacesOfADevice) {
     inPrivateNamespaces([] {
         emptyUsbTree();
         attach("1-1:1.0", {std::nullopt, std::nullopt, std::nullopt});
@@ -627,7 +627,7 @@ TEST(FindSerial, FollowsAnAbsoluteLink) {
     });
 }
 
-TEST(FindSerial, PassesLinksThatLeadToNoDevice) {
+TEST(FindSerial, SkipsLinksThatLeadToNoDevice) {
     inPrivateNamespaces([] {
         emptyUsbTree();
         support::writeFile("/sys/bus/file", "0403\n");

@@ -180,7 +180,7 @@ TEST(Configuration, CutsFractionsOffTheDescriptionsNumbers) {
               suggested("23", "-20", "99"));
 }
 
-TEST(Configuration, ReadsTheDescriptionsNumbersInTheBaseTheyTell) {
+TEST(Configuration, ReadsTheDescriptionsNumbersInTheBaseOfTheirPrefix) {
     EXPECT_EQ(suggestionOf(generateFrom(opticWith("0x17", "-010", "0X64"))),
               suggested("23", "-8", "100"));
 }
@@ -230,7 +230,7 @@ TEST(Configuration, LeavesTheCalibrationDirectoryOfTheManagerAlone) {
     EXPECT_STREQ(manager.getCalibrationDir(), "/proc/nowhere");
 }
 
-TEST(Configuration, LogsOnlyWhatTheReaderTellsOfAMissingDescription) {
+TEST(Configuration, LogsOnlyTheReadersLineAboutAMissingDescription) {
     auto const log = support::debugLogOf([] { generate(12345678, "/proc/nowhere"); });
     EXPECT_EQ(log, Lines{"DEBUG [sdk/SimpleXML:LINE] @ TIMEs :Failed to open file"
                          " /proc/nowhere/Cali-12345678.xml"});

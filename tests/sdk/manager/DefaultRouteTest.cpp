@@ -128,7 +128,7 @@ TEST(RouteTable, WithoutTheRouteProgramMeansInaccessible) {
     });
 }
 
-TEST(RouteTable, LetsTheShellTellThatTheRouteProgramIsMissing) {
+TEST(RouteTable, LetsTheShellReportThatTheRouteProgramIsMissing) {
     support::inPrivateNamespaces([] {
         removeRoute();
         auto const text = support::standardErrorOf([] { accessible(); });

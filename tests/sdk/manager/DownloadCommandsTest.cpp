@@ -336,7 +336,7 @@ TEST(DownloadTarget, SucceedsWhenOnlyALaterCommandCanBeStarted) {
     });
 }
 
-TEST(DownloadTarget, SaysNothingOfALaterFailureOnceACommandWasStarted) {
+TEST(DownloadTarget, SaysNothingAboutALaterFailureOnceACommandWasStarted) {
     inWorld([] {
         shell = withLinks(results({succeeded, notStarted}));
         auto const outcome = fetch("a;b;");
@@ -498,7 +498,7 @@ TEST(DownloadCalibration, WritesABigSerialNumberWithoutASignInTheUrl) {
     });
 }
 
-TEST(DownloadCalibration, WantsASerialNumber) {
+TEST(DownloadCalibration, NeedsASerialNumber) {
     support::TemporaryDirectory const directory;
     auto const outcome = install(directory.path(), 0);
     EXPECT_FALSE(outcome.result);

@@ -107,7 +107,7 @@ TEST(DownloadCalibration, InstallsTheWholeSetOfACamera) {
     });
 }
 
-TEST(DownloadCalibration, TellsThatAllFilesAreInstalledAndNothingElse) {
+TEST(DownloadCalibration, SaysThatAllFilesAreInstalledAndNothingElse) {
     inDownloadWorld([](World const& world) {
         world.serveLink();
         serveSet(world);

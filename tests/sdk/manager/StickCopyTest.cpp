@@ -79,9 +79,9 @@ using support::writeSmallSet;
 
 constexpr unsigned long serial = 14080045;
 
-class LocalRepository : public testing::Test {
+class StickCopy : public testing::Test {
 protected:
-    LocalRepository() {
+    StickCopy() {
         zel::IRLogger::setVerbosity(zel::IRLOG_ERROR, zel::IRLOG_OFF, nullptr);
         // Unloads the description that an earlier test of the same process left: none of this
         // serial number is there.
@@ -92,7 +92,7 @@ protected:
         refuseStarts = false;
     }
 
-    ~LocalRepository() override { fs::current_path(home); }
+    ~StickCopy() override { fs::current_path(home); }
 
     fs::path const home = fs::current_path();
     TemporaryDirectory const root;
@@ -106,7 +106,7 @@ bool install(std::string const& source, std::string const& target, unsigned long
     return manager.copyCalibrationFromLocalRepo(number, source);
 }
 
-// What a copy that is refused its command shows.
+// What a copy shows whose command cannot be started.
 std::string commandLine(std::string const& source, std::string const& target,
                         unsigned long number = serial) {
     refuseStarts = true;
@@ -134,7 +134,7 @@ std::string lastFound(std::string const& directory, std::string const& name) {
     return found.substr(start + 1, end - start - 1);
 }
 
-TEST_F(LocalRepository, ShowsTheCommandForTheDefaultCalibrationDirectory) {
+TEST_F(StickCopy, ShowsTheCommandForTheDefaultCalibrationDirectory) {
     refuseStarts = true;
     testing::internal::CaptureStdout();
     zel::IRCalibrationManager manager;
@@ -145,30 +145,30 @@ TEST_F(LocalRepository, ShowsTheCommandForTheDefaultCalibrationDirectory) {
               "2> /dev/null\n");
 }
 
-TEST_F(LocalRepository, ShowsAnEmptyCalibrationDirectoryAsNothing) {
+TEST_F(StickCopy, ShowsAnEmptyCalibrationDirectoryAsNothing) {
     EXPECT_EQ(commandLine("stick", ""), "find stick -name Cali-14080045* -exec cp \"{}\"  \\; -o "
                                         "-name Kennlinie-14080045* -exec cp \"{}\"  \\; "
                                         "2> /dev/null\n");
 }
 
-TEST_F(LocalRepository, ShowsPathsWithoutQuotingThem) {
+TEST_F(StickCopy, ShowsPathsWithoutQuotingThem) {
     EXPECT_EQ(commandLine("/a b;c", "/d'e$f"),
               "find /a b;c -name Cali-14080045* -exec cp \"{}\" /d'e$f \\; -o -name "
               "Kennlinie-14080045* -exec cp \"{}\" /d'e$f \\; 2> /dev/null\n");
 }
 
-TEST_F(LocalRepository, ShowsSerialZeroAsOneDigit) {
+TEST_F(StickCopy, ShowsSerialZeroAsOneDigit) {
     EXPECT_EQ(commandLine("/s", "/t", 0), "find /s -name Cali-0* -exec cp \"{}\" /t \\; -o -name "
                                           "Kennlinie-0* -exec cp \"{}\" /t \\; 2> /dev/null\n");
 }
 
-TEST_F(LocalRepository, ShowsTheLargestSerialAsAnUnsignedNumber) {
+TEST_F(StickCopy, ShowsTheLargestSerialAsAnUnsignedNumber) {
     EXPECT_EQ(commandLine("/s", "/t", 18446744073709551615UL),
               "find /s -name Cali-18446744073709551615* -exec cp \"{}\" /t \\; -o -name "
               "Kennlinie-18446744073709551615* -exec cp \"{}\" /t \\; 2> /dev/null\n");
 }
 
-TEST_F(LocalRepository, CutsTheCalibrationDirectoryAt260Characters) {
+TEST_F(StickCopy, CutsTheCalibrationDirectoryAt260Characters) {
     auto const kept = "/" + std::string(259, 't');
     EXPECT_EQ(commandLine("/s", kept + "uvw"),
               "find /s -name Cali-14080045* -exec cp \"{}\" " + kept +
@@ -176,7 +176,7 @@ TEST_F(LocalRepository, CutsTheCalibrationDirectoryAt260Characters) {
                   " \\; 2> /dev/null\n");
 }
 
-TEST_F(LocalRepository, DoesNotCutTheSource) {
+TEST_F(StickCopy, DoesNotCutTheSource) {
     auto const source = "/" + std::string(999, 's');
     EXPECT_EQ(commandLine(source, "/t"), "find " + source +
                                              " -name Cali-14080045* -exec cp \"{}\" /t \\; -o "
@@ -184,43 +184,43 @@ TEST_F(LocalRepository, DoesNotCutTheSource) {
                                              "2> /dev/null\n");
 }
 
-TEST_F(LocalRepository, StartsExactlyTheCommandThatItShows) {
+TEST_F(StickCopy, StartsExactlyTheCommandThatItShows) {
     auto const shown = commandLine(stick, target);
     ASSERT_EQ(starts.size(), 1U);
     EXPECT_EQ(starts[0].command + "\n", shown);
 }
 
-TEST_F(LocalRepository, StartsTheCommandToReadFromIt) {
+TEST_F(StickCopy, StartsTheCommandToReadFromIt) {
     commandLine(stick, target);
     ASSERT_EQ(starts.size(), 1U);
     EXPECT_EQ(starts[0].mode, "r");
 }
 
-TEST_F(LocalRepository, HasShownTheCommandBeforeItRuns) {
+TEST_F(StickCopy, HasShownTheCommandBeforeItRuns) {
     auto const shown = commandLine(stick, target);
     ASSERT_EQ(starts.size(), 1U);
     EXPECT_EQ(starts[0].outputBefore, shown);
 }
 
-TEST_F(LocalRepository, FailsWhenTheCommandCannotBeStarted) {
+TEST_F(StickCopy, FailsWhenTheCommandCannotBeStarted) {
     refuseStarts = true;
     EXPECT_FALSE(install(stick, target));
 }
 
-TEST_F(LocalRepository, MakesNoCheckWhenTheCommandCannotBeStarted) {
+TEST_F(StickCopy, MakesNoCheckWhenTheCommandCannotBeStarted) {
     writeSmallSet(target, serial);
     refuseStarts = true;
     EXPECT_FALSE(install(stick, target)); // a check would find the set complete and not return
 }
 
-TEST_F(LocalRepository, LoadsNoDescriptionWhenTheCommandCannotBeStarted) {
+TEST_F(StickCopy, LoadsNoDescriptionWhenTheCommandCannotBeStarted) {
     writeFile(target + "/" + descriptionName(serial), smallDescription());
     refuseStarts = true;
     install(stick, target);
     EXPECT_FALSE(ConfigCali::getInstance()->isLoaded(static_cast<int>(serial)));
 }
 
-TEST_F(LocalRepository, DoesNotPassOnTheOutputOfTheCommand) {
+TEST_F(StickCopy, DoesNotPassOnTheOutputOfTheCommand) {
     testing::internal::CaptureStdout();
     install(stick + " -print", target);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
@@ -229,47 +229,47 @@ TEST_F(LocalRepository, DoesNotPassOnTheOutputOfTheCommand) {
                   " \\; 2> /dev/null\n");
 }
 
-TEST_F(LocalRepository, DiscardsTheErrorsOfTheCommand) {
+TEST_F(StickCopy, DiscardsTheErrorsOfTheCommand) {
     writeSmallSet(stick, serial);
     testing::internal::CaptureStderr();
     install(stick + " " + root.path() + "/missing", root.path() + "/no/such/target");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(LocalRepository, FailsWithoutAMatchingFile) {
+TEST_F(StickCopy, FailsWithoutAMatchingFile) {
     writeSmallSet(stick, 21090003);
     EXPECT_FALSE(install(stick, target));
 }
 
-TEST_F(LocalRepository, CopiesNothingWithoutAMatchingFile) {
+TEST_F(StickCopy, CopiesNothingWithoutAMatchingFile) {
     writeSmallSet(stick, 21090003);
     install(stick, target);
     EXPECT_EQ(tree(target), Tree{});
 }
 
-TEST_F(LocalRepository, FailsWithoutASource) {
+TEST_F(StickCopy, FailsWithoutASource) {
     EXPECT_FALSE(install(root.path() + "/missing", target));
 }
 
-TEST_F(LocalRepository, FailsWhenTheDataFileIsMissing) {
+TEST_F(StickCopy, FailsWhenTheDataFileIsMissing) {
     writeSmallSet(stick, serial);
     fs::remove(stick + "/" + dataName(serial));
     EXPECT_FALSE(install(stick, target));
 }
 
-TEST_F(LocalRepository, FailsWhenTheCurveFileIsMissing) {
+TEST_F(StickCopy, FailsWhenTheCurveFileIsMissing) {
     writeSmallSet(stick, serial);
     fs::remove(stick + "/" + curveName(serial));
     EXPECT_FALSE(install(stick, target));
 }
 
-TEST_F(LocalRepository, FailsWhenTheDescriptionIsMissing) {
+TEST_F(StickCopy, FailsWhenTheDescriptionIsMissing) {
     writeSmallSet(stick, serial);
     fs::remove(stick + "/" + descriptionName(serial));
     EXPECT_FALSE(install(stick, target));
 }
 
-TEST_F(LocalRepository, CopiesWhatThereIsOfAnIncompleteSet) {
+TEST_F(StickCopy, CopiesWhatThereIsOfAnIncompleteSet) {
     writeSmallSet(stick, serial);
     fs::remove(stick + "/" + descriptionName(serial));
     install(stick, target);
@@ -277,18 +277,18 @@ TEST_F(LocalRepository, CopiesWhatThereIsOfAnIncompleteSet) {
               (Tree{{dataName(serial), dataName(serial)}, {curveName(serial), curveName(serial)}}));
 }
 
-TEST_F(LocalRepository, EndsBySegmentationFaultWhenTheSetIsComplete) {
+TEST_F(StickCopy, EndsBySegmentationFaultWhenTheSetIsComplete) {
     writeSmallSet(stick, serial);
     expectAbnormalEnd(stick, target);
 }
 
-TEST_F(LocalRepository, LeavesTheCompleteSetBehindWhenItEndsThatWay) {
+TEST_F(StickCopy, LeavesTheCompleteSetBehindWhenItEndsThatWay) {
     writeSmallSet(stick, serial);
     expectAbnormalEnd(stick, target);
     EXPECT_EQ(tree(target), smallSet(serial));
 }
 
-TEST_F(LocalRepository, EndsThatWayAlsoWithAHandlerForTheSignal) {
+TEST_F(StickCopy, EndsThatWayAlsoWithAHandlerForTheSignal) {
     writeSmallSet(stick, serial);
     EXPECT_EXIT(
         {
@@ -298,7 +298,7 @@ TEST_F(LocalRepository, EndsThatWayAlsoWithAHandlerForTheSignal) {
         testing::KilledBySignal(SIGSEGV), "^$");
 }
 
-TEST_F(LocalRepository, EndsThatWayAlsoWhenTheSignalIsIgnored) {
+TEST_F(StickCopy, EndsThatWayAlsoWhenTheSignalIsIgnored) {
     writeSmallSet(stick, serial);
     EXPECT_EXIT(
         {
@@ -308,7 +308,7 @@ TEST_F(LocalRepository, EndsThatWayAlsoWhenTheSignalIsIgnored) {
         testing::KilledBySignal(SIGSEGV), "^$");
 }
 
-TEST_F(LocalRepository, EndsThatWayAlsoWhenTheSignalIsBlocked) {
+TEST_F(StickCopy, EndsThatWayAlsoWhenTheSignalIsBlocked) {
     writeSmallSet(stick, serial);
     EXPECT_EXIT(
         {
@@ -321,22 +321,22 @@ TEST_F(LocalRepository, EndsThatWayAlsoWhenTheSignalIsBlocked) {
         testing::KilledBySignal(SIGSEGV), "^$");
 }
 
-TEST_F(LocalRepository, EndsThatWayWhenTheSetWasCompleteBefore) {
+TEST_F(StickCopy, EndsThatWayWhenTheSetWasCompleteBefore) {
     writeSmallSet(target, serial);
     expectAbnormalEnd(stick, target);
 }
 
-TEST_F(LocalRepository, EndsThatWayForADescriptionWithoutOptics) {
+TEST_F(StickCopy, EndsThatWayForADescriptionWithoutOptics) {
     writeFile(stick + "/" + descriptionName(serial), "<CaliData>\n</CaliData>\n");
     expectAbnormalEnd(stick, target);
 }
 
-TEST_F(LocalRepository, DoesNotExamineTheExitStatusOfTheCommand) {
+TEST_F(StickCopy, DoesNotExamineTheExitStatusOfTheCommand) {
     writeSmallSet(target, serial);
     expectAbnormalEnd(root.path() + "/missing", target);
 }
 
-TEST_F(LocalRepository, EndsThatWayWhenASecondStickHasTheRest) {
+TEST_F(StickCopy, EndsThatWayWhenASecondStickHasTheRest) {
     writeSmallSet(stick, serial);
     fs::remove(stick + "/" + curveName(serial));
     auto const second = root.path() + "/second";
@@ -345,22 +345,22 @@ TEST_F(LocalRepository, EndsThatWayWhenASecondStickHasTheRest) {
     expectAbnormalEnd(second, target);
 }
 
-TEST_F(LocalRepository, EndsThatWayForACompleteSetOfSerialZero) {
+TEST_F(StickCopy, EndsThatWayForACompleteSetOfSerialZero) {
     writeSmallSet(stick, 0);
     expectAbnormalEnd(stick, target, 0);
 }
 
-TEST_F(LocalRepository, WaitsUntilTheCommandHasFinished) {
+TEST_F(StickCopy, WaitsUntilTheCommandHasFinished) {
     writeSmallSet(stick, serial);
     expectAbnormalEnd("$(sleep 0.2)" + stick, target);
 }
 
-TEST_F(LocalRepository, LeavesNoChildProcessBehind) {
+TEST_F(StickCopy, LeavesNoChildProcessBehind) {
     install(stick, target);
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
 }
 
-TEST_F(LocalRepository, LeavesNothingOpen) {
+TEST_F(StickCopy, LeavesNothingOpen) {
     auto const descriptors = [] {
         auto const all = fs::directory_iterator("/proc/self/fd");
         return std::distance(fs::begin(all), fs::end(all));
@@ -370,7 +370,7 @@ TEST_F(LocalRepository, LeavesNothingOpen) {
     EXPECT_EQ(descriptors(), before);
 }
 
-TEST_F(LocalRepository, CopiesAlsoWhenStandardStreamsAreClosed) {
+TEST_F(StickCopy, CopiesAlsoWhenStandardStreamsAreClosed) {
     writeFile(stick + "/" + dataName(serial), "content");
     for (auto const& streams : support::selectionsOfStreams()) {
         {
@@ -382,7 +382,7 @@ TEST_F(LocalRepository, CopiesAlsoWhenStandardStreamsAreClosed) {
     }
 }
 
-TEST_F(LocalRepository, CopiesFromAnyDepthIntoOneDirectory) {
+TEST_F(StickCopy, CopiesFromAnyDepthIntoOneDirectory) {
     writeFile(stick + "/a/b/c/Cali-14080045.xml", smallDescription());
     writeFile(stick + "/a/Cali-14080045-23.dat", "data");
     writeFile(stick + "/d/Kennlinie-14080045-23.prn", "curve");
@@ -392,7 +392,7 @@ TEST_F(LocalRepository, CopiesFromAnyDepthIntoOneDirectory) {
                                   {"Kennlinie-14080045-23.prn", "curve"}}));
 }
 
-TEST_F(LocalRepository, CopiesEveryFileWhoseNameBeginsWithTheSerial) {
+TEST_F(StickCopy, CopiesEveryFileWhoseNameBeginsWithTheSerial) {
     writeFile(stick + "/Cali-14080045", "");
     writeFile(stick + "/Cali-14080045.bak", "");
     writeFile(stick + "/Cali-140800456.xml", "");
@@ -404,7 +404,7 @@ TEST_F(LocalRepository, CopiesEveryFileWhoseNameBeginsWithTheSerial) {
                                   {"Kennlinie-14080045 old.txt", ""}}));
 }
 
-TEST_F(LocalRepository, CopiesNoFileOfAnotherName) {
+TEST_F(StickCopy, CopiesNoFileOfAnotherName) {
     writeFile(stick + "/cali-14080045.xml", "");
     writeFile(stick + "/My-Cali-14080045.xml", "");
     writeFile(stick + "/Cali-1408004.xml", "");
@@ -415,18 +415,18 @@ TEST_F(LocalRepository, CopiesNoFileOfAnotherName) {
     EXPECT_EQ(tree(target), Tree{});
 }
 
-TEST_F(LocalRepository, CopiesTheFilesOfALongerSerialToo) {
+TEST_F(StickCopy, CopiesTheFilesOfALongerSerialToo) {
     writeSmallSet(stick, 14080045);
     install(stick, target, 1408004);
     EXPECT_EQ(tree(target), smallSet(14080045));
 }
 
-TEST_F(LocalRepository, FailsForASerialOfWhichOnlyALongerOneIsThere) {
+TEST_F(StickCopy, FailsForASerialOfWhichOnlyALongerOneIsThere) {
     writeSmallSet(stick, 14080045);
     EXPECT_FALSE(install(stick, target, 1408004));
 }
 
-TEST_F(LocalRepository, CopiesEverySerialThatBeginsWithZeroForSerialZero) {
+TEST_F(StickCopy, CopiesEverySerialThatBeginsWithZeroForSerialZero) {
     writeFile(stick + "/Cali-0815.xml", "description");
     writeFile(stick + "/Kennlinie-0815.prn", "curve");
     writeFile(stick + "/Cali-815.xml", "another");
@@ -435,14 +435,14 @@ TEST_F(LocalRepository, CopiesEverySerialThatBeginsWithZeroForSerialZero) {
               (Tree{{"Cali-0815.xml", "description"}, {"Kennlinie-0815.prn", "curve"}}));
 }
 
-TEST_F(LocalRepository, OverwritesAnOlderFileOfTheSameName) {
+TEST_F(StickCopy, OverwritesAnOlderFileOfTheSameName) {
     writeFile(target + "/Cali-14080045-23.dat", "an older and longer content");
     writeFile(stick + "/Cali-14080045-23.dat", "new");
     install(stick, target);
     EXPECT_EQ(tree(target), (Tree{{"Cali-14080045-23.dat", "new"}}));
 }
 
-TEST_F(LocalRepository, LetsTheLastFoundCopyOfAFileWin) {
+TEST_F(StickCopy, LetsTheLastFoundCopyOfAFileWin) {
     for (std::string const folder : {"b", "a", "d", "c"}) {
         writeFile(stick + "/" + folder + "/Cali-14080045-23.dat", "from " + folder);
     }
@@ -451,19 +451,19 @@ TEST_F(LocalRepository, LetsTheLastFoundCopyOfAFileWin) {
     EXPECT_EQ(tree(target), (Tree{{"Cali-14080045-23.dat", expected}}));
 }
 
-TEST_F(LocalRepository, FindsFilesBelowADirectoryThatLooksLikeOne) {
+TEST_F(StickCopy, FindsFilesBelowADirectoryThatLooksLikeOne) {
     writeFile(stick + "/Cali-14080045/Cali-14080045-23.dat", "data");
     install(stick, target);
     EXPECT_EQ(tree(target), (Tree{{"Cali-14080045-23.dat", "data"}}));
 }
 
-TEST_F(LocalRepository, CopiesFilesWithBlanksInTheirNames) {
+TEST_F(StickCopy, CopiesFilesWithBlanksInTheirNames) {
     writeFile(stick + "/my files/Cali-14080045 $(x).dat", "data");
     install(stick, target);
     EXPECT_EQ(tree(target), (Tree{{"Cali-14080045 $(x).dat", "data"}}));
 }
 
-TEST_F(LocalRepository, LeavesTheStickAsItIs) {
+TEST_F(StickCopy, LeavesTheStickAsItIs) {
     writeSmallSet(stick + "/a", serial);
     fs::remove(stick + "/a/" + dataName(serial));
     auto const before = tree(stick);
@@ -471,7 +471,7 @@ TEST_F(LocalRepository, LeavesTheStickAsItIs) {
     EXPECT_EQ(tree(stick), before);
 }
 
-TEST_F(LocalRepository, WritesTheLastFileToThePathOfATargetThatIsMissing) {
+TEST_F(StickCopy, WritesTheLastFileToThePathOfATargetThatIsMissing) {
     writeSmallSet(stick, serial);
     fs::remove(stick + "/" + descriptionName(serial));
     auto const found = support::run({"find", stick, "-type", "f"}).standardOutput;
@@ -482,42 +482,42 @@ TEST_F(LocalRepository, WritesTheLastFileToThePathOfATargetThatIsMissing) {
     EXPECT_EQ(readFile(missing), last); // these files hold their own names
 }
 
-TEST_F(LocalRepository, FailsWithATargetThatIsMissing) {
+TEST_F(StickCopy, FailsWithATargetThatIsMissing) {
     writeSmallSet(stick, serial);
     EXPECT_FALSE(install(stick, root.path() + "/missing"));
 }
 
-TEST_F(LocalRepository, FailsWithATargetWhoseParentIsMissing) {
+TEST_F(StickCopy, FailsWithATargetWhoseParentIsMissing) {
     writeSmallSet(stick, serial);
     EXPECT_FALSE(install(stick, root.path() + "/missing/target"));
 }
 
-TEST_F(LocalRepository, MakesNothingOfATargetWhoseParentIsMissing) {
+TEST_F(StickCopy, MakesNothingOfATargetWhoseParentIsMissing) {
     writeSmallSet(stick, serial);
     install(stick, root.path() + "/missing/target");
     EXPECT_FALSE(fs::exists(root.path() + "/missing"));
 }
 
-TEST_F(LocalRepository, MakesTheMissingTargetWhenThereIsNothingToCopy) {
+TEST_F(StickCopy, MakesTheMissingTargetWhenThereIsNothingToCopy) {
     install(stick, root.path() + "/missing");
     EXPECT_TRUE(fs::is_directory(root.path() + "/missing"));
 }
 
-TEST_F(LocalRepository, SearchesARelativeSourceInTheWorkingDirectory) {
+TEST_F(StickCopy, SearchesARelativeSourceInTheWorkingDirectory) {
     writeFile(stick + "/Cali-14080045-23.dat", "data");
     fs::current_path(root.path());
     install("stick", target);
     EXPECT_EQ(tree(target), (Tree{{"Cali-14080045-23.dat", "data"}}));
 }
 
-TEST_F(LocalRepository, CopiesToARelativeTargetInTheWorkingDirectory) {
+TEST_F(StickCopy, CopiesToARelativeTargetInTheWorkingDirectory) {
     writeFile(stick + "/Cali-14080045-23.dat", "data");
     fs::current_path(root.path());
     install(stick, "target");
     EXPECT_EQ(tree(target), (Tree{{"Cali-14080045-23.dat", "data"}}));
 }
 
-TEST_F(LocalRepository, SearchesBothHalvesOfASourceWithABlank) {
+TEST_F(StickCopy, SearchesBothHalvesOfASourceWithABlank) {
     writeFile(root.path() + "/my/Cali-14080045-1.dat", "first half");
     writeFile(root.path() + "/stick/Cali-14080045-2.dat", "second half");
     writeFile(root.path() + "/my stick/Cali-14080045-3.dat", "whole");
@@ -527,7 +527,7 @@ TEST_F(LocalRepository, SearchesBothHalvesOfASourceWithABlank) {
                                   {"Cali-14080045-2.dat", "second half"}}));
 }
 
-TEST_F(LocalRepository, LetsTheShellExpandWildcardsInTheSource) {
+TEST_F(StickCopy, LetsTheShellExpandWildcardsInTheSource) {
     writeFile(root.path() + "/stick1/Cali-14080045-1.dat", "first");
     writeFile(root.path() + "/stick2/Cali-14080045-2.dat", "second");
     install(root.path() + "/stick?", target);
@@ -535,7 +535,7 @@ TEST_F(LocalRepository, LetsTheShellExpandWildcardsInTheSource) {
               (Tree{{"Cali-14080045-1.dat", "first"}, {"Cali-14080045-2.dat", "second"}}));
 }
 
-TEST_F(LocalRepository, LetsTheShellExpandThePatternWithAFileInTheWorkingDirectory) {
+TEST_F(StickCopy, LetsTheShellExpandThePatternWithAFileInTheWorkingDirectory) {
     writeFile(root.path() + "/Cali-14080045-1.dat", "");
     writeFile(stick + "/Cali-14080045-1.dat", "named like the one here");
     writeFile(stick + "/Cali-14080045-2.dat", "not so");
