@@ -18,7 +18,7 @@ namespace bench {
 
 namespace {
 
-/// Eight combinations of range and frame rate an optic.
+/// Eight combinations of range and frame rate per optic.
 constexpr Shape shape{4, 2, true, false};
 
 /// A directory with a description, and the files that belong to it.
@@ -77,8 +77,8 @@ std::uint64_t countMissing(Set const& set) {
     return missing;
 }
 
-/// The plain loop: the same calls, with the names ready. What is missing is looked up twice, once
-/// to measure the list and once to write it.
+/// The plain loop: the same calls, with the names prepared. What is missing is looked up twice,
+/// once to measure the list and once to write it.
 std::uint64_t checkPlainly(Set const& set) {
     return countMissing(set) > 0 ? countMissing(set) : 0;
 }

@@ -5,7 +5,7 @@
 
 namespace bench {
 
-/// What a made description consists of.
+/// What a generated description consists of.
 struct Shape {
     int rangesPerOptic = 3;
     int framerates = 2;           ///< of each range
@@ -13,10 +13,10 @@ struct Shape {
     bool comments = false;        ///< two thirds as many comments as lines
 };
 
-/// A description with this many optics, each of another field of view.
+/// A description with this many optics, each with a different field of view.
 std::string describeOptics(Shape const& shape, int optics);
 
-/// A description with as many optics as bring it to this size.
+/// A description with just enough optics to reach this size.
 std::string describeBytes(Shape const& shape, std::size_t bytes);
 
 } // namespace bench

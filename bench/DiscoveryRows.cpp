@@ -20,7 +20,7 @@ namespace {
 constexpr unsigned long cameraSerial = 14080045;
 constexpr int devices = 500;
 
-/// The camera is made first, which a file system in memory lists last.
+/// The camera is made first, because a file system in memory lists that last.
 void makeDevices() {
     support::emptyUsbTree();
     support::attach("1-1", support::camera(std::to_string(cameraSerial) + "\n"));

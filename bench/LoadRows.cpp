@@ -45,7 +45,7 @@ int serialOf(Case const& which) {
     return 1 + static_cast<int>(&which - cases.data());
 }
 
-/// @return The size of the case's file, which is made unless it is there.
+/// @return The size of the case's file, which is made if it does not exist.
 std::uint64_t provideFile(Suite const& suite, Case const& which) {
     std::string const path = descriptionPath(suite.directory(), serialOf(which));
     if (!std::filesystem::exists(path))
@@ -89,7 +89,7 @@ void reportTimings(Suite& suite, Case const& which, Timings const& timings) {
     suite.results().addPoint(std::move(point));
 }
 
-/// From 500 KB, the second point, to the largest.
+/// The growth from 500 KB, the second point, to the largest file.
 void reportGrowth(Suite& suite) {
     auto const& points = suite.results().points();
     if (points.size() < 3)
@@ -112,8 +112,8 @@ std::vector<std::string> subjectCommand(Suite const& suite, Reader const& reader
             std::to_string(times)};
 }
 
-/// Of one load and walk: those of a process with two of them less those of one with one, so that
-/// start-up and the dynamic linker do not count.
+/// The instructions of one load and walk: those of a process that does it twice minus those of one
+/// that does it once, so that start-up and the dynamic linker do not count.
 double instructionsOf(Suite const& suite, Reader const& reader, Case const& which) {
     auto const once = countInstructions(subjectCommand(suite, reader, which, 1));
     auto const twice = countInstructions(subjectCommand(suite, reader, which, 2));
@@ -138,7 +138,7 @@ void reportInstructionGrowth(Suite& suite, Case const& small, Case const& large)
                         Goal{1.15, 1.05}, exponent);
 }
 
-/// Less what the same program holds that reads nothing: its code and libraries.
+/// The peak memory minus that of the same program when it reads nothing: its code and libraries.
 void reportMemory(Suite& suite, Case const& which) {
     auto const bytes = static_cast<double>(provideFile(suite, which));
     for (std::size_t r = 0; r < 2; ++r) {

@@ -22,8 +22,8 @@ constexpr auto debug = thalvo::LogLevel::debug;
 constexpr int linesToFile = 2000;
 constexpr int linesBelow = 1000 * 1000;
 
-/// A logger of the peer, to a file, as the product's: one thread, each line flushed, its origin
-/// named.
+/// The peer's logger, set up like the product's: to a file, for one thread, with each line flushed
+/// and its origin named.
 std::shared_ptr<spdlog::logger> makePeer(std::string const& path) {
     auto sink = std::make_shared<spdlog::sinks::basic_file_sink_st>(path);
     auto logger = std::make_shared<spdlog::logger>("bench", std::move(sink));

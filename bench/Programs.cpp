@@ -26,7 +26,7 @@ std::vector<char*> pointersTo(std::vector<std::string> const& arguments) {
     return pointers;
 }
 
-/// The file actions that throw the output away.
+/// The file actions that discard the output.
 class Silence {
 public:
     Silence() {
@@ -96,7 +96,7 @@ int runQuietly(std::vector<std::string> const& arguments) {
     return waitFor(child);
 }
 
-// What wait(2) tells would count the children too, and this process from before the exec.
+// The figures of wait4(2) would include the children, and this process from before the exec.
 std::size_t peakMemory(std::vector<std::string> const& arguments) {
     auto const pointers = pointersTo(arguments);
     pid_t const child = fork();

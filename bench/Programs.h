@@ -7,7 +7,7 @@
 
 namespace bench {
 
-/// Runs a program with its output thrown away. @return Its status as `wait(2)` gives it.
+/// Runs a program and discards its output. @return Its status as `wait(2)` gives it.
 int runQuietly(std::vector<std::string> const& arguments);
 
 /// @return The most memory that the program itself ever held, in bytes; its children do not count.

@@ -9,7 +9,7 @@ namespace bench {
 
 namespace {
 
-/// Sums up what was found, in a way that sees the order.
+/// A sum over what was found that depends on the order.
 class Sum {
 public:
     void add(std::uint64_t value) { m_value = (m_value ^ value) * 1099511628211U; }
@@ -32,7 +32,7 @@ void load(ConfigCali& description, std::string const& directory, int serial) {
         throw std::runtime_error("cannot load " + descriptionPath(directory, serial));
 }
 
-// By the public queries, as the completeness check of a caller would.
+// Uses the public queries, as a caller's own completeness check would.
 std::uint64_t walk(ConfigCali const& description) {
     Sum sum;
     int const optics = description.getOpticsCount();

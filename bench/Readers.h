@@ -8,7 +8,7 @@
 
 namespace bench {
 
-/// What a description is read into, whoever reads it.
+/// What every reader reads a description into.
 struct Records {
     MainSection mainSection;
     OpticsTable optics;
@@ -18,7 +18,7 @@ struct Records {
 /// @return The sum over what the walk found. Throws when the file cannot be read.
 using LoadAndWalk = std::uint64_t (*)(std::string const& directory, int serial);
 
-/// Reads the same into records; a check outside of what is measured.
+/// Reads the same into records, to compare the readers outside the measurement.
 using Load = Records (*)(std::string const& directory, int serial);
 
 struct Reader {

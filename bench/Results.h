@@ -10,7 +10,7 @@
 
 namespace bench {
 
-/// What a figure should not exceed, and what would be better still.
+/// The limit that a figure should not exceed, and a better value to aim for.
 struct Goal {
     double limit;
     double stretch;
@@ -19,7 +19,7 @@ struct Goal {
 /// One line of the table.
 struct Row {
     std::string what;
-    std::optional<Goal> goal; ///< none for a figure that is there to compare with
+    std::optional<Goal> goal; ///< none for a figure that is only there for comparison
     Spread measured;
 };
 
@@ -43,7 +43,7 @@ public:
     void printTable(std::ostream& out) const;
     void printCsv(std::ostream& out) const;
     void printMarkdown(std::ostream& out) const;
-    /// Bytes and milliseconds of each reader, a line a size.
+    /// Bytes and milliseconds of each reader, one line per size.
     void printPoints(std::ostream& out) const;
 
 private:

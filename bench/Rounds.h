@@ -10,7 +10,7 @@
 
 namespace bench {
 
-/// Median and quartiles of what the rounds gave.
+/// Median and quartiles over the rounds.
 struct Spread {
     double lower;
     double median;
@@ -22,7 +22,7 @@ Spread spreadOf(std::vector<double> values);
 /// @return The processor time of this process and of its children that have ended, in seconds.
 double processorSeconds();
 
-/// One of those that are compared.
+/// One of the candidates that are compared.
 struct Subject {
     std::string name;
     /// Does the work once. @return A sum over what was found, the same for all subjects.
@@ -31,7 +31,7 @@ struct Subject {
     std::function<void()> prepare = {};
 };
 
-/// The same work done by several, the product first.
+/// The same work done by several subjects, the product first.
 struct Race {
     std::vector<Subject> subjects;
     int repetitions; ///< of the work, in each round
@@ -53,8 +53,8 @@ private:
     std::vector<std::vector<double>> m_seconds;
 };
 
-/// Runs the subjects in turns, a round an iteration, every other round in reverse.
-/// @return What they took. Throws std::runtime_error when their sums differ.
+/// Runs the subjects in turn, one round per iteration, every other round in reverse order.
+/// @return Their times. Throws std::runtime_error when their sums differ.
 Timings runInterleaved(Race const& race, benchmark::State& state);
 
 } // namespace bench

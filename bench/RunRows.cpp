@@ -97,7 +97,7 @@ private:
     std::string m_printed;
 };
 
-/// @return The same for every program that exits as it should.
+/// @return 1 if the program exits as it should, so that the sums of the subjects agree.
 std::uint64_t start(char const* program, int exitStatus) {
     int const status = runQuietly({program});
     return WIFEXITED(status) && WEXITSTATUS(status) == exitStatus ? 1 : 0;

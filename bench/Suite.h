@@ -13,20 +13,20 @@ namespace bench {
 /// What the rows share: how to run, where to write, what came out.
 class Suite {
 public:
-    /// @param quick Run everything once, without figures of time.
+    /// @param quick Run everything once, without measuring time.
     explicit Suite(bool quick) : m_quick(quick) {}
 
     bool quick() const { return m_quick; }
-    /// @return A directory for data, which goes when the suite does.
+    /// @return A directory for data, which is deleted with the suite.
     std::string const& directory() const { return m_directory.path(); }
     Results& results() { return m_results; }
     bool failed() const { return m_failed; }
 
-    /// Registers a race that is made when its turn comes, and what to do with its timings.
+    /// Registers a race, which is made when its turn comes, and a report on its timings.
     void addRace(std::string const& name, int rounds, std::function<Race()> make,
                  std::function<void(Timings const&)> report);
 
-    /// Registers anything else that is measured.
+    /// Registers any other measurement.
     void addOther(std::string const& name, std::function<void()> measure);
 
 private:
@@ -38,7 +38,7 @@ private:
     support::TemporaryDirectory m_directory;
 };
 
-// Each registers the rows of one subject matter.
+// Each registers the rows of one topic.
 void addLoadRows(Suite& suite);
 void addCheckRows(Suite& suite);
 void addDiscoveryRows(Suite& suite);

@@ -17,7 +17,7 @@ struct Options {
     std::string output = ".";
 };
 
-/// Takes this program's own options out of the arguments.
+/// Removes this program's own options from the arguments.
 Options takeOptions(int& argc, char* argv[]) {
     Options options;
     int kept = 0;

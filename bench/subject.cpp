@@ -1,5 +1,5 @@
-// Reads a description so many times with one of the readers, for what can be counted of a whole
-// process only.
+// Reads a description a given number of times with one of the readers, for figures that can only be
+// counted for a whole process.
 
 #include "bench/Readers.h"
 

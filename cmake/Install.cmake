@@ -18,8 +18,8 @@ install(TARGETS zentho_cali EXPORT zentho-cali
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 
-# Only what a user of the library includes and what that includes in turn, in the folders by which
-# the headers name each other.
+# Only what a user of the library includes and what that includes in turn, in the folders under
+# which the headers include each other.
 set(public_headers
     imgproc/Cali.h
     imgproc/LookupTable.h
@@ -48,7 +48,7 @@ install(FILES
     ${CMAKE_CURRENT_BINARY_DIR}/zentho-caliConfigVersion.cmake
     DESTINATION ${config_directory} COMPONENT development)
 
-# Seen from the file, so that an installed tree can be moved.
+# Relative to the file, so that an installed tree can be moved.
 file(RELATIVE_PATH pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
 file(RELATIVE_PATH pc_libdir ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
@@ -59,7 +59,7 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zentho-cali.pc
 
 # Below the prefix /usr this is the directory that the commands take by default.
 install(DIRECTORY DESTINATION ${CMAKE_INSTALL_DATADIR}/libzentho/cali COMPONENT commands)
-# The README without what names files of the sources, which an installation lacks.
+# The README without the parts that refer to source files, which an installation lacks.
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS README.md)
 execute_process(COMMAND sed "/^<!-- sources -->$/,/^<!-- end -->$/d"
     INPUT_FILE ${CMAKE_CURRENT_SOURCE_DIR}/README.md
@@ -76,8 +76,8 @@ install(PROGRAMS samples/fleet/provision DESTINATION ${CMAKE_INSTALL_DOCDIR}/exa
 install(FILES samples/fleet/cameras.yml DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
     COMPONENT commands)
 
-# Completions, where the Debian packages of the shells look for them. bash and fish do so by the name
-# of the command. zsh has another folder for packages than for what is installed below /usr/local.
+# Completions, where the Debian packages of the shells look for them. bash and fish look by the name
+# of the command. zsh looks for packages in another folder than for what is below /usr/local.
 foreach(command IN LISTS commands)
     install(FILES completions/bash/zentho-cali RENAME ${command}
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT commands)

@@ -1,5 +1,5 @@
-# What a Debian package holds beside what gets installed. CPack runs this on the folders of the
-# components before it packs them.
+# Adds what a Debian package holds besides the installed files. CPack runs this on the folders of
+# the components before it packs them.
 execute_process(
     COMMAND ${CMAKE_CURRENT_LIST_DIR}/finish "${CPACK_TEMPORARY_DIRECTORY}"
             "${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}"

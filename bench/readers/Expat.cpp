@@ -12,7 +12,7 @@ namespace bench {
 
 namespace {
 
-/// The tree that never was: records filled while the elements go by.
+/// Builds no tree: the records are filled while the elements are parsed.
 struct Builder {
     MainSection mainSection;
     std::vector<OpticsDefinition> optics;

@@ -19,8 +19,8 @@ inline std::unique_ptr<char[]> copyOf(char const* text) {
     return copy;
 }
 
-/// Fills the records from a tree, in the way that a tree of elements invites.
-/// @tparam Tree Gives `Node`, which is false for no element, and on nodes `child(node, name)`,
+/// Fills the records from a tree of elements, in the straightforward way.
+/// @tparam Tree Provides `Node`, which is false for no element, and on nodes `child(node, name)`,
 ///              `next(node, name)`, `integer(node)`, `number(node)` and `text(node)`.
 template <class Tree>
 class Filler {

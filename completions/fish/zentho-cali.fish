@@ -7,7 +7,7 @@ set -l on_set check verify optics config download
 set -l wants_serial "__fish_seen_subcommand_from find $on_set
     and not string match --quiet --regex -- '^[1-9][0-9]*\$' (commandline -opc)"
 
-# Of "--target=DIR", the option does not belong to the directory.
+# In "--target=DIR", the directory begins after the "=".
 set -l directories "(__fish_complete_directories (string replace --regex -- '^--[a-z]+=' '' (commandline -ct)))"
 
 complete -c zentho-cali -f
