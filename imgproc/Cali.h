@@ -10,13 +10,15 @@
 /// The calibration description: one camera's at a time.
 ///
 /// Until a description is loaded, and after a load that failed, it holds one optic with field of
-/// view 30, no text and the ranges -20 to 100, 0 to 250 and 150 to 900; none without memory for it.
+/// view 30, no text and the ranges -20 to 100, 0 to 250 and 150 to 900; when memory runs out, it
+/// holds no optics.
 ///
-/// Two rules find an optic, each taking the first that matches in table order. The exact one, used
-/// by all queries but one: the field of view is equal and so is the text, where null and empty are
-/// the same. Ranges are found by both limits, compared for exact equality. Records returned by
-/// pointer are new and belong to the caller, who releases them with `delete`; null also stands for
-/// no memory. Nothing here throws. Not for use from several threads at once.
+/// All queries but one find an optic by the exact rule: field of view and text are both equal,
+/// where a null and an empty text are the same. The lenient rule is that of getOpticsIndex() with a
+/// field of view and a text. Either picks the first match in table order. Ranges are found by both
+/// limits, compared for exact equality. Records returned by pointer are new and belong to the
+/// caller, who releases them with `delete`; the pointer is also null when memory runs out. Nothing
+/// here throws. Not for use from several threads at once.
 class ZENTHO_API ConfigCali {
 public:
     /// Result of load() for a description that cannot be opened or parsed.
@@ -35,8 +37,8 @@ public:
     /// @return Whether the description of camera @p serialNumber is the one loaded.
     bool isLoaded(int serialNumber) const noexcept;
 
-    /// Forgets the loaded description, so that the next load() reads its file anew. The content is
-    /// the initial one then; without memory for it there are no optics.
+    /// Forgets the loaded description, so that the next load() reads its file again. The content
+    /// is then the initial one, or no optics when memory runs out.
     void forget() noexcept;
 
     /// Loads `Cali-<serial>.xml`, unless it is loaded already. The description of another camera is
@@ -54,8 +56,8 @@ public:
     int getOpticsIndex(OPTICS const* optic) const noexcept;
 
     /// Finds an optic by the lenient rule: the field of view is equal, and so are the texts unless
-    /// either is null or empty. So a request without a text takes any optic of that field of view,
-    /// and an optic without a text answers any request; the other overload is strict.
+    /// either is null or empty. So a request without a text matches any optic of that field of
+    /// view, and an optic without a text matches any request; the other overload is strict.
     /// @param fov  Field of view.
     /// @param text Text, may be null.
     /// @return Index of the first such optic; -1 when there is none.
@@ -119,21 +121,21 @@ public:
     /// @return The frame rate at @p index in hertz; 0 when there is none.
     unsigned short getFramerate(OPTICS const* optic, Range const* range, int index) const noexcept;
 
-    /// Tells whether a frame rate is calibrated; only an exact match is.
+    /// Checks whether a frame rate is calibrated; only an exact match counts.
     /// @param optic     The optic.
     /// @param range     The range.
-    /// @param framerate The wanted frame rate in hertz; stays as it is when it is listed, else
-    ///                  becomes 0, which stands for no particular one.
-    /// @return Whether the caller can go on: true also when optic, range or list is missing, since
+    /// @param framerate The requested frame rate in hertz; unchanged when it is listed, else set to
+    ///                  0, which stands for no particular one.
+    /// @return Whether the caller can go on: also true when optic, range or list is missing, since
     ///         such a range is not split by frame rate.
     bool checkFramerate(OPTICS const* optic, Range const* range,
                         unsigned short& framerate) const noexcept;
-    /// As the other form, with optic and range named by what identifies them.
+    /// The same, with optic and range given by field of view, text and limits.
     /// @param fov       Field of view of the optic.
     /// @param text      Text of the optic, may be null.
     /// @param lo        Low limit of the range.
     /// @param hi        High limit of the range.
-    /// @param framerate The wanted frame rate in hertz, likewise.
+    /// @param framerate The requested frame rate in hertz, as above.
     /// @return Whether the caller can go on.
     bool checkFramerate(int fov, char const* text, float lo, float hi,
                         unsigned short& framerate) const noexcept;
@@ -151,7 +153,7 @@ public:
     ///         negative size.
     static bool caliFilenameString(int serial, int fov, char const* text, Range const* range,
                                    unsigned short framerate, char* buffer, int bufferSize) noexcept;
-    /// As the other form, with the limits given directly.
+    /// The same, with the limits given directly.
     /// @param serial     Serial number of the camera.
     /// @param fov        Field of view of the optic.
     /// @param text       Text of the optic, may be null.

@@ -13,13 +13,14 @@ namespace {
 using zel::xml::Loading;
 using zel::xml::Reader;
 
-// Room to begin with, so that a usual description takes one allocation a list.
+// Initial room, so that a typical description needs one allocation per list.
 constexpr std::size_t usualRanges = 4;
 constexpr std::size_t usualFramerates = 2;
 
-// The typed reads start from the field's own value, so an element that holds no number leaves it.
+// Each read starts from the field's current value, which stays when the element holds no number.
 
-/// Stores an integer element, truncated to the field's width; a missing one leaves the field.
+/// Stores an integer element, truncated to the field's width; without one the field keeps its
+/// value.
 template <class Field>
 void readInt(Reader& xml, std::string_view name, Field& field) {
     int value = static_cast<int>(field);
@@ -27,7 +28,7 @@ void readInt(Reader& xml, std::string_view name, Field& field) {
         field = static_cast<Field>(value);
 }
 
-/// Stores a floating-point element; a missing one leaves the field.
+/// Stores a floating-point element; without one the field keeps its value.
 /// @return Whether there is such an element.
 template <class Field>
 bool readFloat(Reader& xml, std::string_view name, Field& field) {

@@ -28,16 +28,16 @@ enum class DescriptionFailure {
 
 /// Outcome of reading a description.
 struct DescriptionOutcome {
-    std::optional<Description> description;                ///< nothing on failure
+    std::optional<Description> description;                ///< empty on failure
     DescriptionFailure failure = DescriptionFailure::none; ///< why there is none
-    int error = 0; ///< the system's error number of an unreadable file; EFBIG for one too large
+    int error = 0; ///< system error of an unreadable file; EFBIG when it is too large
 };
 
 /// The largest description that the library reads, in bytes.
 constexpr std::size_t largestDescription = 0x7FFFFFFF;
 
-/// Reads a description. Changes nothing outside: no log, no locale, no directory. Safe from several
-/// threads, each with a descriptor of its own.
+/// Reads a description. Has no side effects: writes no log, sets no locale, creates no directory.
+/// May be called from several threads at once, each with a descriptor of its own.
 /// @param file      The open description, read from its current offset. What is not a regular file
 ///                  counts as empty.
 /// @param sizeLimit The largest size accepted, in bytes; at most #largestDescription.
@@ -46,7 +46,7 @@ DescriptionOutcome readDescription(zel::FileDescriptor const& file, std::size_t 
 
 /// Collects a description from a document that is already loaded.
 /// @param xml  The document; its selection changes.
-/// @param main What a constant keeps that the document does not have.
+/// @param main Values for the constants that the document does not have.
 /// @return The description. @throws std::bad_alloc
 Description collectDescription(zel::xml::Reader& xml, MainSection const& main);
 

@@ -8,12 +8,12 @@
 #include <utility>
 #include <vector>
 
-/// Unchangeable records in their order, of which the first with a given identity is found: by
-/// looking through them while they are few, by a sorted order once they are many.
-/// @tparam Record   What is held.
-/// @tparam Identity Gives `Key` the type of an identity, `of(record)` that of a record, and
-///                  `equal(a, b)` and `less(a, b)`. An identity that is not equal to itself is
-///                  never found.
+/// An immutable table of records in a given order. find() gives the first record with an identity:
+/// by a linear search while there are few records, by a binary search once there are many.
+/// @tparam Record   Type of the records.
+/// @tparam Identity Provides the type `Key` of an identity, the identity `of(record)`, and the
+///                  comparisons `equal(a, b)` and `less(a, b)`. An identity that is not equal to
+///                  itself is never found.
 template <class Record, class Identity>
 class LookupTable {
 public:
@@ -21,7 +21,7 @@ public:
 
     LookupTable() = default;
 
-    /// @param records The records, in the order they keep. @throws std::bad_alloc
+    /// @param records The records, in their order. @throws std::bad_alloc
     explicit LookupTable(std::vector<Record> records) : m_records(std::move(records)) {
         if (m_records.size() <= linearSearchLimit)
             return;
@@ -48,7 +48,7 @@ public:
         return m_records.size() <= linearSearchLimit ? lookThrough(key) : search(key);
     }
 
-    /// @return The index of a record that find() gave.
+    /// @return The index of a record that find() returned.
     int indexOf(Record const* record) const noexcept {
         return static_cast<int>(record - m_records.data());
     }

@@ -8,8 +8,7 @@
 namespace {
 
 /// @return The limit's absolute value without its fraction; the largest integer when it is larger,
-/// 0
-///         when it is not a number.
+///         0 when it is not a number.
 int magnitude(float limit) noexcept {
     float const absolute = std::fabs(limit);
     if (std::isnan(absolute))
@@ -18,7 +17,8 @@ int magnitude(float limit) noexcept {
     return absolute < static_cast<float>(largest) ? static_cast<int>(absolute) : largest;
 }
 
-/// The letter keeps a second minus sign out of the stem. It follows the limit, not its digits.
+/// A minus sign would look like the hyphens that separate the parts of a stem. The letter depends
+/// on the limit, not on the digits: -0.5 becomes M0.
 char const* signLetter(float limit) noexcept {
     return limit < 0.0F ? "M" : "";
 }
@@ -29,7 +29,7 @@ int formatNameStem(char* buffer, unsigned int bufferSize, int serial, int fov, c
                    Range range, std::uint16_t framerate) noexcept {
     char const* const shownText = text != nullptr ? text : "";
     char const* const separator = shownText[0] != '\0' ? "-" : "";
-    // The formatter ignores an argument that the format does not name.
+    // Formatting ignores surplus arguments, such as the frame rate here.
     char const* const format = framerate != 0 ? "%i-%i%s%s-%s%i-%s%i-%i" : "%i-%i%s%s-%s%i-%s%i";
     return tsnprintf(buffer, bufferSize, format, serial, fov, separator, shownText,
                      signLetter(range.lo), magnitude(range.lo), signLetter(range.hi),

@@ -1,5 +1,5 @@
 /// @file
-/// The part of a file name that tells one calibration data set from another.
+/// The part of a file name that identifies a calibration data set.
 #pragma once
 
 #include "imgproc/Records.h"
@@ -14,7 +14,7 @@
 /// @param fov        Field of view of the optic.
 /// @param text       Text of the optic, may be null.
 /// @param range      The limits.
-/// @param framerate  The frame rate in hertz; 0 for none, which adds nothing to the stem.
+/// @param framerate  The frame rate in hertz; 0 for none, which leaves it out of the stem.
 /// @return Characters of the whole stem; negative when it cannot be formatted.
 int formatNameStem(char* buffer, unsigned int bufferSize, int serial, int fov, char const* text,
                    Range range, std::uint16_t framerate) noexcept;

@@ -11,11 +11,11 @@
 #include <optional>
 #include <vector>
 
-/// Handle of one optic of a description, which field of view and text identify together.
+/// Handle of one optic of a description; field of view and text together identify it.
 struct OPTICS {
     int fov;    ///< field of view
     char* text; ///< distinguishing text, in the description's encoding; may be null. A text handed
-                ///< out belongs to the description, must not be changed and lives until the
+                ///< out belongs to the description, must not be changed and is valid until the
                 ///< description is reloaded.
 };
 
@@ -25,10 +25,11 @@ struct Range {
     float hi; ///< high limit
 };
 
-/// Scalar calibration constants. Each field but `spare` is named after the element that sets it, a
-/// number or an integer as its type says; an integer is truncated to the field's width.
+/// Scalar calibration constants. Each field but `spare` is read from the element of its name, as an
+/// integer or a floating-point number depending on its type; an integer is truncated to the field's
+/// width.
 struct MainSection {
-    /// What the element of this name says.
+    /// The value of the element of this name.
     /// @{
     std::uint16_t TecA = 3400;
     std::uint16_t TecB = 400;
@@ -60,7 +61,7 @@ struct MainSection {
 
 /// Parameters of a range's temperature table. `T1` and `T3` are integers in the file.
 struct TableParams {
-    /// What the element of this name says.
+    /// The value of the element of this name.
     /// @{
     double T1 = 0.0;
     double T3 = 0.0;
@@ -76,7 +77,7 @@ struct TableParams {
 
 /// One temperature range of an optic.
 struct TempRangeDefinition {
-    /// What the element of this name says.
+    /// The value of the element of this name.
     /// @{
     std::uint16_t Fid = 0;
     std::uint16_t Skim = 0;
@@ -84,13 +85,13 @@ struct TempRangeDefinition {
     Range range{0.0F, 0.0F};          ///< the limits
     Range extRange{-100.0F, -100.0F}; ///< the extended limits; always contains `range` once loaded
     /// Frame rates in the file's order. No list and an empty list differ: without a list the range
-    /// is not split by frame rate, an empty one accepts none.
+    /// is not split by frame rate; an empty list accepts no frame rate.
     std::optional<std::vector<std::uint16_t>> framerates;
-    std::uint16_t Decimal = 1; ///< what the element of this name says
+    std::uint16_t Decimal = 1; ///< value of the element of this name
     TableParams tableParams;   ///< parameters of the temperature table
 };
 
-/// Both limits identify a range, compared for exact equality.
+/// A range is identified by both limits, compared for exact equality.
 struct RangeIdentity {
     using Key = Range; ///< the limits
     /// @return What identifies a range.

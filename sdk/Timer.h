@@ -6,10 +6,10 @@
 
 namespace zel {
 
-/// Runs from its construction on; there is no stopped state. All results are milliseconds.
+/// Runs from its construction on and cannot be stopped. All results are in milliseconds.
 ///
-/// The clock is `gettimeofday(2)`, so a wall clock set back or forth shows in the readings. All
-/// timers of a process share one time value: not for use from several threads at once.
+/// The clock is `gettimeofday(2)`, so setting the wall clock changes the readings. All timers of
+/// a process share one time value: not for use from several threads at once.
 class ZENTHO_API Timer {
 public:
     /// Starts the timer now.
@@ -19,10 +19,10 @@ public:
     /// @return The lap that just ended: milliseconds since the previous start.
     long double reset() noexcept;
 
-    /// @return Milliseconds since the start, which stays as it is.
+    /// @return Milliseconds since the start; the timer runs on.
     long double getTime() const noexcept;
 
-    /// @return Milliseconds since the Unix epoch; the start stays as it is.
+    /// @return Milliseconds since the Unix epoch; the timer runs on.
     long double getTimeNow() const noexcept;
 
 private:

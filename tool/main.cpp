@@ -46,14 +46,14 @@ bool startsPrintable(char const* text) {
     return std::isprint(static_cast<unsigned char>(text[0])) != 0;
 }
 
-/// Larger numbers than fit a 32-bit serial number saturate, whatever the width of `long`.
+/// Numbers that do not fit a 32-bit serial number saturate, whatever the width of `long`.
 unsigned long parseSerial(char const* text) {
     long const largest = std::numeric_limits<int>::max();
     return static_cast<unsigned long>(std::min(std::strtol(text, nullptr, 10), largest));
 }
 
-// An argument that is not accepted leaves its option unset; the combination that results is what
-// gets reported.
+// An argument that is not accepted leaves its option unset; only the resulting combination is
+// reported.
 Options parseOptions(int argc, char* argv[]) {
     Options options;
     for (int option = 0; (option = getopt(argc, argv, "1d:t:s:")) != -1;) {

@@ -22,8 +22,8 @@ constexpr unsigned int pathRoom(short capacity) noexcept {
 /// helpers limit each piece and not the whole text. Make it zero-filled: `PathBuffer path{};`.
 using PathBuffer = std::array<char, pathRoom(pathCapacity)>;
 
-/// The size told to `getcwd(3)` for a given capacity, as if that counted two-byte characters:
-/// callers depend on which directories fit.
+/// The size passed to `getcwd(3)` for a given capacity, as if characters had two bytes: callers
+/// depend on which directories fit.
 /// @param capacity The capacity passed, in characters; not negative.
 /// @return Characters, terminator included.
 constexpr std::size_t workingDirectoryRoom(short capacity) noexcept {

@@ -22,7 +22,7 @@ public:
 
     /// Opens a file for reading.
     /// @param path      The file. A pipe without a writer opens at once, so that one in place of a
-    ///                  file cannot stop the caller for good. A file under a write lease
+    ///                  file cannot block the caller forever. A file under a write lease
     ///                  (`fcntl(2)`, F_SETLEASE) opens when the holder gives the lease up or the
     ///                  system takes it away.
     /// @param directory An open directory from which a relative path starts; the working directory
@@ -38,9 +38,9 @@ public:
 
     FileDescriptor(FileDescriptor const&) = delete;
     FileDescriptor& operator=(FileDescriptor const&) = delete;
-    /// Takes over what @p other owns, which owns nothing then.
+    /// Takes over what @p other owns; @p other then owns nothing.
     FileDescriptor(FileDescriptor&& other) noexcept : m_descriptor(other.release()) {}
-    /// Closes what this owns and takes over what @p other owns, which owns nothing then.
+    /// Closes what this owns and takes over what @p other owns; @p other then owns nothing.
     /// @return This object.
     FileDescriptor& operator=(FileDescriptor&& other) noexcept {
         FileDescriptor taken(std::move(other));
@@ -56,7 +56,7 @@ public:
     bool valid() const noexcept { return m_descriptor >= 0; }
     /// @return The descriptor, which this object still owns; negative without one.
     int get() const noexcept { return m_descriptor; }
-    /// Gives the descriptor up. @return It, now the caller's to close.
+    /// Gives up the descriptor. @return The descriptor, which the caller then has to close.
     int release() noexcept { return std::exchange(m_descriptor, -1); }
 
 private:

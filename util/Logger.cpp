@@ -14,7 +14,7 @@ namespace {
 
 bool notConfiguredWarningGiven = false;
 
-constexpr std::size_t usualLineLength = 240; // more makes its room grow
+constexpr std::size_t usualLineLength = 240; // longer lines reallocate
 
 char const* levelTag(unsigned int level) noexcept {
     static constexpr std::array<char const*, 4> tags{"ERROR ", "WARNING ", "INFO ", "DEBUG "};
@@ -31,9 +31,9 @@ std::string_view sixDigits(Digits& digits, Number seconds) noexcept {
     return {digits.data(), static_cast<std::size_t>(end.ptr - digits.data())};
 }
 
-// Six significant digits and no fixed number of decimals, whatever the numeric locale. Two of type
-// double cost half as much as one of type long double, so those next to it are tried: where they
-// agree, what is between them reads the same.
+// Six significant digits, as many decimals as that takes, whatever the numeric locale. Formatting
+// two doubles costs half as much as formatting one long double, so a double on either side of
+// the value is formatted first: when their texts agree, so does that of the value between them.
 void appendSeconds(std::string& text, long double seconds) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     double const nearest = static_cast<double>(seconds);
@@ -54,7 +54,7 @@ void writeToConsole(std::string const& text) noexcept {
     std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
-// The ".log" of the base name stays and a second one follows: log collectors look for that name.
+// A ".log" in the base name stays, and a second one follows: log collectors look for that name.
 std::string decorated(std::string const& filename) {
     std::time_t const moment = std::time(nullptr);
     std::tm const* const local = std::localtime(&moment);
@@ -110,7 +110,7 @@ void Logger::configure(std::string const& filename, loggerConf_ conf, int fileLe
     m_configured = true;
     m_conf = conf;
 } catch (...) {
-    // No memory for the file: as for one that cannot be opened, console lines go on.
+    // No memory for the file: as with one that cannot be opened, the console still gets its lines.
     m_configured = true;
     m_conf = conf;
 }

@@ -96,7 +96,7 @@ private:
     bool m_configured = false;
     std::string m_filename;
     loggerConf_ m_conf = LOGFILE_ON;
-    std::optional<std::ofstream> m_file; // made when first needed: a stream costs a locale
+    std::optional<std::ofstream> m_file; // made when first needed: its locale is costly
     int m_fileLevel = 0;
     int m_consoleLevel = 0;
     zel::Timer m_clock;
@@ -128,7 +128,7 @@ void Logger::printParts(unsigned int level, std::string_view file, int line,
 }
 
 /// Prints the concatenation of @p parts through the one logger. It is composed only if some output
-/// takes the level, so a message below the threshold costs next to nothing.
+/// shows the level, so a message that is not shown costs next to nothing.
 /// @param level How severe it is.
 /// @param file  Source file that reports, such as `sdk/SimpleXML`.
 /// @param line  Its line.

@@ -8,16 +8,16 @@
 
 namespace zel {
 
-/// Sees to it that child processes started while it lives have all three standard streams. Without
-/// one, the next file that a child opens takes its place, and what the child says to the stream
-/// ends up in that file. "/dev/null" stands in for each of the descriptors 0 to 2 that is closed or
-/// that children do not inherit; afterwards each is as it was. Not for use while another thread
-/// opens files.
+/// Gives child processes that are started while it lives all three standard streams. If one were
+/// closed, the next file that a child opens would take its place, and what the child writes to the
+/// stream would end up in that file. "/dev/null" stands in for each of the descriptors 0 to 2 that
+/// is closed or that children do not inherit; afterwards each is as it was. Not for use while
+/// another thread opens files.
 class StandardStreams {
 public:
     /// Occupies the descriptors 0 to 2.
     StandardStreams() noexcept;
-    /// Puts everything back.
+    /// Restores the descriptors.
     ~StandardStreams();
 
     StandardStreams(StandardStreams const&) = delete;

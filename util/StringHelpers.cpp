@@ -57,8 +57,8 @@ int tsnprintf(wchar_t* dst, unsigned int size, wchar_t const* format, ...) noexc
     return length;
 }
 
-// A character above 127 reaches tolower as a negative int: the C library's tables answer for those
-// too, and texts in single-byte locales are compared by what they answer.
+// A character above 127 reaches tolower as a negative int. The C library's tables cover those too,
+// and comparing texts in single-byte locales depends on what they hold.
 
 char* tstrlwr(char* text) noexcept {
     char* at = text;
@@ -167,7 +167,7 @@ char const* W2C(char const* text) noexcept {
 
 char const* W2C(wchar_t const* text) noexcept {
     static std::array<char, 1024> buffer{};
-    // A text that cannot be converted leaves what came before it; that is better than no message.
+    // When a character cannot be converted, the text before it is kept: better than no message.
     static_cast<void>(std::wcstombs(buffer.data(), text, buffer.size() - 1));
     buffer.back() = '\0';
     return buffer.data();

@@ -100,7 +100,7 @@ ZENTHO_API int tscanf(wchar_t const* text, wchar_t const* format, float* value) 
 namespace zel {
 
 /// Reads an integer with "%i": decimal, hexadecimal after 0x, octal after 0 (010 is 8). Binary
-/// numbers are not known, whatever the C library makes of them: 0b11 is 0.
+/// numbers are not supported, even if the C library supports them: 0b11 is 0.
 /// @param text  Terminated text; leading white space is skipped.
 /// @param value Receives the number; untouched when none is read.
 /// @return 1 when a number was read, 0 when the text does not begin with one, -1 when it is empty.

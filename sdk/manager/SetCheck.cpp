@@ -22,7 +22,7 @@ namespace {
 using set::FileKind;
 using set::SetFile;
 
-/// The list under construction: measured when there is no text to write it to, else written.
+/// Builds the list, or only measures it when there is no buffer to write it to.
 class MissingFiles {
 public:
     /// @param out  Null for sizing, else the terminated list to append to.
@@ -51,7 +51,7 @@ private:
         *m_size = static_cast<int>(std::min(*m_size + static_cast<long long>(length), largest));
     }
 
-    // As tstrcat, from the remembered end: the size limits the piece and not the whole list.
+    // Like tstrcat, but from the remembered end: the size limits the piece, not the whole list.
     void append(char const* piece) noexcept {
         auto const limit = std::min<std::size_t>(static_cast<unsigned int>(*m_size), m_room);
         std::size_t const length = strnlen(piece, limit);
@@ -66,7 +66,7 @@ private:
     std::size_t m_room = 0;
 };
 
-/// The name of a description that is missing. The list has never shown more of it than fits here.
+/// The name of a missing description. The list holds no more of it than fits here.
 using ListedDescription = std::array<char, 20>;
 
 constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
@@ -198,7 +198,8 @@ SetCheck checkSet(char const* dir, unsigned long serial) noexcept {
     std::unique_ptr<char[]> list(new (std::nothrow) char[room]());
     if (list == nullptr)
         return {false, nullptr};
-    // Each pass tries to load a missing description, but the list has the room for its name alone.
+    // Each pass tries to load a missing description. Even if this one succeeds, the list names only
+    // the description, since the first pass made room for nothing else.
     if (description == nullptr)
         loadedDescription(dir, descriptionSerial);
     check(description, name.data(), ";", list.get(), &size, room, testDescribed);

@@ -24,7 +24,7 @@ private:
     char const* m_end;
 };
 
-bool beginsWith(std::string_view text, std::string_view start) noexcept {
+bool startsWith(std::string_view text, std::string_view start) noexcept {
     return text.substr(0, start.size()) == start;
 }
 
@@ -32,13 +32,13 @@ bool isDigit(char c) noexcept {
     return c >= '0' && c <= '9';
 }
 
-/// @return Whether a name begins with a kind's prefix, the serial number and nothing that makes the
-///         number longer.
+/// @return Whether a name begins with a kind's prefix and the serial number, and no further digit
+///         follows.
 bool fits(std::string_view name, KindOfFile const& kind, std::string_view serial) noexcept {
-    if (!beginsWith(name, kind.prefix))
+    if (!startsWith(name, kind.prefix))
         return false;
     auto const rest = name.substr(kind.prefix.size());
-    if (!beginsWith(rest, serial))
+    if (!startsWith(rest, serial))
         return false;
     return rest.size() == serial.size() || !isDigit(rest[serial.size()]);
 }

@@ -17,13 +17,13 @@ enum class FileKind {
 
 /// How many files of a kind a set has.
 enum class Need {
-    onceACamera,                 ///< one, its stem is the serial number
-    everyDataSet,                ///< one for every data set, with the data set's stem
+    oncePerCamera,               ///< one; its stem is the serial number
+    everyDataSet,                ///< one per data set, with the data set's stem
     unlessSamplePointCalibrated, ///< the same, but none for optics that are calibrated by sample
                                  ///< points
 };
 
-/// What is known of a kind of file. A name is the prefix, a stem and the suffix.
+/// What is known about a kind of file. A name is the prefix, a stem and the suffix.
 struct KindOfFile {
     FileKind kind;           ///< which kind it is
     std::string_view prefix; ///< what its names begin with; the serial number follows
@@ -33,12 +33,12 @@ struct KindOfFile {
 
 /// Every kind of file, in the order in which the files of one data set are checked.
 constexpr std::array<KindOfFile, 3> kinds{{
-    {FileKind::description, "Cali-", ".xml", Need::onceACamera},
+    {FileKind::description, "Cali-", ".xml", Need::oncePerCamera},
     {FileKind::data, "Cali-", ".dat", Need::everyDataSet},
     {FileKind::curve, "Kennlinie-", ".prn", Need::unlessSamplePointCalibrated},
 }};
 
-/// Characters of the longest name that is formed, with its terminator; a longer one is cut.
+/// Room for a file name, in characters, with its terminator; a longer name is cut.
 constexpr std::size_t nameRoom = 260;
 
 /// A file's name, in a buffer of its own.
@@ -64,15 +64,16 @@ private:
 /// @return The name of its description.
 FileName descriptionName(int serial) noexcept;
 
-/// Tells whose a file is. What a longer serial number begins with is another camera.
+/// Checks whether a file belongs to a camera. A longer serial number that begins with the camera's
+/// is another camera's.
 /// @param name   Name of a file.
 /// @param serial Serial number of a camera.
 /// @return Whether the file belongs to exactly this camera.
 bool belongsTo(std::string_view name, unsigned long serial) noexcept;
 
-/// Tells whether a name can be one of a set that a description asks for, as belongsTo() does.
+/// Checks, like belongsTo(), whether a name can be one that a description asks for.
 /// @param name   Name of a file.
-/// @param serial Serial number as the description's layer has it: negative beyond 2147483647.
+/// @param serial Serial number as ConfigCali has it: negative for one beyond 2147483647.
 /// @return Whether the file belongs to exactly this set.
 bool belongsToSet(std::string_view name, int serial) noexcept;
 

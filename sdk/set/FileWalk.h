@@ -1,5 +1,5 @@
 /// @file
-/// The way through the files of a set.
+/// Visiting the files of a set.
 #pragma once
 
 #include "imgproc/Description.h"
@@ -39,10 +39,10 @@ void visitDataSet(OpticsDefinition const& optic, Range range, std::uint16_t fram
 /// Visits every file that a description asks for, except the description itself: optic by optic,
 /// range by range, frame rate by frame rate. Allocates nothing.
 ///
-/// An optic is identified by field of view and text, a range by its limits, and of several with one
-/// identity the first one answers for all: for an optic listed again the ranges of the first one
-/// are visited again, with the sample-point flag of the optic as listed; for a range listed again
-/// the frame rates of the first one. So a name can be visited more than once.
+/// An optic is identified by field of view and text, a range by its limits, and the first one with
+/// an identity stands for all: an optic listed again is visited with the ranges of the first, but
+/// with its own sample-point flag; a range listed again with the frame rates of the first. So a
+/// name can be visited more than once.
 /// @param optics The description's optics.
 /// @param serial Serial number of the camera.
 /// @param visit  Called with a SetFile for each file.
