@@ -79,6 +79,11 @@ ConfigCali::ConfigCali()
     : mainSection(std::make_unique<MainSection>()),
       optics(std::make_unique<OpticsTable>(initialOptics())) {}
 
+ConfigCali::~ConfigCali() {
+    if (_this == this)
+        _this = nullptr;
+}
+
 bool ConfigCali::isLoaded(int serialNumber) const noexcept {
     return loaded && serial == serialNumber;
 }

@@ -18,18 +18,23 @@
 /// field of view and a text. Either picks the first match in table order. Ranges are found by both
 /// limits, compared for exact equality. Records returned by pointer are new and belong to the
 /// caller, who releases them with `delete`; the pointer is also null when memory runs out. Nothing
-/// here throws. Not for use from several threads at once.
+/// here throws. Not for use from several threads at once, not even for queries: a load changes what
+/// they read.
 class ZENTHO_API ConfigCali {
 public:
     /// Result of load() for a description that cannot be opened or parsed.
     static constexpr int loadFailed = static_cast<int>(0x80070005U);
 
-    /// @return The one instance, made on the first call and never destroyed by the library; null
-    ///         when memory runs out.
+    /// @return The one instance, made on the first call or after it was deleted, and never
+    /// destroyed
+    ///         by the library; null when memory runs out. Nobody needs to delete it.
     static ConfigCali* getInstance() noexcept;
 
     /// The initial content. @throws std::bad_alloc
     ConfigCali();
+    /// Releases the description, with the texts that were handed out. When it was the one instance,
+    /// the next getInstance() makes a fresh one.
+    ~ConfigCali();
 
     ConfigCali(ConfigCali const&) = delete;
     ConfigCali& operator=(ConfigCali const&) = delete;
@@ -41,10 +46,14 @@ public:
     /// is then the initial one, or no optics when memory runs out.
     void forget() noexcept;
 
-    /// Loads `Cali-<serial>.xml`, unless it is loaded already. The description of another camera is
-    /// discarded first, whether or not the load succeeds.
-    /// @param path         Directory of the file, without a trailing '/'; its last component is
-    ///                     created when missing.
+    /// Loads `Cali-<serial>.xml`, unless it is loaded already: that is known by the serial number
+    /// alone, whatever directory is given and whether or not the file has changed since. The
+    /// description of another camera is discarded first, whether or not the load succeeds. Sets the
+    /// process's numeric locale to "C", as SimpleXML does.
+    /// @param path         Directory of the file, without a trailing '/'; cut to 260 characters,
+    /// and
+    ///                     its last component is created when missing. Empty for "Imager" in the
+    ///                     working directory.
     /// @param serialNumber Serial number of the camera.
     /// @return 0, or #loadFailed when the file cannot be opened or parsed.
     int load(char const* path, int serialNumber) noexcept;

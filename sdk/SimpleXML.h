@@ -61,8 +61,9 @@ public:
     ///         without memory, which leaves an empty document.
     bool open(char const* filename, char const* rootname) noexcept;
 
-    /// Loads "directory/name.xml", formed by createConfigFilepath(), which creates a missing
-    /// directory and takes an empty one for the sub-directory "Imager" of the current one.
+    /// Loads "directory/name.xml". Creates the directory's last component when it is missing, and
+    /// cuts the directory to 260 characters. An empty one stands for "Imager" in the working
+    /// directory.
     /// @param directory Directory without a trailing '/'.
     /// @param name      File name without ".xml".
     /// @param rootname  Name of the root element.

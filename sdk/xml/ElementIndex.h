@@ -67,7 +67,7 @@ public:
         if (!m_areDisjoint)
             return countOneByOne(parent);
         Element const* const first = positionFrom(parent.start);
-        auto const after = std::partition_point(
+        Element const* const after = std::partition_point(
             first, m_end, [parent](Element const& element) { return element.end <= parent.end; });
         return static_cast<unsigned int>(after - first);
     }

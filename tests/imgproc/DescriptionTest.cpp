@@ -151,3 +151,12 @@ TEST(TheDescriptionOfTheProcess, IsReadAnewAfterItWasForgotten) {
     ASSERT_EQ(description.load(directory.path().c_str(), 12), 0);
     EXPECT_EQ(description.getOpticsCount(), 2);
 }
+
+TEST(TheDescriptionOfTheProcess, IsMadeAnewAfterItWasDeleted) {
+    TemporaryDirectory const directory;
+    smallCamera().writeInto(directory.path());
+    ASSERT_EQ(ConfigCali::getInstance()->load(directory.path().c_str(), 12), 0);
+    delete ConfigCali::getInstance();
+    EXPECT_FALSE(ConfigCali::getInstance()->isLoaded(12));
+    EXPECT_EQ(ConfigCali::getInstance()->getOpticsIndex(30, nullptr), 0);
+}
