@@ -12,7 +12,8 @@ class App;
 
 namespace companion {
 
-/// A sub-command with everything the program knows about it. Each stands in the file of its name.
+/// A sub-command with everything the program knows about it. Each is defined in the file of its
+/// name.
 struct Command {
     char const* name;    ///< as on the command line
     char const* purpose; ///< what it does, in a line of the help text

@@ -16,7 +16,7 @@ namespace {
 
 void addCommand(CLI::App& app, Command const& command, Request& request) {
     CLI::App& parser = *app.add_subcommand(command.name, command.purpose);
-    // Called for the command that is read, also when a mistake follows it.
+    // Called as soon as the command is met, so also when a mistake follows.
     parser.preparse_callback([&](std::size_t) { request.command = &command; });
     parser.footer(std::string("Exit status: ") + command.answers +
                   ", 2 wrong usage, 3 could not run.\nExample: " + command.example);
@@ -43,7 +43,7 @@ std::string joined(std::vector<std::string> const& words) {
     return text;
 }
 
-/// An argument that nobody expects is the mistake, also where something else is missing then.
+/// An unexpected argument is reported rather than a missing one, which it may have displaced.
 std::string whatIsWrong(CLI::App const& app, CLI::ParseError const& mistake) {
     auto const beforeCommand = app.remaining();
     if (!beforeCommand.empty() && beforeCommand.front().rfind('-', 0) != 0)
@@ -54,7 +54,7 @@ std::string whatIsWrong(CLI::App const& app, CLI::ParseError const& mistake) {
     return afterCommand.empty() ? mistake.what() : "Not expected: " + joined(afterCommand);
 }
 
-/// A mistake ends the parsing, perhaps before it reached the option.
+/// Looks for the option itself: a mistake can end the parsing before it gets there.
 bool asksForJson(int argc, char const* const* argv) {
     return argc > 1 && std::any_of(argv + 1, argv + argc,
                                    [](std::string_view argument) { return argument == "--json"; });

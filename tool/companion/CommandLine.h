@@ -12,14 +12,15 @@ namespace companion {
 
 /// What the command line asks for.
 struct Request {
-    Command const* command = nullptr; ///< the sub-command; null when none was reached
+    Command const* command = nullptr; ///< the sub-command; null without one
     Options options;                  ///< its arguments
 };
 
 /// Reads the command line.
-/// @param request Receives what it asks for; its command and `options.json` also when it is wrong.
-/// @return The text of a help or of the version, to be printed instead of running a command;
-///         nothing when there is a command to run.
+/// @param request Receives what it asks for. Its command and `options.json` are set even when the
+///                command line is wrong.
+/// @return The help text or the version, when it asks for one of them; nothing when there is a
+///         command to run.
 /// @throws Failure with Status::wrongUsage when the command line cannot be followed.
 std::optional<std::string> readCommandLine(int argc, char const* const* argv, Request& request);
 

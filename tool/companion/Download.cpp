@@ -26,7 +26,7 @@ bool holds(Names const& names, std::string const& name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-/// Locks out other downloads: all keep their links in the same file of this directory.
+/// Locks out other downloads, since all keep their links in the same file of "/tmp".
 /// @return The lock, held as long as the descriptor is open.
 zel::FileDescriptor lockOutOtherDownloads() {
     zel::FileDescriptor directory(open("/tmp", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -43,7 +43,7 @@ zel::IRCalibrationManager& manager() {
     return manager != nullptr ? *manager : throw std::bad_alloc();
 }
 
-/// What there is of the set in the working directory.
+/// The files of the set in the working directory.
 struct Findings {
     Names wanted;   ///< the whole set
     Names empty;    ///< files without content

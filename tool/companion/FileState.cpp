@@ -9,7 +9,7 @@ namespace {
 
 using Colour = std::string (Terminal::*)(std::string const&) const;
 
-/// How a state is told to people and to programs.
+/// The words for a state.
 struct Words {
     FileState state;
     char const* forPeople;

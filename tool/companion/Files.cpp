@@ -40,7 +40,7 @@ int whyNotUsable(std::string const& path, int rights) {
 }
 
 /// @return 0 for a regular file, and when nothing is there; otherwise the error number that says
-/// why not.
+///         why not.
 int whyNotReplaceable(std::string const& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode))
@@ -52,7 +52,8 @@ bool isEmptyRegular(struct stat const& status) {
     return S_ISREG(status.st_mode) && status.st_size == 0;
 }
 
-/// Saves the question of faccessat(2) for nearly every file.
+/// Saves a second system call for nearly every file. An access control list that shuts out one
+/// person from a file that everybody may read goes unnoticed.
 bool isSurelyReadable(struct stat const& status) {
     static uid_t const user = geteuid();
     constexpr mode_t everybody = S_IRUSR | S_IRGRP | S_IROTH;
@@ -97,8 +98,8 @@ public:
         return {m_buffer.get(), filled};
     }
 
-    /// @return Whether as much was read as the file is long. A size of 0 says nothing: files of the
-    ///         kernel's have it, too.
+    /// @return Whether the whole size was read. A size of 0 says nothing: the kernel's own files
+    ///         have it, too.
     bool wasReadWhole() const { return m_size != 0 && m_offset >= m_size; }
 
 private:

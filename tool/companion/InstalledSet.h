@@ -76,9 +76,9 @@ public:
 
 private:
     unsigned long m_serial;
-    std::string m_path; // of the directory
-    zel::FileDescriptor m_directory;
-    std::string m_descriptionName; // after this, all that open() needs is there
+    std::string m_path;              // of the directory
+    zel::FileDescriptor m_directory; // before the file, which is opened in it
+    std::string m_descriptionName;
     OpenedFile m_descriptionFile;
     zel::xml::Reader m_document;
     std::optional<Description> m_description;

@@ -15,7 +15,7 @@ namespace {
 
 using FrameRates = std::optional<std::vector<std::uint16_t>>;
 
-/// JSON has no numbers that are infinite or none; nlohmann writes null for them.
+/// JSON knows neither infinity nor NaN; nlohmann writes null for them.
 double number(float value) {
     return std::stod(decimal(value));
 }
@@ -55,7 +55,7 @@ Json opticMembers(OpticsDefinition const& optic, TempRangeTable const& ranges) {
     return members;
 }
 
-/// Shows an optic once, however many ranges it has.
+/// Adds a row for each range. Only the first one names the optic.
 void addRows(Table& table, OpticsDefinition const& optic, TempRangeTable const& ranges) {
     std::string name = opticText(optic);
     for (auto const& [fid, skim, range, extended, rates, decimals, parameters] : ranges) {
@@ -67,7 +67,7 @@ void addRows(Table& table, OpticsDefinition const& optic, TempRangeTable const& 
         table.add({name, "none", ""}, {1, 0});
 }
 
-/// @return From the lowest to the highest limit; a span that holds nothing without ranges.
+/// @return The span from the lowest to the highest limit; an empty one without ranges.
 Span spanOf(OpticsTable const& optics) {
     constexpr double infinity = std::numeric_limits<double>::infinity();
     Span span{infinity, -infinity};

@@ -45,7 +45,7 @@ struct Failure {
 Failure systemFailure(std::string const& message, std::string const& path, int error,
                       std::string const& hint = "");
 
-/// @return A failure as a person reads it, without its hint.
+/// @return A failure in one sentence, without its hint.
 std::string sentence(Failure const& failure);
 
 } // namespace companion

@@ -7,7 +7,7 @@
 
 namespace companion {
 
-/// What the terminal at a stream can do. A stream that is no terminal can do nothing of it.
+/// What the terminal at a stream can do. For any other stream all abilities are off.
 struct Terminal {
     bool interactive = false; ///< a terminal at all
     bool drawing = false;     ///< can show bars

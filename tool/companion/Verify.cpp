@@ -33,7 +33,7 @@ struct Tree {
     std::optional<Failure> gap;         ///< why a directory could not be searched
 };
 
-/// @return The type of an entry that is listed with a type; some file systems list none.
+/// @return The type of a directory entry. It is asked for where the file system lists none.
 unsigned char typeOf(std::string const& path, unsigned char listed) {
     struct stat status {};
     bool const known = listed != DT_UNKNOWN || lstat(path.c_str(), &status) != 0;
@@ -76,7 +76,7 @@ class Comparison {
 public:
     Comparison(InstalledSet const& set, Tree const& stick) : m_set(set), m_stick(stick) {}
 
-    /// Looks at a file on both sides.
+    /// Looks at a file on both sides and compares the two.
     FileState stateOf(std::string const& name) {
         auto const found = m_stick.files.find(name);
         if (found == m_stick.files.end()) {
@@ -89,7 +89,7 @@ public:
     }
 
     /// @param names Names of files that were compared.
-    /// @return These files with what was seen of them here.
+    /// @return These files with what was seen of them in the calibration directory.
     std::vector<SetFile> filesHere(Names const& names) const {
         std::vector<SetFile> files;
         for (std::string const& name : names)
