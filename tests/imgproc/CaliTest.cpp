@@ -2,6 +2,7 @@
 
 #include "sdk/IRLogger.h"
 #include "tests/support/Camera.h"
+#include "tests/support/Elements.h"
 #include "tests/support/Log.h"
 #include "tests/support/LogLines.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -22,8 +23,11 @@
 #include <utility>
 #include <vector>
 
+using support::block;
 using support::camera;
 using support::debugLogOf;
+using support::element;
+using support::repeated;
 using support::TemporaryDirectory;
 using support::writeFile;
 
@@ -70,31 +74,31 @@ std::unique_ptr<ConfigCali> loaded(support::Camera const& camera) {
 }
 
 std::string description(std::string const& content) {
-    return "<CaliData>\n" + content + "\n</CaliData>\n";
+    return block("CaliData", content + "\n");
 }
 
 std::string withMain(std::string const& elements) {
-    return description("<Main>" + elements + "</Main>");
+    return description(element("Main", elements));
 }
 
 std::string withOptics(std::string const& optics) {
-    return description("<Temperature><Optics>" + optics + "</Optics></Temperature>");
+    return description(element("Temperature", element("Optics", optics)));
 }
 
 std::string withOptic(std::string const& elements) {
-    return withOptics("<OpticsDef>" + elements + "</OpticsDef>");
+    return withOptics(element("OpticsDef", elements));
 }
 
 std::string withRanges(std::string const& ranges) {
-    return withOptic("<TempRanges>" + ranges + "</TempRanges>");
+    return withOptic(element("TempRanges", ranges));
 }
 
 std::string withRange(std::string const& elements) {
-    return withRanges("<TemperatureRange>" + elements + "</TemperatureRange>");
+    return withRanges(element("TemperatureRange", elements));
 }
 
 std::string withTableParams(std::string const& elements) {
-    return withRange("<TableParams>" + elements + "</TableParams>");
+    return withRange(element("TableParams", elements));
 }
 
 OpticsDefinition const& opticOf(ConfigCali const& cali, std::size_t index = 0) {
@@ -200,17 +204,6 @@ std::vector<std::string> const mainElements{"TecA",
                                             "AlphaLowTemp",
                                             "AlphaLowFactor"};
 constexpr std::size_t spareElement = 5;
-
-std::string element(std::string const& name, std::string const& content) {
-    return "<" + name + ">" + content + "</" + name + ">";
-}
-
-std::string repeated(std::string const& text, int times) {
-    std::string all;
-    for (int i = 0; i < times; ++i)
-        all += text;
-    return all;
-}
 
 void expectDefaults(decltype(TempRangeDefinition::tableParams) const& params) {
     EXPECT_EQ(params.T1, 0.0);

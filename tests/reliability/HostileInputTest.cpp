@@ -5,6 +5,7 @@
 #include "sdk/SimpleXML.h"
 
 #include "tests/support/Command.h"
+#include "tests/support/Elements.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "util/Logger.h"
 
@@ -25,7 +26,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using support::block;
 using support::Outcome;
+using support::repeated;
 using support::TemporaryDirectory;
 using support::writeFile;
 
@@ -34,14 +37,6 @@ constexpr int failed = 255; // what a shell sees of -1
 constexpr int serialNumber = 14080045;
 std::string const notSuccessful = "Copying of calibration files was NOT successful\n";
 std::string const noDirectory = "Option -s needs to be qualified with a valid directory\n";
-
-std::string repeated(std::string const& text, int count) {
-    std::string result;
-    for (int i = 0; i < count; ++i) {
-        result += text;
-    }
-    return result;
-}
 
 bool endsWith(std::string const& text, std::string const& end) {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
@@ -112,16 +107,15 @@ private:
 };
 
 std::string document(std::string const& content) {
-    return "<CaliData>\n" + content + "</CaliData>\n";
+    return block("CaliData", content);
 }
 
 std::string opticWith(std::string const& content) {
-    return "<OpticsDef>\n" + content + "</OpticsDef>\n";
+    return block("OpticsDef", content);
 }
 
 std::string rangeWith(std::string const& content) {
-    return opticWith("<TempRanges>\n<TemperatureRange>\n" + content +
-                     "</TemperatureRange>\n</TempRanges>\n");
+    return opticWith(block("TempRanges", block("TemperatureRange", content)));
 }
 
 /// Every byte, many times over.

@@ -6,6 +6,7 @@
 #include "sdk/IRCalibrationManager.h"
 #include "sdk/SimpleXML.h"
 
+#include "tests/support/Elements.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "util/Logger.h"
 
@@ -17,17 +18,12 @@
 #include <string>
 #include <utility>
 
+using support::block;
+using support::repeated;
+
 namespace {
 
 constexpr int serialNumber = 14080045;
-
-std::string repeated(std::string const& text, int count) {
-    std::string result;
-    for (int i = 0; i < count; ++i) {
-        result += text;
-    }
-    return result;
-}
 
 /// Makes each piece from its number.
 std::string pieces(int count, std::function<std::string(int)> const& piece) {
@@ -39,22 +35,20 @@ std::string pieces(int count, std::function<std::string(int)> const& piece) {
 }
 
 std::string optic(int fieldOfView, std::string const& content) {
-    return "<OpticsDef>\n<FOV>" + std::to_string(fieldOfView) + "</FOV>\n" + content +
-           "</OpticsDef>\n";
+    return block("OpticsDef", "<FOV>" + std::to_string(fieldOfView) + "</FOV>\n" + content);
 }
 
 std::string range(int low, std::string const& content = "") {
-    return "<TemperatureRange>\n<TempLo>" + std::to_string(low) + "</TempLo>\n<TempHi>" +
-           std::to_string(low + 100) + "</TempHi>\n" + content + "</TemperatureRange>\n";
+    return block("TemperatureRange", "<TempLo>" + std::to_string(low) + "</TempLo>\n<TempHi>" +
+                                         std::to_string(low + 100) + "</TempHi>\n" + content);
 }
 
 std::string ranges(std::string const& content) {
-    return "<TempRanges>\n" + content + "</TempRanges>\n";
+    return block("TempRanges", content);
 }
 
 std::string document(std::string const& before, std::string const& optics) {
-    return "<CaliData>\n" + before + "<Temperature>\n<Optics>\n" + optics +
-           "</Optics>\n</Temperature>\n</CaliData>\n";
+    return block("CaliData", before + block("Temperature", block("Optics", optics)));
 }
 
 std::string const someOptic = optic(30, ranges(range(0)));

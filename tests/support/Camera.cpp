@@ -1,5 +1,6 @@
 #include "tests/support/Camera.h"
 
+#include "tests/support/Elements.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <algorithm>
@@ -54,10 +55,6 @@ std::string limitInName(double limit) {
     if (text.front() != '-')
         return text;
     return (limit == 0.0 ? "" : "M") + text.substr(1);
-}
-
-std::string element(std::string const& name, std::string const& content) {
-    return "<" + name + ">" + content + "</" + name + ">";
 }
 
 bool saysTrue(std::string const& answer) {

@@ -1,5 +1,6 @@
 #include "tests/support/SmallSet.h"
 
+#include "tests/support/Camera.h"
 #include "tests/support/TemporaryDirectory.h"
 
 namespace support {
@@ -17,22 +18,10 @@ std::string curveName(unsigned long serial) {
 }
 
 std::string smallDescription() {
-    return R"(<CaliData>
-<Temperature>
-<Optics>
-<OpticsDef>
-<FOV>23</FOV>
-<TempRanges>
-<TemperatureRange>
-<TempLo>-20</TempLo>
-<TempHi>100</TempHi>
-</TemperatureRange>
-</TempRanges>
-</OpticsDef>
-</Optics>
-</Temperature>
-</CaliData>
-)";
+    return camera(0)
+        .optic(23)
+        .range(-20, 100)
+        .description(); // which does not tell the serial number
 }
 
 void writeSmallSet(std::string const& directory, unsigned long serial) {
