@@ -18,8 +18,8 @@
 /// field of view and a text. Either picks the first match in table order. Ranges are found by both
 /// limits, compared for exact equality. Records returned by pointer are new and belong to the
 /// caller, who releases them with `delete`; the pointer is also null when memory runs out. Nothing
-/// here throws. Not for use from several threads at once, not even for queries: a load changes what
-/// they read.
+/// but the constructor throws. Not for use from several threads at once, not even for queries: a
+/// load changes what they read.
 class ZENTHO_API ConfigCali {
 public:
     /// Result of load() for a description that cannot be opened or parsed.
@@ -49,11 +49,12 @@ public:
     /// Loads `Cali-<serial>.xml`, unless it is loaded already: that is known by the serial number
     /// alone, whatever directory is given and whether or not the file has changed since. The
     /// description of another camera is discarded first, whether or not the load succeeds. Sets the
-    /// process's numeric locale to "C", as SimpleXML does.
+    /// process's numeric locale to "C", as SimpleXML does, and logs for debugging.
     /// @param path         Directory of the file, without a trailing '/'; cut to 260 characters,
     /// and
     ///                     its last component is created when missing. Empty for "Imager" in the
     ///                     working directory.
+    ///                     Null fails at once.
     /// @param serialNumber Serial number of the camera.
     /// @return 0, or #loadFailed when the file cannot be opened or parsed.
     int load(char const* path, int serialNumber) noexcept;

@@ -183,13 +183,12 @@ Description collectDescription(Reader& xml, MainSection const& main) {
 DescriptionOutcome readDescription(zel::FileDescriptor const& file, std::size_t sizeLimit) noexcept
     try {
     Reader xml;
-    Loading const loading =
-        xml.load(file, descriptionRoot, std::min(sizeLimit, largestDescription));
+    Loading const loading = xml.load(file, descriptionRoot, sizeLimit);
     if (loading == Loading::unreadable)
         return {std::nullopt, DescriptionFailure::unreadable, errno};
     if (loading == Loading::malformed)
         return {std::nullopt, DescriptionFailure::malformed, 0};
-    return {collectDescription(xml, MainSection()), DescriptionFailure::none, 0};
+    return {collectDescription(xml, MainSection()), std::nullopt, 0};
 } catch (...) {
     return {std::nullopt, DescriptionFailure::noMemory, 0};
 }

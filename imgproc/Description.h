@@ -20,7 +20,6 @@ struct Description {
 
 /// Why there is no description.
 enum class DescriptionFailure {
-    none,       ///< there is one
     unreadable, ///< the file cannot be read, or is larger than allowed
     malformed,  ///< its comments do not pair up
     noMemory,   ///< memory ran out
@@ -28,19 +27,16 @@ enum class DescriptionFailure {
 
 /// Outcome of reading a description.
 struct DescriptionOutcome {
-    std::optional<Description> description;                ///< empty on failure
-    DescriptionFailure failure = DescriptionFailure::none; ///< why there is none
-    int error = 0; ///< system error of an unreadable file; EFBIG when it is too large
+    std::optional<Description> description;    ///< nothing on failure
+    std::optional<DescriptionFailure> failure; ///< nothing when there is a description
+    int error = 0; ///< the system's error number of an unreadable file; EFBIG for one too large
 };
 
-/// The largest description that the library reads, in bytes.
-constexpr std::size_t largestDescription = 0x7FFFFFFF;
-
-/// Reads a description. Has no side effects: writes no log, sets no locale, creates no directory.
-/// May be called from several threads at once, each with a descriptor of its own.
+/// Reads a description. Changes nothing outside: no log, no locale, no directory. Safe from several
+/// threads, each with a descriptor of its own.
 /// @param file      The open description, read from its current offset. What is not a regular file
 ///                  counts as empty.
-/// @param sizeLimit The largest size accepted, in bytes; at most #largestDescription.
+/// @param sizeLimit The largest size accepted, in bytes; beyond 2^31 - 1 nothing is accepted.
 /// @return The description; an empty file gives one without optics.
 DescriptionOutcome readDescription(zel::FileDescriptor const& file, std::size_t sizeLimit) noexcept;
 

@@ -78,6 +78,6 @@ private:
     }
 
     std::vector<Record> m_records;
-    std::vector<Position>
-        m_order; // positions sorted by identity; empty while records are linearSearchLimit
+    // Positions sorted by identity; empty with no more records than linearSearchLimit.
+    std::vector<Position> m_order;
 };

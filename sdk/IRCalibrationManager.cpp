@@ -74,7 +74,7 @@ bool downloadMissing(SetCheck const& check, unsigned long serial, std::string co
         return false;
     std::string own;
     for (std::string const& name : namesIn(check.missing.get())) {
-        if (set::belongsToSet(name, static_cast<int>(serial)))
+        if (set::belongsTo(name, static_cast<int>(serial)))
             own += name + ";";
     }
     return IRCalibrationManager::downloadTarget(own.c_str(), std::to_string(serial), dir);
@@ -303,7 +303,7 @@ std::vector<IROptics>* IRCalibrationManager::getAvailableOptics(unsigned long se
 std::string IRCalibrationManager::generateConfiguration(unsigned long serial) noexcept try {
     std::string const calibrationDir = m_calibrationDir.get();
     // Not descriptionName(): here the number has no sign, however big it is.
-    set::FileName const name(set::kinds.front(), std::to_string(serial));
+    set::FileName const name = set::descriptionName(serial);
     Suggestion const suggested = readSuggestion(calibrationDir + "/" + name.c_str());
     return configurationText(serial, calibrationDir, m_formatsDir.get(), suggested);
 } catch (...) {

@@ -107,7 +107,7 @@ public:
     /// @param serial 0 to take the first camera that has a serial number, in the order in which the
     ///               directory lists them; else the one to find. Receives the serial number, or 0
     ///               when no camera is taken; unchanged when the tree cannot be entered or listed,
-    ///               which is logged as an error.
+    ///               which is logged as an error, and when memory runs out.
     /// @return Whether a camera was taken.
     bool findSerial(unsigned long& serial) noexcept;
 
@@ -153,13 +153,15 @@ public:
     /// Copies a camera's files from a directory tree into the calibration directory with `find` and
     /// `cp`, writes that command to the standard output first, and checks the set afterwards, with
     /// the side effects of checkCaliFiles(): a description loaded before the copy is used again.
-    /// The command runs in the working directory, which findSerial() changes.
+    /// The command runs in the working directory, which findSerial() changes. The calibration
+    /// directory has to exist: `cp` makes a file of its name when only that is missing.
     /// @param serial    Serial number of the camera; it is a prefix of the names to copy, so files
     ///                  of a longer serial number are copied, too.
     /// @param sourceDir Root of the tree. Like the calibration directory it reaches the shell as it
     ///                  stands, so neither may hold blanks or other characters that a shell reads.
-    /// @return false when the command cannot be started or files are missing afterwards. It does
-    ///         not return when the set is complete: the process then ends with SIGSEGV.
+    /// @return false when the command cannot be started or files are missing afterwards, also when
+    ///         they come while the list of them is made. It does not return when the set is
+    ///         complete: the process then ends with SIGSEGV.
     bool copyCalibrationFromLocalRepo(unsigned long serial, std::string sourceDir) noexcept;
 
     /// @return Whether the routing table (`route(8)`) shows exactly one default route. No server is
@@ -167,11 +169,13 @@ public:
     bool isOnlineCalibrationRepoAccessible() noexcept;
 
     /// Fetches files of one camera with `wget`, from the repository that the download server's
-    /// links file names. That file is kept as "/tmp/downloadlinks.xml" meanwhile; reading it sets
-    /// the process's numeric locale to "C". Any file of the camera's directory in the repository
-    /// can be fetched, whatever its name. But unlike other commands, one whose link or name would
-    /// make the shell do anything else, or whose name holds a '/', is not run, and counts as one
-    /// that cannot be started.
+    /// links file names. That file is kept as "/tmp/downloadlinks.xml" meanwhile, and stays there
+    /// when it cannot be read; reading it sets the process's numeric locale to "C".
+    ///
+    /// A command whose link or name would make the shell do anything else, or whose name holds a
+    /// '/', is not run and counts as one that cannot be started. Any other file of the camera's
+    /// directory in the repository can be fetched, whosever it is. The path to write to is not
+    /// quoted: of a name with a blank, `wget` takes what follows the blank for another address.
     /// @param fileList   File names, each followed by a ';'; a null list fails.
     /// @param serialText Serial number in decimal.
     /// @param targetDir  Directory to write to, without a trailing '/'. It reaches the shell as it

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <clocale>
 #include <cstddef>
-#include <limits>
 #include <string>
 #include <string_view>
 
@@ -20,7 +19,6 @@ using thalvo::LogLevel;
 using thalvo::report;
 
 constexpr char const* sourceFile = "sdk/SimpleXML";
-constexpr std::size_t sizeLimit = std::numeric_limits<int>::max(); // offsets are ints
 
 std::unique_ptr<char[]> copyOf(std::string_view text) {
     auto copy = std::make_unique<char[]>(text.size() + 1);
@@ -55,8 +53,8 @@ bool SimpleXML::open(char const* filename, char const* rootname) noexcept try {
         m_reader = std::make_unique<xml::Reader>();
 
     auto const file = FileDescriptor::openForReading(filename);
-    auto const loading =
-        file.valid() ? m_reader->load(file, rootname, sizeLimit) : xml::Loading::unreadable;
+    auto const loading = file.valid() ? m_reader->load(file, rootname, xml::Reader::largestFile)
+                                      : xml::Loading::unreadable;
     if (loading == xml::Loading::unreadable) {
         report(LogLevel::debug, sourceFile, __LINE__, "Failed to open file ", filename);
         return false;

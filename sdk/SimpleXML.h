@@ -55,7 +55,7 @@ public:
     /// the root, an empty one included, is an empty document.
     /// @param filename Path of the file.
     /// @param rootname Name of the root element, whose opening tag may carry attributes.
-    /// @return false when the file cannot be opened or read or is larger than 2 GiB (logged for
+    /// @return false when the file cannot be opened or read or is 2 GiB or larger (logged for
     ///         debugging), which leaves the earlier document; when its comments do not pair up
     ///         (logged as an error, with the whole text), which leaves the text with them; or
     ///         without memory, which leaves an empty document.

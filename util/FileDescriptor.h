@@ -31,8 +31,11 @@ public:
     static FileDescriptor openForReading(char const* path, int directory = AT_FDCWD) noexcept {
         constexpr int flags = O_RDONLY | O_CLOEXEC;
         FileDescriptor file(openat(directory, path, flags | O_NONBLOCK));
-        if (!file.valid() && errno == EWOULDBLOCK)
+        if (file.valid() || errno != EWOULDBLOCK)
+            return file;
+        do { // waits for the lease, and a signal may come meanwhile
             file = FileDescriptor(openat(directory, path, flags));
+        } while (!file.valid() && errno == EINTR);
         return file;
     }
 

@@ -23,8 +23,8 @@ namespace {
 constexpr std::string_view cameraVendor = "0403";
 constexpr std::string_view cameraProduct = "de37";
 
-// sysfs hands out no more than a page at a time; a line is cut there so that nothing else in its
-// place can fill the memory.
+// Far more than the page that an attribute of sysfs has at most. Reading ends there, so that
+// nothing else in its place can fill the memory.
 constexpr std::size_t longestLine = 65536;
 
 struct DirectoryCloser {
@@ -91,16 +91,6 @@ int forEachCamera(std::function<bool(CameraEntry const&)> const& visit) {
             break;
     }
     return 0;
-}
-
-AttachedCameras attachedCameras() {
-    AttachedCameras cameras{};
-    cameras.error = forEachCamera([&cameras](CameraEntry const& entry) {
-        if (entry.serial != 0)
-            cameras.serials.push_back(entry.serial);
-        return true;
-    });
-    return cameras;
 }
 
 } // namespace zel

@@ -5,7 +5,6 @@
 
 #include <functional>
 #include <string>
-#include <vector>
 
 namespace zel {
 
@@ -30,15 +29,5 @@ struct CameraEntry {
 /// @return 0, or the `errno` of a device tree that cannot be listed.
 /// @throws std::bad_alloc, and whatever @p visit throws
 int forEachCamera(std::function<bool(CameraEntry const&)> const& visit);
-
-/// The attached cameras that have a serial number.
-struct AttachedCameras {
-    int error;                          ///< 0, or the `errno` of a tree that cannot be listed
-    std::vector<unsigned long> serials; ///< none is 0; in the order of the directory
-};
-
-/// Lists the attached cameras, as forEachCamera() meets them.
-/// @throws std::bad_alloc
-AttachedCameras attachedCameras();
 
 } // namespace zel

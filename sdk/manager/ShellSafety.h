@@ -15,7 +15,8 @@ bool isSafeBetweenQuotes(std::string_view link) noexcept;
 ///             between double quotes, and without any at the end of the path to write to.
 /// @return Whether it is the name of a file in that path's directory: without a '/', and such that
 ///         the shell neither puts another name for it nor ends the command, redirects it or gives
-///         it another option. White space may stand in it and ends the path.
+///         it another option. White space may stand in it: it ends the path,
+///         and what follows is another word of the command.
 bool isSafeFileName(std::string_view name) noexcept;
 
 } // namespace zel

@@ -68,11 +68,15 @@ FileName descriptionName(int serial) noexcept {
     return {kinds.front(), SerialText(serial).view()};
 }
 
+FileName descriptionName(unsigned long serial) noexcept {
+    return {kinds.front(), SerialText(serial).view()};
+}
+
 bool belongsTo(std::string_view name, unsigned long serial) noexcept {
     return fitsAnyKind(name, SerialText(serial).view());
 }
 
-bool belongsToSet(std::string_view name, int serial) noexcept {
+bool belongsTo(std::string_view name, int serial) noexcept {
     return fitsAnyKind(name, SerialText(serial).view());
 }
 

@@ -32,7 +32,7 @@ struct KindOfFile {
 };
 
 /// Every kind of file, in the order in which the files of one data set are checked.
-constexpr std::array<KindOfFile, 3> kinds{{
+inline constexpr std::array<KindOfFile, 3> kinds{{
     {FileKind::description, "Cali-", ".xml", Need::oncePerCamera},
     {FileKind::data, "Cali-", ".dat", Need::everyDataSet},
     {FileKind::curve, "Kennlinie-", ".prn", Need::unlessSamplePointCalibrated},
@@ -63,6 +63,8 @@ private:
 /// @param serial Serial number of a camera.
 /// @return The name of its description.
 FileName descriptionName(int serial) noexcept;
+/// @copydoc descriptionName(int)
+FileName descriptionName(unsigned long serial) noexcept;
 
 /// Checks whether a file belongs to a camera. A longer serial number that begins with the camera's
 /// is another camera's.
@@ -71,10 +73,11 @@ FileName descriptionName(int serial) noexcept;
 /// @return Whether the file belongs to exactly this camera.
 bool belongsTo(std::string_view name, unsigned long serial) noexcept;
 
-/// Checks, like belongsTo(), whether a name can be one that a description asks for.
+/// As the other form, for the serial number as the names in a description have it: beyond
+/// 2147483647 it is negative.
 /// @param name   Name of a file.
-/// @param serial Serial number as ConfigCali has it: negative for one beyond 2147483647.
-/// @return Whether the file belongs to exactly this set.
-bool belongsToSet(std::string_view name, int serial) noexcept;
+/// @param serial Serial number of a camera.
+/// @return Whether the file belongs to exactly this camera.
+bool belongsTo(std::string_view name, int serial) noexcept;
 
 } // namespace zel::set

@@ -21,6 +21,11 @@ struct SetFile {
 };
 
 /// Visits the files of one data set.
+/// @param optic     The optic.
+/// @param range     The temperature range.
+/// @param framerate The frame rate in hertz; 0 for none.
+/// @param serial    Serial number of the camera.
+/// @param visit     Called with a SetFile for each file.
 template <class Visit>
 void visitDataSet(OpticsDefinition const& optic, Range range, std::uint16_t framerate, int serial,
                   Visit const& visit) {

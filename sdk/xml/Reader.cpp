@@ -5,6 +5,7 @@
 #include "sdk/xml/Numbers.h"
 #include "sdk/xml/RootContent.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace zel::xml {
@@ -72,7 +73,7 @@ std::string closingTag(std::string_view name) {
 
 Loading Reader::load(FileDescriptor const& file, std::string_view rootname,
                      std::size_t sizeLimit) try {
-    auto text = readText(file, sizeLimit);
+    auto text = readText(file, std::min(sizeLimit, largestFile));
     if (!text)
         return Loading::unreadable;
     keepRootContent(*text, rootname);

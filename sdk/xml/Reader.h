@@ -30,6 +30,9 @@ enum class Loading {
 /// change what it remembers, too. Operations throw nothing but std::bad_alloc, where they say so.
 class Reader {
 public:
+    /// The largest file that can be loaded, in bytes: offsets are ints.
+    static constexpr std::size_t largestFile = 0x7FFFFFFF;
+
     /// The deepest selection, 0 being the root.
     static constexpr int maxDepth = 254;
 
@@ -41,7 +44,8 @@ public:
     /// Reads a file from its current offset.
     /// @param file      An open file.
     /// @param rootname  Name of the root element.
-    /// @param sizeLimit Largest size accepted, in bytes; at most 2^31 - 1, so that offsets fit.
+    /// @param sizeLimit Largest size accepted, in bytes; #largestFile counts when it
+    ///                  is less.
     /// @return What became of it. An unreadable file leaves the earlier document, a malformed one
     ///         leaves its whole text, with the comments.
     /// @throws std::bad_alloc, which leaves an empty document.

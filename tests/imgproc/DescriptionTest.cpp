@@ -51,7 +51,7 @@ DescriptionOutcome readFrom(std::string const& content, std::size_t limit = enou
 TEST(ADescription, HoldsWhatTheFileSays) {
     auto const outcome = readFrom(smallCamera().description());
     ASSERT_TRUE(outcome.description.has_value());
-    EXPECT_EQ(outcome.failure, DescriptionFailure::none);
+    EXPECT_FALSE(outcome.failure.has_value());
     ASSERT_EQ(outcome.description->optics.size(), 1U);
     auto const& optic = outcome.description->optics[0];
     EXPECT_EQ(optic.FOV, 23);

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,12 +27,12 @@ bool isOpen(int descriptor) {
 /// somebody else opens the file.
 class Leaseholder {
 public:
-    explicit Leaseholder(std::string const& path) {
+    explicit Leaseholder(std::string const& path, int delayInMilliseconds = 0) {
         int pipe[2];
         EXPECT_EQ(::pipe(pipe), 0);
         m_child = fork();
         if (m_child == 0)
-            hold(path.c_str(), pipe[1]);
+            hold(path.c_str(), pipe[1], delayInMilliseconds);
         close(pipe[1]);
         char held = 'n';
         EXPECT_EQ(read(pipe[0], &held, 1), 1);
@@ -55,7 +56,7 @@ public:
     }
 
 private:
-    [[noreturn]] static void hold(char const* path, int answer) {
+    [[noreturn]] static void hold(char const* path, int answer, int delayInMilliseconds) {
         sigset_t signals;
         sigemptyset(&signals);
         sigaddset(&signals, SIGIO);
@@ -67,6 +68,7 @@ private:
             _exit(2);
         int signal = 0;
         sigwait(&signals, &signal);
+        usleep(static_cast<useconds_t>(delayInMilliseconds) * 1000);
         _exit(signal == SIGIO ? 0 : 1); // which gives the lease up
     }
 
@@ -147,4 +149,19 @@ TEST(AFileDescriptor, OpensAFileOnWhichAnotherProcessHoldsAWriteLease) {
     Leaseholder holder(directory.path() + "/file");
     EXPECT_TRUE(FileDescriptor::openForReading((directory.path() + "/file").c_str()).valid());
     EXPECT_TRUE(holder.wasAsked());
+}
+
+TEST(AFileDescriptor, WaitsForALeaseThoughASignalComesMeanwhile) {
+    TemporaryDirectory const directory;
+    writeFile(directory.path() + "/file", "content");
+    Leaseholder holder(directory.path() + "/file", 300);
+    struct sigaction interrupt {};
+    interrupt.sa_handler = [](int) {
+    };
+    struct sigaction previous {};
+    sigaction(SIGALRM, &interrupt, &previous); // without SA_RESTART
+    itimerval const soon{{0, 0}, {0, 50000}};
+    setitimer(ITIMER_REAL, &soon, nullptr);
+    EXPECT_TRUE(FileDescriptor::openForReading((directory.path() + "/file").c_str()).valid());
+    sigaction(SIGALRM, &previous, nullptr);
 }

@@ -403,17 +403,16 @@ TEST(CameraSearch, LeavesTheWorkingDirectoryAndLogsNothing) {
         fs::current_path("/usr");
         zel::IRLogger::setVerbosity(zel::IRLOG_DEBUG, zel::IRLOG_OFF, nullptr);
         testing::internal::CaptureStderr();
-        zel::attachedCameras();
+        zel::forEachCamera([](zel::CameraEntry const&) { return true; });
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
         EXPECT_EQ(fs::current_path(), "/usr");
     });
 }
 
-TEST(AttachedCameras, AreThoseWithASerialNumberAsTheDirectoryListsThem) {
+TEST(CameraSearch, VisitsCamerasAsTheDirectoryListsThem) {
     inPrivateNamespaces([] {
         emptyUsbTree();
         attach("1-1", camera("101\n"));
-        attach("1-2", camera("0\n"));
         attach("1-3", camera("103\n"));
         attach("1-4", {"046d\n", "c31c\n", "104\n"});
         std::vector<unsigned long> expected;
@@ -421,18 +420,20 @@ TEST(AttachedCameras, AreThoseWithASerialNumberAsTheDirectoryListsThem) {
             if (entry == "1-1" || entry == "1-3")
                 expected.push_back(entry == "1-1" ? 101 : 103);
         }
-        auto const cameras = zel::attachedCameras();
-        EXPECT_EQ(cameras.error, 0);
-        EXPECT_EQ(cameras.serials, expected);
+        std::vector<unsigned long> serials;
+        auto const visit = [&](zel::CameraEntry const& entry) {
+            serials.push_back(entry.serial);
+            return true;
+        };
+        EXPECT_EQ(zel::forEachCamera(visit), 0);
+        EXPECT_EQ(serials, expected);
     });
 }
 
-TEST(AttachedCameras, AreUnknownWithTheReasonWhenTheTreeCannotBeListed) {
+TEST(CameraSearch, GivesTheReasonWhenTheTreeCannotBeListed) {
     inPrivateNamespaces([] {
         support::mountTmpfs("/sys/bus");
-        auto const cameras = zel::attachedCameras();
-        EXPECT_EQ(cameras.error, ENOENT);
-        EXPECT_TRUE(cameras.serials.empty());
+        EXPECT_EQ(zel::forEachCamera([](zel::CameraEntry const&) { return true; }), ENOENT);
     });
 }
 

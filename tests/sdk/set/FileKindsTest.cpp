@@ -5,7 +5,6 @@
 #include <string>
 
 using zel::set::belongsTo;
-using zel::set::belongsToSet;
 using zel::set::descriptionName;
 using zel::set::FileKind;
 using zel::set::FileName;
@@ -55,11 +54,11 @@ TEST(AFile, BelongsToExactlyOneCamera) {
 }
 
 TEST(AFile, BelongsToASetBeyond31BitsByTheSignedNumber) {
-    EXPECT_TRUE(belongsToSet("Cali--1.xml", static_cast<int>(4294967295UL)));
-    EXPECT_FALSE(belongsToSet("Cali--1.xml", 1));
-    EXPECT_FALSE(belongsToSet("Cali-4294967295.xml", -1));
-    EXPECT_FALSE(belongsToSet("Cali--12.xml", -1));
-    EXPECT_TRUE(belongsToSet("Kennlinie-14080045-23-M20-100.prn", 14080045));
+    EXPECT_TRUE(belongsTo("Cali--1.xml", static_cast<int>(4294967295UL)));
+    EXPECT_FALSE(belongsTo("Cali--1.xml", 1));
+    EXPECT_FALSE(belongsTo("Cali-4294967295.xml", -1));
+    EXPECT_FALSE(belongsTo("Cali--12.xml", -1));
+    EXPECT_TRUE(belongsTo("Kennlinie-14080045-23-M20-100.prn", 14080045));
 }
 
 TEST(AFilesName, IsPrefixStemAndSuffix) {
