@@ -363,7 +363,7 @@ protected:
     TemporaryDirectory const directory;
 };
 
-/// What the description holds now, told by the names of its files.
+/// What the description holds now, in the form of its files' name stems.
 std::vector<std::string> stems(ConfigCali const& description) {
     std::vector<std::string> found;
     for (auto const& optic : *description.optics) {

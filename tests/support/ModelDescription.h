@@ -31,7 +31,7 @@ struct ModelDescription {
     struct Optic {
         int fieldOfView = 0;
         int serial = 0;
-        std::string text; // empty when missing: both identify the same optic
+        std::string text; // empty for a missing one: both identify the same optic
         bool samplePointCalibrated = false;
         std::vector<TemperatureRange> ranges;
     };

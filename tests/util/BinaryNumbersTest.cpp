@@ -1,5 +1,5 @@
-// What becomes of binary numbers with a C library that knows them. The linker puts one in the place
-// of the installed library, which may not.
+// How binary numbers are read with a C library that supports them. The linker replaces that of this
+// system, which may not.
 
 #include "sdk/SimpleXML.h"
 #include "util/StringHelpers.h"

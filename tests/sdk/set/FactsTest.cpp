@@ -1,4 +1,5 @@
-// Scripts cannot include a header. What they spell of the set and its directory is held to it here.
+// Scripts cannot include a header, so they repeat directories and names. These tests hold them to
+// the header.
 #include "sdk/set/FileKinds.h"
 #include "util/DefaultDirectories.h"
 
