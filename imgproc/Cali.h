@@ -25,9 +25,8 @@ public:
     /// Result of load() for a description that cannot be opened or parsed.
     static constexpr int loadFailed = static_cast<int>(0x80070005U);
 
-    /// @return The one instance, made on the first call or after it was deleted, and never
-    /// destroyed
-    ///         by the library; null when memory runs out. Nobody needs to delete it.
+    /// @return The one instance, made on the first call or after it was deleted; null when memory
+    ///         runs out. The library never destroys it, and nobody needs to delete it.
     static ConfigCali* getInstance() noexcept;
 
     /// The initial content. @throws std::bad_alloc
@@ -50,9 +49,8 @@ public:
     /// alone, whatever directory is given and whether or not the file has changed since. The
     /// description of another camera is discarded first, whether or not the load succeeds. Sets the
     /// process's numeric locale to "C", as SimpleXML does, and logs for debugging.
-    /// @param path         Directory of the file, without a trailing '/'; cut to 260 characters,
-    /// and
-    ///                     its last component is created when missing. Empty for "Imager" in the
+    /// @param path         Directory of the file, without a trailing '/', cut to 260 characters.
+    ///                     Its last component is created when missing. Empty for "Imager" in the
     ///                     working directory.
     ///                     Null fails at once.
     /// @param serialNumber Serial number of the camera.

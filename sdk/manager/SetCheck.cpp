@@ -142,9 +142,8 @@ bool check(ConfigCali const* description, char const* descriptionName, char cons
     return false;
 }
 
-/// @return The caller's format for a kind of file; null for a kind that callers cannot name, which
-/// is
-///         checked under its own name.
+/// @return The caller's format for a kind of file. Null for a kind that callers have no format for:
+///         such files are checked under their own names.
 char const* formatOf(FileKind kind, SetNaming const& naming) noexcept {
     switch (kind) {
     case FileKind::data:

@@ -9,9 +9,8 @@ namespace zel::xml {
 /// Reads a plain decimal number, which needs none of the C library's scanning.
 /// @param text  The whole text.
 /// @param value Receives the number; untouched when the result is false.
-/// @return false for anything else, which scanNumber() reads: a signed integer, white space,
-/// another
-///         base, an exponent, a number out of range.
+/// @return false for anything else, which scanNumber() reads: a signed integer, white space, other
+///         bases, an exponent, a number out of range.
 bool readPlainNumber(std::string_view text, int* value) noexcept;
 /// @copydoc readPlainNumber(std::string_view, int*)
 bool readPlainNumber(std::string_view text, long* value) noexcept;
