@@ -6,7 +6,7 @@
 #include <clocale>
 #include <system_error>
 
-#include <locale.h>
+#include <locale.h> // NOLINT(modernize-deprecated-headers): newlocale(3) is POSIX
 
 namespace zel::xml {
 
