@@ -107,8 +107,7 @@ struct RangeIdentity {
 /// The ranges of an optic, in the file's order.
 using TempRangeTable = LookupTable<TempRangeDefinition, RangeIdentity>;
 
-/// @return The ranges of an optic of which no others are known: -20 to 100, 0 to 250 and 150 to
-/// 900.
+/// @return The ranges of an optic without others: -20 to 100, 0 to 250 and 150 to 900.
 /// @throws std::bad_alloc
 ZENTHO_API TempRangeTable defaultTempRanges();
 

@@ -57,7 +57,7 @@ void setDirectory(char* buffer, char const* dir) noexcept {
 bool downloadAll(char const* fileList, std::string const& serialText, std::string const& targetDir,
                  std::vector<std::string> const& links) {
     bool success = false;
-    for (std::string const& name : namesIn(fileList)) {
+    for (std::string const& name : namesOfList(fileList)) {
         FetchOutcome const outcome = fetchFile(name, serialText, targetDir, links);
         success = success || outcome.started;
         if (!success) {
@@ -73,7 +73,7 @@ bool downloadMissing(SetCheck const& check, unsigned long serial, std::string co
     if (check.missing == nullptr) // for want of memory
         return false;
     std::string own;
-    for (std::string const& name : namesIn(check.missing.get())) {
+    for (std::string const& name : namesOfList(check.missing.get())) {
         if (set::belongsTo(name, static_cast<int>(serial)))
             own += name + ";";
     }

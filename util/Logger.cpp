@@ -18,6 +18,7 @@ constexpr std::size_t usualLineLength = 240; // longer lines reallocate
 
 char const* levelTag(unsigned int level) noexcept {
     static constexpr std::array<char const*, 4> tags{"ERROR ", "WARNING ", "INFO ", "DEBUG "};
+    static_assert(tags.size() == static_cast<std::size_t>(LogLevel::debug) + 1);
     return level < tags.size() ? tags[level] : tags[0];
 }
 

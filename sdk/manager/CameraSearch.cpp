@@ -20,9 +20,6 @@ namespace zel {
 
 namespace {
 
-constexpr std::string_view cameraVendor = "0403";
-constexpr std::string_view cameraProduct = "de37";
-
 // Far more than the page that an attribute of sysfs has at most. Reading ends there, so that
 // nothing else in its place can fill the memory.
 constexpr std::size_t longestLine = 65536;

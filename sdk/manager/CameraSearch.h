@@ -11,6 +11,11 @@ namespace zel {
 /// The USB device tree: a directory with a link for each device and interface.
 constexpr char const* usbDevices = "/sys/bus/usb/devices";
 
+/// USB vendor identifier of the cameras, as sysfs shows it.
+constexpr char const* cameraVendor = "0403";
+/// USB product identifier of the cameras, likewise.
+constexpr char const* cameraProduct = "de37";
+
 /// What the search met at one entry of the device tree.
 struct CameraEntry {
     /// `errno` of an entry whose status cannot be taken; 0 for a camera.

@@ -56,7 +56,7 @@ DownloadLinks readDownloadLinks() {
     return links;
 }
 
-std::vector<std::string> namesIn(char const* fileList) {
+std::vector<std::string> namesOfList(char const* fileList) {
     std::vector<std::string> names;
     std::istringstream list(fileList);
     for (std::string name; std::getline(list, name, ';');)

@@ -34,7 +34,7 @@ DownloadLinks readDownloadLinks();
 /// @param fileList File names, each followed by a ';'; the last one may lack it.
 /// @return The names; one between two ';' is empty.
 /// @throws std::bad_alloc
-std::vector<std::string> namesIn(char const* fileList);
+std::vector<std::string> namesOfList(char const* fileList);
 
 /// Outcome of fetching one file.
 struct FetchOutcome {

@@ -31,12 +31,14 @@ struct KindOfFile {
     Need need;               ///< how many there are
 };
 
-/// Every kind of file, in the order in which the files of one data set are checked.
+/// Every kind of file, in the order in which the files of one data set are checked: the description
+/// first, and kinds of one prefix next to each other.
 inline constexpr std::array<KindOfFile, 3> kinds{{
     {FileKind::description, "Cali-", ".xml", Need::oncePerCamera},
     {FileKind::data, "Cali-", ".dat", Need::everyDataSet},
     {FileKind::curve, "Kennlinie-", ".prn", Need::unlessSamplePointCalibrated},
 }};
+static_assert(kinds.front().kind == FileKind::description);
 
 /// Room for a file name, in characters, with its terminator; a longer name is cut.
 constexpr std::size_t nameRoom = 260;

@@ -21,6 +21,36 @@ struct Element {
     bool exists() const noexcept { return end >= 0; }
 };
 
+/// Goes through elements from the first one inside a parent; each is searched for after the end of
+/// the one before.
+/// @param elements What has firstFrom().
+/// @param parent   An element.
+/// @param index    Which of the elements inside the parent, 0 for the first.
+/// @return That element; it ends before the parent does.
+template <class Elements>
+Element insideOneByOne(Elements const& elements, Element parent, int index) noexcept {
+    Element found = elements.firstFrom(parent.start);
+    for (int i = 0; i < index && found.exists(); ++i)
+        found = elements.firstFrom(found.end);
+    return found.end < parent.end ? found : Element{};
+}
+
+/// Counts elements as insideOneByOne() goes through them, including one that ends where the parent
+/// ends.
+/// @param elements What has firstFrom().
+/// @param parent   An element.
+/// @return How many there are.
+template <class Elements>
+unsigned int countOneByOne(Elements const& elements, Element parent) noexcept {
+    unsigned int count = 0;
+    Element found = elements.firstFrom(parent.start);
+    while (found.exists() && found.end <= parent.end) {
+        ++count;
+        found = elements.firstFrom(found.end);
+    }
+    return count;
+}
+
 /// The elements of one name in the order of their opening tags.
 class NamedElements {
 public:
@@ -52,7 +82,7 @@ public:
     ///         elements of this name hold elements of this name: then it takes them one by one.
     Element inside(Element parent, int index) const noexcept {
         if (!m_areDisjoint)
-            return insideOneByOne(parent, index);
+            return insideOneByOne(*this, parent, index);
         Element const* const first = positionFrom(parent.start);
         if (index >= m_end - first)
             return {};
@@ -65,7 +95,7 @@ public:
     ///         parent ends. Takes the time of inside().
     unsigned int countInside(Element parent) const noexcept {
         if (!m_areDisjoint)
-            return countOneByOne(parent);
+            return countOneByOne(*this, parent);
         Element const* const first = positionFrom(parent.start);
         Element const* const after = std::partition_point(
             first, m_end, [parent](Element const& element) { return element.end <= parent.end; });
@@ -90,23 +120,6 @@ private:
         return std::partition_point(m_begin, m_end, [this, from](Element const& element) {
             return isBefore(element, from);
         });
-    }
-
-    Element insideOneByOne(Element parent, int index) const noexcept {
-        Element found = firstFrom(parent.start);
-        for (int i = 0; i < index && found.exists(); ++i)
-            found = firstFrom(found.end);
-        return found.end < parent.end ? found : Element{};
-    }
-
-    unsigned int countOneByOne(Element parent) const noexcept {
-        unsigned int count = 0;
-        Element found = firstFrom(parent.start);
-        while (found.exists() && found.end <= parent.end) {
-            ++count;
-            found = firstFrom(found.end);
-        }
-        return count;
     }
 
     Element const* m_begin = nullptr;

@@ -39,21 +39,10 @@ public:
     }
 
     Element inside(Element parent, int index) const noexcept {
-        Element found = firstFrom(parent.start);
-        for (int i = 0; i < index && found.exists(); ++i)
-            found = firstFrom(found.end);
-        return found.end < parent.end ? found : Element{};
+        return insideOneByOne(*this, parent, index);
     }
 
-    unsigned int countInside(Element parent) const noexcept {
-        unsigned int count = 0;
-        Element found = firstFrom(parent.start);
-        while (found.exists() && found.end <= parent.end) {
-            ++count;
-            found = firstFrom(found.end);
-        }
-        return count;
-    }
+    unsigned int countInside(Element parent) const noexcept { return countOneByOne(*this, parent); }
 
 private:
     std::string_view m_document;

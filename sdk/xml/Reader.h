@@ -41,7 +41,9 @@ public:
     Reader(Reader const&) = delete; // its index points into it
     Reader& operator=(Reader const&) = delete;
 
-    /// Reads a file from its current offset.
+    /// Reads a file from its current offset, in four steps, a file each: its text (FileText), the
+    /// part between the root's tags (RootContent), without comments (Comments), and where its
+    /// elements are (ElementIndex). Select the root next.
     /// @param file      An open file.
     /// @param rootname  Name of the root element.
     /// @param sizeLimit Largest size accepted, in bytes; #largestFile counts when it
@@ -101,7 +103,8 @@ public:
     std::optional<std::string_view> childText(std::string_view name) const;
 
     /// Reads the first element of a name inside the selected one as a number, in the "C" locale:
-    /// an int as "%i", a long as "%ld", a float as "%f" of `scanf(3)`.
+    /// an int as "%i", a long as "%ld", a float as "%f" of `scanf(3)`. (A further type is added in
+    /// Numbers.h, and instantiated in Reader.cpp.)
     /// @param name  The name.
     /// @param value Receives the number; untouched when the element holds none.
     /// @return Whether there is such an element, whatever its text. @throws std::bad_alloc

@@ -57,7 +57,7 @@ Findings examineSet(unsigned long serial) {
     auto const files = set.lookAtAll();
     Findings findings;
     findings.unusable = set.missing(files);
-    for (SetFile const& file : files) {
+    for (LookedAtFile const& file : files) {
         bool const useless = file.name == set.descriptionName() && set.description() == nullptr;
         findings.wanted.push_back(file.name);
         if (file.look.empty)

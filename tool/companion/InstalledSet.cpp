@@ -118,8 +118,8 @@ OpenedFile InstalledSet::open(std::string const& name) const {
     return openFile(m_directory.get(), name, path(name));
 }
 
-std::vector<SetFile> InstalledSet::lookAtAll() const {
-    std::vector<SetFile> files;
+std::vector<LookedAtFile> InstalledSet::lookAtAll() const {
+    std::vector<LookedAtFile> files;
     for (std::string& name : names()) {
         Look const seen = look(name);
         files.push_back({std::move(name), seen});
@@ -127,26 +127,26 @@ std::vector<SetFile> InstalledSet::lookAtAll() const {
     return files;
 }
 
-bool InstalledSet::isMissing(SetFile const& file) const {
+bool InstalledSet::isMissing(LookedAtFile const& file) const {
     return file.look.error != 0 || (!m_description && file.name == m_descriptionName);
 }
 
-std::vector<std::string> InstalledSet::missing(std::vector<SetFile> const& files) const {
+std::vector<std::string> InstalledSet::missing(std::vector<LookedAtFile> const& files) const {
     std::vector<std::string> names;
-    for (SetFile const& file : files) {
+    for (LookedAtFile const& file : files) {
         if (isMissing(file))
             names.push_back(file.name);
     }
     return names;
 }
 
-std::vector<std::string> InstalledSet::remarks(std::vector<SetFile> const& files) const {
+std::vector<std::string> InstalledSet::remarks(std::vector<LookedAtFile> const& files) const {
     std::vector<std::string> remarks;
     if (m_description && description() == nullptr) {
         remarks.push_back("The description " + path(m_descriptionName) +
                           " names no optic, so it asks for no files.");
     }
-    for (SetFile const& file : files) {
+    for (LookedAtFile const& file : files) {
         if (!isMissing(file) || !file.look.there)
             continue;
         std::string const why =
@@ -154,7 +154,7 @@ std::vector<std::string> InstalledSet::remarks(std::vector<SetFile> const& files
                                  : "cannot be read as a description; -v tells why";
         remarks.push_back(path(file.name) + " is there, but " + why + ".");
     }
-    for (SetFile const& file : files) {
+    for (LookedAtFile const& file : files) {
         if (file.look.empty)
             remarks.push_back(path(file.name) + " is empty, which counts as there.");
     }

@@ -22,7 +22,7 @@ void requireCalibrationDirectory(std::string const& directory, int rights);
 std::string howToFetch(Options const& options);
 
 /// A file of a set.
-struct SetFile {
+struct LookedAtFile {
     std::string name; ///< without a directory
     Look look;        ///< what a look at it shows
 };
@@ -55,17 +55,17 @@ public:
     /// Opens a file of the directory for reading.
     OpenedFile open(std::string const& name) const;
     /// Looks at every file of the set. @return The files, in the order of names().
-    std::vector<SetFile> lookAtAll() const;
+    std::vector<LookedAtFile> lookAtAll() const;
 
     /// @return Whether a file counts as missing: one that cannot be opened for reading, or a
     ///         description that cannot be understood.
-    bool isMissing(SetFile const& file) const;
+    bool isMissing(LookedAtFile const& file) const;
     /// @param files Files of the set that were looked at.
     /// @return The names of those that are missing.
-    std::vector<std::string> missing(std::vector<SetFile> const& files) const;
+    std::vector<std::string> missing(std::vector<LookedAtFile> const& files) const;
     /// @param files Files of the set that were looked at.
     /// @return Remarks about files that a person would expect to be counted otherwise.
-    std::vector<std::string> remarks(std::vector<SetFile> const& files) const;
+    std::vector<std::string> remarks(std::vector<LookedAtFile> const& files) const;
     /// @return Remarks and what to do, for a set whose description() is null.
     std::vector<std::string> whyNoDescription(Options const& options) const;
 

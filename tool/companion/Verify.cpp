@@ -90,8 +90,8 @@ public:
 
     /// @param names Names of files that were compared.
     /// @return These files with what was seen of them in the calibration directory.
-    std::vector<SetFile> filesHere(Names const& names) const {
-        std::vector<SetFile> files;
+    std::vector<LookedAtFile> filesHere(Names const& names) const {
+        std::vector<LookedAtFile> files;
         for (std::string const& name : names)
             files.push_back({name, m_looks.at(name)});
         return files;

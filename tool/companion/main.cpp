@@ -42,8 +42,8 @@ void configureLog(Options const& options) {
                                                                 zel::IRLOG_INFO, zel::IRLOG_DEBUG};
     if (!options.logFile.empty())
         requireDirectory(directoryOf(options.logFile), W_OK | X_OK, "directory of the log file");
-    auto const verbosity = static_cast<std::size_t>(std::clamp(options.verbosity, 0, 3));
-    zel::IRLogger::setVerbosity(levels.at(verbosity),
+    auto const asked = static_cast<std::size_t>(std::max(options.verbosity, 0));
+    zel::IRLogger::setVerbosity(levels.at(std::min(asked, levels.size() - 1)),
                                 options.logFile.empty() ? zel::IRLOG_OFF : zel::IRLOG_DEBUG,
                                 options.logFile.c_str());
 }

@@ -1,5 +1,6 @@
 // Scripts cannot include a header, so they repeat directories and names. These tests hold them to
 // the header.
+#include "sdk/manager/CameraSearch.h"
 #include "sdk/set/FileKinds.h"
 #include "util/DefaultDirectories.h"
 
@@ -33,6 +34,9 @@ constexpr char const* filesWithDirectory[] = {
     "completions/fish/__zentho_cali_serials.fish",
     "docs/man/zentho-cali.1.scd",
     "docs/man/zentho-cali-install.1.scd",
+    "docs/building.md",
+    "README.md",
+    "sdk/IRCalibrationManager.h",
 };
 
 constexpr char const* completionsOfSerials[] = {
@@ -51,7 +55,7 @@ TEST(TheDefaultDirectories, AreTheSameWhereScriptsAndManualPagesSpellThem) {
         EXPECT_EQ(found.count(calibration), 1U) << file;
         found.erase(calibration);
         found.erase(formats);
-        EXPECT_EQ(found, std::set<std::string>()) << file;
+        EXPECT_EQ(found, std::set<std::string>()) << file << " names another directory";
     }
 }
 
@@ -73,4 +77,21 @@ TEST(TheCompletions, TakeSerialNumbersFromTheNamesOfDescriptions) {
                          pattern.substr(pattern.size() - description.suffix.size()));
         EXPECT_EQ(spelt, names) << file;
     }
+}
+
+TEST(TheManualPages, NameTheIdentifiersOfTheCamera) {
+    for (char const* const file :
+         {"docs/man/zentho-cali.1.scd", "docs/man/zentho-cali-install.1.scd"}) {
+        std::string const text = textOf(file);
+        EXPECT_NE(text.find(zel::cameraVendor), std::string::npos) << file;
+        EXPECT_NE(text.find(zel::cameraProduct), std::string::npos) << file;
+    }
+}
+
+// The description stands below the room that knows the names, so it spells its own.
+TEST(TheDescription, IsLoadedUnderTheNameThatTheSetGivesIt) {
+    zel::set::KindOfFile const& description = zel::set::kinds.front();
+    std::string const text = textOf("imgproc/Cali.cpp");
+    EXPECT_NE(text.find('"' + std::string(description.prefix) + "%i\""), std::string::npos);
+    EXPECT_NE(text.find('"' + std::string(description.suffix) + '"'), std::string::npos);
 }
