@@ -12,8 +12,9 @@ namespace {
 class SerialText {
 public:
     template <class Integer>
-    explicit SerialText(Integer serial) noexcept
-        : m_end(std::to_chars(m_digits.data(), m_digits.data() + m_digits.size(), serial).ptr) {}
+    explicit SerialText(Integer serial) noexcept {
+        m_end = std::to_chars(m_digits.data(), m_digits.data() + m_digits.size(), serial).ptr;
+    }
 
     std::string_view view() const noexcept {
         return {m_digits.data(), static_cast<std::size_t>(m_end - m_digits.data())};
@@ -21,7 +22,7 @@ public:
 
 private:
     std::array<char, 24> m_digits{};
-    char const* m_end;
+    char const* m_end = m_digits.data();
 };
 
 bool startsWith(std::string_view text, std::string_view start) noexcept {
