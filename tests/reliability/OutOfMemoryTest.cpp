@@ -2,6 +2,7 @@
 // or the operation's own failure value, never a wrong answer, and afterwards the object answers as
 // if nothing had happened.
 #include "imgproc/Cali.h"
+#include "imgproc/Description.h"
 #include "sdk/IRCalibrationManager.h"
 #include "sdk/IRLogger.h"
 #include "sdk/SimpleXML.h"
@@ -471,6 +472,21 @@ TEST_F(Cali, LoadsWholeOrStaysAtItsDefaults) {
             EXPECT_EQ(description.load(directory.path().c_str(), serial), 0);
             EXPECT_EQ(stems(description), exampleStems);
         });
+    });
+}
+
+TEST_F(Cali, IsReadAsAWholeValueOrNotAtAll) {
+    std::string const path = directory.path() + "/" + exampleCamera().descriptionName();
+    refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
+        auto const file = zel::FileDescriptor::openForReading(path.c_str());
+        DescriptionOutcome outcome;
+        withScarceMemory([&] { outcome = readDescription(file, 1 << 20); });
+        if (outcome.description) {
+            EXPECT_EQ(outcome.description->optics.size(), 2U);
+        } else {
+            EXPECT_TRUE(wasRefused());
+            EXPECT_EQ(outcome.failure, DescriptionFailure::noMemory);
+        }
     });
 }
 

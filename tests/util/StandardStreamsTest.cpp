@@ -1,5 +1,7 @@
 #include "util/StandardStreams.h"
 
+#include "sdk/manager/DefaultRoute.h"
+
 #include "tests/support/ClosedStreams.h"
 
 #include <gtest/gtest.h>
@@ -144,4 +146,22 @@ TEST(StandardStreams, AreNotOccupiedWithoutADescriptor) {
     }
     EXPECT_FALSE(occupied);
     EXPECT_STREQ(after.data(), "oco");
+}
+
+TEST(StandardStreams, AreNotOccupiedWithoutADescriptorToKeepOneThatChildrenDoNotInherit) {
+    bool occupied = true;
+    bool defaultRoute = true;
+    rlimit previous{};
+    getrlimit(RLIMIT_NOFILE, &previous);
+    {
+        Pipes const pipes;
+        fcntl(STDOUT_FILENO, F_SETFD, FD_CLOEXEC);
+        rlimit const few{STDERR_FILENO + 1, previous.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &few);
+        occupied = StandardStreams().occupied();
+        defaultRoute = zel::hasOneDefaultRoute();
+        setrlimit(RLIMIT_NOFILE, &previous);
+    }
+    EXPECT_FALSE(occupied);
+    EXPECT_FALSE(defaultRoute);
 }

@@ -51,7 +51,9 @@ std::string whatIsWrong(CLI::App const& app, CLI::ParseError const& mistake) {
     if (!beforeCommand.empty())
         return "Not expected before a command: " + joined(beforeCommand);
     auto const afterCommand = app.remaining(true);
-    return afterCommand.empty() ? mistake.what() : "Not expected: " + joined(afterCommand);
+    if (afterCommand.empty())
+        return mistake.what();
+    return "Not expected: " + joined(afterCommand);
 }
 
 /// Looks for the option itself: a mistake can end the parsing before it gets there.
@@ -73,9 +75,10 @@ std::optional<std::string> readCommandLine(int argc, char const* const* argv, Re
         return std::string(version.what()) + "\n";
     } catch (CLI::ParseError const& mistake) {
         request.options.json = asksForJson(argc, argv);
-        std::string const asked =
-            request.command != nullptr ? std::string(" ") + request.command->name : "";
-        std::string const hint = "'zentho-cali" + asked + " --help' tells what fits.";
+        std::string hint = "'zentho-cali";
+        if (request.command != nullptr)
+            hint.append(" ").append(request.command->name);
+        hint += " --help' tells what fits.";
         throw Failure{whatIsWrong(app, mistake), "", "", hint, Status::wrongUsage};
     }
     return std::nullopt;

@@ -176,7 +176,10 @@ int forEachEntry(std::string const& directory, EntryVisitor const& visit) {
 }
 
 std::string pathIn(std::string const& directory, std::string const& name) {
-    return directory.back() == '/' ? directory + name : directory + "/" + name;
+    std::string path = directory;
+    if (path.back() != '/')
+        path += '/';
+    return path + name;
 }
 
 std::set<std::string> namesIn(std::string const& directory) {

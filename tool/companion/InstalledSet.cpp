@@ -73,8 +73,9 @@ void requireCalibrationDirectory(std::string const& directory, int rights) {
 
 std::string howToFetch(Options const& options) {
     std::string const serial = std::to_string(options.serial);
-    bool const byDefault = options.directory == Options().directory;
-    std::string const target = byDefault ? "" : " -t " + options.directory;
+    std::string target;
+    if (options.directory != Options().directory)
+        target = " -t " + options.directory;
     return "'zentho-cali download " + serial + target + "' or 'zentho-cali-install -d" + serial +
            " -s DIR" + target + "' fetches what is missing.";
 }
@@ -149,9 +150,9 @@ std::vector<std::string> InstalledSet::remarks(std::vector<LookedAtFile> const& 
     for (LookedAtFile const& file : files) {
         if (!isMissing(file) || !file.look.there)
             continue;
-        std::string const why =
-            file.look.error != 0 ? std::string("cannot be read: ") + std::strerror(file.look.error)
-                                 : "cannot be read as a description; -v tells why";
+        std::string why = "cannot be read as a description; -v tells why";
+        if (file.look.error != 0)
+            why = std::string("cannot be read: ") + std::strerror(file.look.error);
         remarks.push_back(path(file.name) + " is there, but " + why + ".");
     }
     for (LookedAtFile const& file : files) {

@@ -62,14 +62,20 @@ std::string Terminal::sanitized(std::string const& text) const {
     std::string safe;
     for (std::size_t i = 0; i < text.size();) {
         Character const character = characterAt(text, i);
-        safe += character.printable ? text.substr(i, character.bytes) : "?";
+        if (character.printable)
+            safe.append(text, i, character.bytes);
+        else
+            safe += '?';
         i += character.bytes;
     }
     return safe;
 }
 
 std::string Terminal::inColour(char const* code, std::string const& text) const {
-    return colour ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
+    std::string coloured = text;
+    if (colour)
+        coloured.insert(0, "m").insert(0, code).insert(0, "\033[").append("\033[0m");
+    return coloured;
 }
 
 std::size_t displayWidth(std::string const& text) {

@@ -82,3 +82,14 @@ TEST(TheFilesOfASet, OfARangeListedTwiceHaveTheFirstFrameRates) {
             0, 250)),
         (Names{"Cali-12.xml", "Cali-12-23-0-250-27.dat", "Cali-12-23-0-250-27.dat"}));
 }
+
+TEST(TheFilesOfASet, AreFoundAmongManyRangesToo) {
+    auto many = camera(serial).optic(23).samplePointCalibrated();
+    Names expected{"Cali-12.xml"};
+    for (int i = 0; i < 40; ++i) {
+        many.range(i, 100 + i).frameRate(27);
+        expected.push_back("Cali-12-23-" + std::to_string(i) + "-" + std::to_string(100 + i) +
+                           "-27.dat");
+    }
+    EXPECT_EQ(filesOf(many), expected);
+}
