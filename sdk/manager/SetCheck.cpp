@@ -115,7 +115,7 @@ void reportDescriptionMissing(char const* name, char const* separator, char* out
 }
 
 /// @param description     The loaded description, or null.
-/// @param descriptionName Its name, listed when there is none; followed by the separator.
+/// @param descriptionName Its name, listed with the separator when it could not be loaded.
 /// @param testDescribed   Tests all files that the description asks for.
 /// @return Whether nothing is missing; the rest of the answer is in the list or its size.
 template <class TestDescribed>

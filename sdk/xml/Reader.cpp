@@ -115,8 +115,8 @@ Element Reader::findByIndex(std::string_view name, int index) const {
                [parent, index](auto const& elements) { return elements.inside(parent, index); });
 }
 
-/// Leaves the selected element and enters the next one of the same name. @return false when there
-/// is none; the parent is selected then.
+/// Leaves the selected element and enters the next one of the same name.
+/// @return false after the last one, which leaves the parent selected.
 bool Reader::moveToNext(std::string_view name) {
     int const end = selected().end;
     leave();

@@ -60,14 +60,16 @@ public:
     void selectRoot() noexcept;
 
     /// Descends into the first element of a name inside the selected one.
-    /// @return false when there is none or the depth is #maxDepth; the selection stays then.
+    /// @return false when there is none or the depth is #maxDepth; the selection does not change
+    ///         then.
     /// @throws std::bad_alloc
     bool enter(std::string_view name) { return select(findFirst(name)); }
 
     /// Descends into an element of a name inside the selected one.
     /// @param name  The name.
     /// @param index Which of them, 0 for the first; each is searched for after the one before.
-    /// @return false when there are fewer or the depth is #maxDepth; the selection stays then.
+    /// @return false when there are fewer or the depth is #maxDepth; the selection does not change
+    ///         then.
     /// @throws std::bad_alloc
     bool enter(std::string_view name, int index) { return select(findByIndex(name, index)); }
 
