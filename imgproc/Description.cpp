@@ -185,10 +185,10 @@ DescriptionOutcome readDescription(zel::FileDescriptor const& file, std::size_t 
     Reader xml;
     Loading const loading = xml.load(file, descriptionRoot, sizeLimit);
     if (loading == Loading::unreadable)
-        return {std::nullopt, DescriptionFailure::unreadable, errno};
+        return {std::nullopt, DescriptionFailure::unreadable, errno, false};
     if (loading == Loading::malformed)
-        return {std::nullopt, DescriptionFailure::malformed, 0};
-    return {collectDescription(xml, MainSection()), std::nullopt, 0};
+        return {std::nullopt, DescriptionFailure::malformed, 0, false};
+    return {collectDescription(xml, MainSection()), std::nullopt, 0, xml.isRootClosed()};
 } catch (...) {
-    return {std::nullopt, DescriptionFailure::noMemory, 0};
+    return {std::nullopt, DescriptionFailure::noMemory, 0, false};
 }

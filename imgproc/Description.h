@@ -30,6 +30,7 @@ struct DescriptionOutcome {
     std::optional<Description> description;    ///< nothing on failure
     std::optional<DescriptionFailure> failure; ///< nothing when there is a description
     int error = 0; ///< the system's error number of an unreadable file; EFBIG for one too large
+    bool isClosed = false; ///< the root element's closing tag is there: the file was not cut off
 };
 
 /// Reads a description. Changes nothing outside: no log, no locale, no directory. Safe from several

@@ -65,7 +65,7 @@ Loading Reader::load(FileDescriptor const& file, std::string_view rootname,
     auto text = readText(file, std::min(sizeLimit, largestFile));
     if (!text)
         return Loading::unreadable;
-    keepRootContent(*text, rootname);
+    m_isRootClosed = keepRootContent(*text, rootname);
     auto const left = removeComments(text->characters.get(), text->size);
     m_characters = std::move(text->characters);
     m_length = static_cast<int>(text->size);

@@ -53,6 +53,11 @@ public:
     /// @throws std::bad_alloc, which leaves an empty document.
     Loading load(FileDescriptor const& file, std::string_view rootname, std::size_t sizeLimit);
 
+    /// @return Whether the last document that was loaded had the root's closing tag. A file that
+    /// was
+    ///         cut off has none, and neither has one with a line that is too long.
+    bool isRootClosed() const noexcept { return m_isRootClosed; }
+
     /// @return The text of the whole document.
     std::string_view text() const noexcept { return m_document; }
 
@@ -129,6 +134,7 @@ private:
     bool select(Element element) noexcept;
     std::string_view textOf(Element element) const noexcept;
 
+    bool m_isRootClosed = false;
     int m_length = 0; // characters of the document, comments included
     std::array<int, maxDepth + 1> m_starts{};
     std::array<int, maxDepth + 1> m_ends{};

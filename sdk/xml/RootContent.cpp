@@ -90,7 +90,7 @@ void replaceCarriageReturns(FileText& text) noexcept {
 
 } // namespace
 
-void keepRootContent(FileText& text, std::string_view rootname) {
+bool keepRootContent(FileText& text, std::string_view rootname) {
     std::string const opening = std::string("<").append(rootname); // no '>': it may have attributes
     Lines lines(text);
     auto line = lines.next();
@@ -106,6 +106,7 @@ void keepRootContent(FileText& text, std::string_view rootname) {
     }
     text.size = kept;
     replaceCarriageReturns(text);
+    return line.has_value();
 }
 
 } // namespace zel::xml

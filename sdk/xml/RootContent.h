@@ -14,7 +14,8 @@ namespace zel::xml {
 /// the document. Without the root nothing is left. Carriage returns become line feeds.
 /// @param text     The file's text, reduced in place.
 /// @param rootname Name of the root element; its opening tag may have attributes.
+/// @return Whether the line of the closing tag was found.
 /// @throws std::bad_alloc
-void keepRootContent(FileText& text, std::string_view rootname);
+bool keepRootContent(FileText& text, std::string_view rootname);
 
 } // namespace zel::xml
