@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <system_error>
 
 namespace zel::set {
 
@@ -49,6 +50,25 @@ bool fitsAnyKind(std::string_view name, std::string_view serial) noexcept {
                        [&](KindOfFile const& kind) { return fits(name, kind, serial); });
 }
 
+char lower(char c) noexcept {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool equalButForCase(std::string_view a, std::string_view b) noexcept {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return lower(x) == lower(y); });
+}
+
+/// @return The serial number at the start of a text, without leading zeros, which names do not
+/// have.
+std::optional<unsigned long> serialAt(std::string_view text) noexcept {
+    int serial = 0;
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), serial);
+    if (error != std::errc() || serial <= 0 || text.front() == '0')
+        return std::nullopt;
+    return static_cast<unsigned long>(serial);
+}
+
 } // namespace
 
 FileName::FileName(KindOfFile const& kind, std::string_view stem) noexcept {
@@ -79,6 +99,33 @@ bool belongsTo(std::string_view name, unsigned long serial) noexcept {
 
 bool belongsTo(std::string_view name, int serial) noexcept {
     return fitsAnyKind(name, SerialText(serial).view());
+}
+
+std::optional<unsigned long> ownerOf(std::string_view name) noexcept {
+    for (KindOfFile const& kind : kinds) {
+        if (equalButForCase(name.substr(0, kind.prefix.size()), kind.prefix))
+            return serialAt(name.substr(kind.prefix.size()));
+    }
+    return std::nullopt;
+}
+
+std::string inProperCase(std::string_view name) {
+    std::string proper(name);
+    for (KindOfFile const& kind : kinds) {
+        if (!equalButForCase(name.substr(0, kind.prefix.size()), kind.prefix))
+            continue;
+        proper.replace(0, kind.prefix.size(), kind.prefix);
+        auto const suffixAt = name.size() - std::min(kind.suffix.size(), name.size());
+        if (equalButForCase(name.substr(suffixAt), kind.suffix))
+            proper.replace(suffixAt, kind.suffix.size(), kind.suffix);
+    }
+    return proper;
+}
+
+std::string inLowerCase(std::string_view name) {
+    std::string lowered(name);
+    std::transform(name.begin(), name.end(), lowered.begin(), lower);
+    return lowered;
 }
 
 } // namespace zel::set

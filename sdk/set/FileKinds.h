@@ -4,6 +4,8 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace zel::set {
@@ -81,5 +83,19 @@ bool belongsTo(std::string_view name, unsigned long serial) noexcept;
 /// @param serial Serial number of a camera.
 /// @return Whether the file belongs to exactly this camera.
 bool belongsTo(std::string_view name, int serial) noexcept;
+
+/// Finds out whose a file is, by a name whose letters may have another case: some file systems of
+/// sticks keep names in capitals.
+/// @param name Name of a file.
+/// @return Serial number of the camera, 1 to 2147483647; nothing for a file of no camera.
+std::optional<unsigned long> ownerOf(std::string_view name) noexcept;
+
+/// @param name Name of a camera's file; its letters may have another case.
+/// @return The name with the prefix, and the suffix if it is one of the prefix's kinds, as they are
+///         spelt. @throws std::bad_alloc
+std::string inProperCase(std::string_view name);
+
+/// @return The name with small letters instead of the capitals A to Z. @throws std::bad_alloc
+std::string inLowerCase(std::string_view name);
 
 } // namespace zel::set
