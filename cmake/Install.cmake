@@ -18,6 +18,20 @@ install(TARGETS zentho_cali EXPORT zentho-cali
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 
+if(TARGET zentho_store)
+    set_target_properties(zentho_store PROPERTIES
+        EXPORT_NAME store
+        OUTPUT_NAME zentho-store
+        VERSION ${PROJECT_VERSION}
+        SOVERSION ${PROJECT_VERSION_MAJOR})
+    target_include_directories(zentho_store PUBLIC
+        $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/zentho-cali>)
+    install(TARGETS zentho_store EXPORT zentho-cali
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library
+            NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+endif()
+
 # Only what a user of the library includes and what that includes in turn, in the folders under
 # which the headers include each other.
 set(public_headers
@@ -31,6 +45,9 @@ set(public_headers
     util/Export.h
     util/Logger.h
     util/StringHelpers.h)
+if(TARGET zentho_store)
+    list(APPEND public_headers store/CalibrationStore.h store/Results.h store/Source.h)
+endif()
 foreach(header IN LISTS public_headers)
     get_filename_component(folder ${header} DIRECTORY)
     install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zentho-cali/${folder}

@@ -1,0 +1,62 @@
+/// @file
+/// The files of a source that are to have one name.
+#pragma once
+
+#include "store/SourceSums.h"
+#include "store/SourceTree.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zel::store {
+
+/// The files of a source that are to have one name.
+struct Copies {
+    std::vector<SourceFile const*> files; ///< sorted by path; not empty
+    bool isRespelt = false;               ///< they have other letters than the name
+};
+
+/// A camera's files of a source, by the names that they are to have. Letter case decides nothing: a
+/// file with exactly the right name goes before one with other letters, and takes its place.
+class CopiesByName {
+public:
+    /// @param files The camera's files.
+    /// @param asked The names that the description asks for. @throws std::bad_alloc
+    CopiesByName(std::vector<SourceFile> const& files, std::vector<std::string> const& asked);
+
+    /// @return The copies, by name.
+    std::map<std::string, Copies> const& all() const noexcept { return m_copies; }
+    /// @return The copies of a name; null without any.
+    Copies const* find(std::string const& name) const noexcept;
+    /// @return Files that another one with exactly the right name displaces.
+    std::vector<SourceFile const*> const& displaced() const noexcept { return m_displaced; }
+
+private:
+    void add(SourceFile const& file, std::string const& name);
+
+    std::map<std::string, Copies> m_copies;
+    std::vector<SourceFile const*> m_displaced;
+};
+
+/// What the copies of one name are.
+struct CopiesLook {
+    bool differ = false;          ///< they have different bytes
+    std::string contradictedPath; ///< one that a sum beside it contradicts; empty without one
+    std::uint64_t size = 0;       ///< size of the first
+    std::optional<Digest> digest; ///< sum of the first, if it had to be read
+};
+
+/// Looks at the copies of one name. Their bytes are read only where somebody has to know them: when
+/// there are several, when there is a sum beside one, and when they may be those of another file.
+/// @param otherSize Size of the file that they may be the same as; nothing for no such file.
+/// @param reporter  Told of the bytes.
+/// @throws Stop when one cannot be read
+CopiesLook lookAtCopies(SourceTree const& tree, Copies const& copies, SourceSums& sums,
+                        std::optional<std::uint64_t> otherSize, Reporter& reporter);
+
+/// @return The paths of copies, as messages show them. @throws std::bad_alloc
+std::vector<std::string> pathsOf(SourceTree const& tree, Copies const& copies);
+
+} // namespace zel::store

@@ -1,0 +1,305 @@
+#include "store/InstallPlan.h"
+
+#include "sdk/set/FileKinds.h"
+#include "store/Copies.h"
+#include "store/FileSum.h"
+#include "store/Stop.h"
+#include "store/Sums.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <set>
+#include <unordered_set>
+#include <utility>
+
+namespace zel::store {
+
+namespace {
+
+/// Makes one plan.
+class Planner {
+public:
+    Planner(SourceTree const& tree, unsigned long serial, InstalledFiles const& installed,
+            InstallOptions const& options, Reporter& reporter)
+        : m_tree(tree), m_serial(serial), m_installed(installed), m_options(options),
+          m_reporter(reporter), m_sums(tree, serial),
+          m_descriptionName(set::descriptionName(serial).view()) {}
+
+    InstallPlan make() {
+        m_reporter.begin(Phase::comparing);
+        m_plan.remarks = m_tree.remarksOn(m_serial);
+        std::vector<std::string> asked{m_descriptionName};
+        if (readDescription(asked))
+            planFiles(asked);
+        finish();
+        return std::move(m_plan);
+    }
+
+private:
+    /// @param asked Receives the names that the description asks for.
+    /// @return Whether the other files can be planned.
+    bool readDescription(std::vector<std::string>& asked) {
+        CopiesByName const copies(m_tree.filesOf(m_serial), asked);
+        Copies const* const found = copies.find(m_descriptionName);
+        if (found == nullptr) {
+            m_lacks = true;
+            m_plan.files.push_back({m_descriptionName, FileState::missing, 0, {}, ""});
+            // New data under an old description could pass for one set.
+            return m_options.partial && m_installed.placeOf(m_descriptionName) == Place::nothing;
+        }
+        CopiesLook const look = lookAt(m_descriptionName, *found);
+        if (refuse(m_descriptionName, *found, look))
+            return false;
+        std::string const path = found->files.front()->path();
+        OpenedFile const opened = m_tree.open(path);
+        if (opened.error != 0)
+            stop("Cannot read", m_tree.shownPath(path), opened.error);
+        auto description = readSetDescription(opened.file, m_tree.shownPath(path), m_serial);
+        if (!description.description) {
+            refuse(m_descriptionName, FileState::damaged, {m_tree.shownPath(path)},
+                   description.whyNot);
+            return false;
+        }
+        m_sameDescription = isInstalled(m_descriptionName, look);
+        asked = description.names;
+        m_plan.newDescription = std::move(description);
+        return true;
+    }
+
+    void planFiles(std::vector<std::string> const& asked) {
+        m_asked.insert(asked.begin(), asked.end());
+        CopiesByName const copies(m_tree.filesOf(m_serial), asked);
+        for (SourceFile const* const file : copies.displaced())
+            m_plan.remarks.push_back({m_tree.shownPath(file->path()),
+                                      "Left out, since there is another one with exactly the right "
+                                      "name:"});
+        for (auto const& [name, found] : copies.all()) {
+            planFile(name, found);
+            m_reporter.fileDone();
+        }
+        for (std::string const& name : asked) {
+            if (copies.find(name) == nullptr && name != m_descriptionName)
+                planMissing(name);
+        }
+        if (m_plan.newDescription)
+            planDescription(copies);
+        planLeftovers(copies);
+    }
+
+    void planFile(std::string const& name, Copies const& copies) {
+        CopiesLook const look = lookAt(name, copies);
+        if (refuse(name, copies, look))
+            return;
+        if (copies.isRespelt)
+            m_plan.remarks.push_back(
+                {m_tree.shownPath(copies.files.front()->path()), "Installed as " + name + ":"});
+        requireNoFolder(name);
+        if (isInstalled(name, look)) {
+            m_plan.files.push_back({name, FileState::unchanged, look.size, {}, ""});
+            m_plan.unchanged[name] = {look.size, *look.digest};
+            return;
+        }
+        bool const isNew = m_installed.placeOf(name) == Place::nothing;
+        m_plan.files.push_back(
+            {name, isNew ? FileState::installed : FileState::replaced, look.size, {}, ""});
+        FileToStage file{name, copies.files.front()->path(), look.digest};
+        m_plan.bytes += look.size;
+        if (name == m_descriptionName)
+            m_plan.description = std::move(file);
+        else
+            m_plan.data.push_back(std::move(file));
+    }
+
+    CopiesLook lookAt(std::string const& name, Copies const& copies) {
+        std::optional<std::uint64_t> installedSize;
+        if (m_installed.placeOf(name) == Place::file) {
+            OpenedFile const opened = m_installed.open(name);
+            if (opened.error == 0)
+                installedSize = opened.size();
+        }
+        return lookAtCopies(m_tree, copies, m_sums, installedSize, m_reporter);
+    }
+
+    /// @return Whether the file that is installed is a file of the same bytes.
+    bool isInstalled(std::string const& name, CopiesLook const& look) {
+        if (!look.digest || m_installed.placeOf(name) != Place::file)
+            return false;
+        auto const installed = readInstalled(name, look.size);
+        return installed && installed->digest == look.digest;
+    }
+
+    /// @return Size and sum of an installed file; nothing when it has another size, or cannot be
+    /// read
+    ///         and so has to be replaced.
+    std::optional<RecordedFile> readInstalled(std::string const& name,
+                                              std::optional<std::uint64_t> size) {
+        OpenedFile const opened = m_installed.open(name);
+        if (opened.error != 0 || (size && opened.size() != *size))
+            return std::nullopt;
+        try {
+            return readSum(opened, m_installed.pathOf(name), m_reporter);
+        } catch (Stop const& stopped) {
+            if (stopped.failure.kind != FailureKind::system)
+                throw;
+            return std::nullopt;
+        }
+    }
+
+    /// A file that the source lacks. With the same description the installed one is as good, unless
+    /// it is not what was recorded. With another description it is an old one, and must not
+    /// complete the new set.
+    void planMissing(std::string const& name) {
+        bool const isHere = m_installed.placeOf(name) == Place::file;
+        if (m_sameDescription && isHere) {
+            auto const file = readInstalled(name, std::nullopt);
+            if (file && file->size != 0 && agreesWithRecord(name, *file)) {
+                m_plan.files.push_back({name, FileState::unchanged, file->size, {}, ""});
+                m_plan.unchanged[name] = *file;
+                return;
+            }
+        }
+        m_lacks = true;
+        m_plan.files.push_back({name, FileState::missing, 0, {}, ""});
+        if (m_installed.placeOf(name) == Place::nothing || m_sameDescription)
+            return;
+        requireNoFolder(name);
+        m_plan.removedBefore.push_back(name);
+    }
+
+    bool agreesWithRecord(std::string const& name, RecordedFile const& file) const {
+        if (!m_installed.record())
+            return true;
+        auto const recorded = m_installed.record()->files.find(name);
+        return recorded == m_installed.record()->files.end() ||
+               (recorded->second.size == file.size && recorded->second.digest == file.digest);
+    }
+
+    /// When data changes, the description has to be out meanwhile, even if it stays the same.
+    void planDescription(CopiesByName const& copies) {
+        bool const dataChanges = !m_plan.data.empty() || !m_plan.removedBefore.empty();
+        auto const stays = m_plan.unchanged.find(m_descriptionName);
+        if (!dataChanges || stays == m_plan.unchanged.end())
+            return;
+        m_plan.description =
+            FileToStage{m_descriptionName, copies.find(m_descriptionName)->files.front()->path(),
+                        stays->second.digest};
+        m_plan.bytes += stays->second.size;
+        m_plan.unchanged.erase(stays);
+    }
+
+    void planLeftovers(CopiesByName const& copies) {
+        for (std::string const& name : m_installed.names()) {
+            if (m_asked.count(name) != 0 || copies.find(name) != nullptr)
+                continue;
+            if (m_options.prune) {
+                requireNoFolder(name);
+                m_plan.files.push_back({name, FileState::removed, 0, {}, ""});
+                m_plan.removedAfter.push_back(name);
+            } else {
+                m_plan.remarks.push_back(
+                    {m_installed.pathOf(name), "Neither the source nor the description names"});
+            }
+        }
+    }
+
+    void requireNoFolder(std::string const& name) const {
+        if (m_installed.placeOf(name) == Place::folder)
+            stop(FailureKind::inTheWay,
+                 "A folder stands in a file's place:", m_installed.pathOf(name));
+    }
+
+    /// @return Whether the copies of a name are refused.
+    bool refuse(std::string const& name, Copies const& copies, CopiesLook const& look) {
+        bool const isOfSet = name == m_descriptionName || m_asked.count(name) != 0;
+        if (!look.contradictedPath.empty())
+            refuse(name, FileState::damaged, {look.contradictedPath},
+                   "SHA256SUMS beside it has another sum.");
+        else if (look.differ)
+            refuse(name, FileState::ambiguous, pathsOf(m_tree, copies), "These files differ.");
+        else if (isOfSet && look.size == 0)
+            refuse(name, FileState::damaged, {pathsOf(m_tree, copies).front()}, "It is empty.");
+        else
+            return false;
+        return true;
+    }
+
+    void refuse(std::string const& name, FileState state, std::vector<std::string> paths,
+                std::string message) {
+        m_isRefused = true;
+        m_plan.files.push_back({name, state, 0, std::move(paths), std::move(message)});
+    }
+
+    void finish() {
+        std::sort(m_plan.files.begin(), m_plan.files.end(),
+                  [](File const& a, File const& b) { return a.name < b.name; });
+        bool const mayBePartial = m_options.partial && mayInstall();
+        m_plan.refused = m_isRefused || (m_lacks && !mayBePartial);
+        if (m_lacks && m_tree.gap() && !mayBePartial)
+            throw Stop{*m_tree.gap()};
+        if (m_plan.refused) {
+            refuseAll();
+            return;
+        }
+        m_plan.complete = !m_lacks;
+        m_plan.recordDiffers = recordDiffers();
+    }
+
+    /// Nothing is installed: only what is wrong remains to be said.
+    void refuseAll() {
+        auto const isWrong = [](File const& file) {
+            return file.state == FileState::missing || file.state == FileState::damaged ||
+                   file.state == FileState::ambiguous;
+        };
+        auto& files = m_plan.files;
+        files.erase(std::remove_if(files.begin(), files.end(),
+                                   [&](File const& file) { return !isWrong(file); }),
+                    files.end());
+        m_plan.data.clear();
+        m_plan.description.reset();
+        m_plan.removedBefore.clear();
+        m_plan.removedAfter.clear();
+        m_plan.bytes = 0;
+    }
+
+    bool mayInstall() const {
+        return m_plan.newDescription || m_installed.placeOf(m_descriptionName) == Place::nothing;
+    }
+
+    /// @return Whether the record says something else than what is going to be installed.
+    bool recordDiffers() const {
+        bool const hasFiles =
+            !m_plan.unchanged.empty() || !m_plan.data.empty() || m_plan.description;
+        if (!hasFiles)
+            return false;
+        if (!m_plan.data.empty() || m_plan.description || !m_installed.record())
+            return true;
+        auto const& recorded = m_installed.record()->files;
+        return !std::equal(recorded.begin(), recorded.end(), m_plan.unchanged.begin(),
+                           m_plan.unchanged.end(), [](auto const& a, auto const& b) {
+                               return a.first == b.first && a.second.size == b.second.size &&
+                                      a.second.digest == b.second.digest;
+                           });
+    }
+
+    SourceTree const& m_tree;
+    unsigned long m_serial;
+    InstalledFiles const& m_installed;
+    InstallOptions const& m_options;
+    Reporter& m_reporter;
+    SourceSums m_sums;
+    std::string m_descriptionName;
+    std::unordered_set<std::string> m_asked;
+    bool m_sameDescription = false;
+    bool m_lacks = false;
+    bool m_isRefused = false;
+    InstallPlan m_plan;
+};
+
+} // namespace
+
+InstallPlan makePlan(SourceTree const& tree, unsigned long serial, InstalledFiles const& installed,
+                     InstallOptions const& options, Reporter& reporter) {
+    return Planner(tree, serial, installed, options, reporter).make();
+}
+
+} // namespace zel::store

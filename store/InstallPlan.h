@@ -1,0 +1,59 @@
+/// @file
+/// What an installation is going to do.
+#pragma once
+
+#include "store/InstalledFiles.h"
+#include "store/Reporter.h"
+#include "store/Results.h"
+#include "store/SetDescription.h"
+#include "store/SourceTree.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace zel::store {
+
+/// A file that is going to be staged.
+struct FileToStage {
+    std::string name;             ///< the name that it is going to have
+    std::string source;           ///< its path, from the source on
+    std::optional<Digest> digest; ///< sum of its bytes when the plan was made, if they were read
+};
+
+/// What an installation is going to do, and say. The same plan is made for a dry run.
+struct InstallPlan {
+    std::vector<File> files;                       ///< what becomes of each file, by name
+    std::vector<Remark> remarks;                   ///< what else to know
+    bool refused = false;                          ///< the source is not good enough
+    bool complete = false;                         ///< the set is complete afterwards
+    std::vector<FileToStage> data;                 ///< files to stage, without the description
+    std::optional<FileToStage> description;        ///< the description, when it has to be staged
+    std::map<std::string, RecordedFile> unchanged; ///< files of the set that stay
+    std::vector<std::string> removedBefore;        ///< old files that must not complete the new set
+    std::vector<std::string> removedAfter;         ///< files that are pruned
+    std::uint64_t bytes = 0;                       ///< bytes to stage
+    bool recordDiffers = false;                    ///< the record has to be written
+    std::optional<SetDescription> newDescription; ///< the source's description, when it is readable
+
+    /// @return Whether files have to be changed.
+    bool changesFiles() const noexcept {
+        return !data.empty() || description || !removedBefore.empty() || !removedAfter.empty();
+    }
+};
+
+/// Makes the plan for one camera. Reads what may be the same as what is installed, and what can be
+/// contradicted.
+/// @param tree      The source.
+/// @param serial    Serial number of the camera.
+/// @param installed What is installed.
+/// @param options   What to do.
+/// @param reporter  Told of the files.
+/// @return The plan. @throws Stop when something cannot be read, or a folder stands in a file's
+/// place
+InstallPlan makePlan(SourceTree const& tree, unsigned long serial, InstalledFiles const& installed,
+                     InstallOptions const& options, Reporter& reporter);
+
+} // namespace zel::store

@@ -1,0 +1,56 @@
+/// @file
+/// What is installed of a camera.
+#pragma once
+
+#include "store/Files.h"
+#include "store/Journal.h"
+#include "store/Record.h"
+#include "store/Target.h"
+
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace zel::store {
+
+/// What stands at a name in the calibration directory.
+enum class Place {
+    nothing, ///< nothing
+    file,    ///< a regular file
+    other,   ///< a link, a pipe or a device, which a file can replace
+    folder,  ///< a folder
+};
+
+/// One camera's files in a calibration directory. While its transaction is open, they are seen as
+/// they will be when it is completed.
+class InstalledFiles {
+public:
+    /// @param target The directory; may be missing. Must outlive this.
+    /// @param serial Serial number of the camera.
+    /// @throws Stop
+    InstalledFiles(Target const& target, unsigned long serial);
+
+    /// @return The names of the camera's files, sorted.
+    std::vector<std::string> names() const { return {m_names.begin(), m_names.end()}; }
+    /// @return What stands at a name. @throws Stop
+    Place placeOf(std::string const& name) const;
+    /// Opens a file.
+    OpenedFile open(std::string const& name) const;
+    /// @return The record; nothing when there is none that can be followed.
+    std::optional<Record> const& record() const noexcept { return m_record; }
+    /// @return Path of a file, for messages.
+    std::string pathOf(std::string const& name) const { return m_target.folder().pathOf(name); }
+
+private:
+    void readOpenJournal(unsigned long serial);
+    void readRecord(unsigned long serial);
+
+    Target const& m_target;
+    Folder m_stage;
+    std::optional<Journal> m_journal;
+    std::set<std::string> m_names;
+    std::optional<Record> m_record;
+};
+
+} // namespace zel::store

@@ -1,0 +1,39 @@
+/// @file
+/// Lines of the store's own files.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zel::store {
+
+/// Visits the lines of a text, without their line breaks; a last one without a break, too.
+template <class Visit>
+void forEachLine(std::string_view text, Visit const& visit) {
+    while (!text.empty()) {
+        auto const end = text.find('\n');
+        visit(text.substr(0, end));
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    }
+}
+
+/// @return What follows a mark at the start of a line; nothing when it does not start so.
+std::optional<std::string_view> after(std::string_view mark, std::string_view line) noexcept;
+
+/// Takes a decimal number and the blank after it from the start of a text.
+/// @return The number; nothing, with the text untouched, when it does not start so.
+std::optional<std::uint64_t> takeNumber(std::string_view& text) noexcept;
+
+/// A number and a name.
+struct SizedName {
+    std::uint64_t size; ///< the number
+    std::string name;   ///< the name, not escaped
+};
+
+/// @param text A number, a blank and an escaped name.
+/// @return Both; nothing when it is none such. @throws std::bad_alloc
+std::optional<SizedName> readSized(std::string_view text);
+
+} // namespace zel::store

@@ -1,0 +1,100 @@
+#include "store/Lock.h"
+
+#include "store/Layout.h"
+#include "store/Stop.h"
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace zel::store {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::seconds patience(60);
+constexpr std::chrono::milliseconds pause(100);
+// Whoever may write it can lock it, and so keep others from installing.
+constexpr mode_t lockMode = 0600;
+
+/// @return The process id in the lock file; 0 when there is none.
+long holderIn(int file) noexcept {
+    std::array<char, 24> text{};
+    ssize_t const count = pread(file, text.data(), text.size(), 0);
+    long holder = 0;
+    if (count > 0)
+        std::from_chars(text.data(), text.data() + count, holder);
+    return holder;
+}
+
+/// On a full disk the id cannot be written; nobody is told of it then.
+void writeHolder(int file) {
+    std::string const text = std::to_string(getpid()) + "\n";
+    if (ftruncate(file, 0) != 0 || pwrite(file, text.data(), text.size(), 0) < 0)
+        return;
+}
+
+/// Whoever held the lock before may have removed its file.
+bool isStillThere(int file, Folder const& hidden) noexcept {
+    struct stat opened {
+    }, named{};
+    return fstat(file, &opened) == 0 &&
+           fstatat(hidden.get(), lockName, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+}
+
+bool tryToLock(int file) noexcept {
+    struct flock whole {};
+    whole.l_type = F_WRLCK;
+    whole.l_whence = SEEK_SET;
+    return retried([&] { return fcntl(file, F_OFD_SETLK, &whole); }) == 0;
+}
+
+[[noreturn]] void stopForHolder(std::string path, long holder) {
+    Failure failure;
+    failure.kind = FailureKind::locked;
+    failure.message = "Another process changes";
+    failure.path = std::move(path);
+    failure.holder = holder;
+    throw Stop{std::move(failure)};
+}
+
+} // namespace
+
+FileDescriptor takeLock(Target& target, bool wait, Reporter& reporter) {
+    auto const deadline = steady_clock::now() + patience;
+    for (;;) {
+        target.make();
+        FileDescriptor file(retried([&] {
+            return openat(target.hidden().get(), lockName,
+                          O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, lockMode);
+        }));
+        if (!file.valid() && errno == ENOENT)
+            continue; // the holder removed the folder meanwhile
+        std::string const path = target.hidden().pathOf(lockName);
+        if (!file.valid())
+            stop("Cannot lock", path, errno);
+        if (tryToLock(file.get())) {
+            if (!isStillThere(file.get(), target.hidden()))
+                continue;
+            writeHolder(file.get());
+            return file;
+        }
+        if (errno != EAGAIN && errno != EACCES)
+            stop("Cannot lock", path, errno);
+        long const holder = holderIn(file.get());
+        if (!wait || steady_clock::now() >= deadline)
+            stopForHolder(target.folder().path, holder);
+        reporter.waitFor(holder);
+        std::this_thread::sleep_for(pause);
+    }
+}
+
+} // namespace zel::store

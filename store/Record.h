@@ -1,0 +1,46 @@
+/// @file
+/// The record of an installed set.
+#pragma once
+
+#include "store/Sums.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace zel::store {
+
+/// A file as recorded.
+struct RecordedFile {
+    std::uint64_t size; ///< in bytes
+    Digest digest;      ///< sum of its bytes
+};
+
+/// Says what was installed, from where and when. Its text can be read by `sha256sum -c` in the
+/// calibration directory; sizes, source and date stand in comment lines.
+struct Record {
+    std::string source;                        ///< path of the source
+    std::string date;                          ///< in ISO 8601
+    std::map<std::string, RecordedFile> files; ///< by name
+
+    /// @return The record's text. @throws std::bad_alloc
+    std::string text() const;
+
+    /// Reads a record, which may come from anywhere: files of other cameras and lines that say
+    /// nothing are passed over.
+    /// @param text   Its text.
+    /// @param serial Serial number of the camera.
+    /// @return The record; nothing when a file lacks its size or its sum, or none is left.
+    /// @throws std::bad_alloc
+    static std::optional<Record> from(std::string_view text, unsigned long serial);
+};
+
+/// The largest text of a record that is read, in bytes: a hundred thousand files.
+constexpr std::size_t largestRecord = std::size_t{64} * 1024 * 1024;
+
+/// @return Now, in ISO 8601 and UTC: "2026-11-22T01:07:22Z". @throws std::bad_alloc
+std::string now();
+
+} // namespace zel::store

@@ -1,0 +1,206 @@
+#include "store/SetVerify.h"
+
+#include "store/Copies.h"
+#include "store/FileSum.h"
+#include "store/SetCheck.h"
+#include "store/Stop.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <set>
+#include <string>
+#include <unordered_set>
+#include <utility>
+
+namespace zel::store {
+
+namespace {
+
+/// Opens each file once, compares it, and judges those that the description asks for.
+template <class Comparison>
+VerifyOutcome compareAll(Target const& target, SetLook& look, std::set<std::string> const& others,
+                         Comparison const& comparison, Reporter& reporter) {
+    VerifyOutcome outcome;
+    std::set<std::string> names = others;
+    names.insert(look.names.begin(), look.names.end());
+    std::unordered_set<std::string> const asked(look.names.begin() + 1, look.names.end());
+    reporter.begin(Phase::comparing, names.size());
+    for (std::string const& name : names) {
+        OpenedFile const here = openRegular(target.folder().get(), name.c_str());
+        if (asked.count(name) != 0)
+            judge(look, name, lookOf(here));
+        outcome.files.push_back(comparison.compare(name, here));
+        reporter.fileDone();
+    }
+    outcome.complete = look.problems.empty();
+    outcome.remarks = look.remarks;
+    outcome.same = std::all_of(outcome.files.begin(), outcome.files.end(),
+                               [](File const& file) { return file.state == FileState::same; });
+    return outcome;
+}
+
+VerifyOutcome interrupted(unsigned long serial) {
+    VerifyOutcome outcome;
+    outcome.files.push_back(interruption(serial));
+    return outcome;
+}
+
+/// Compares installed files with what is recorded of them.
+class RecordComparison {
+public:
+    RecordComparison(Target const& target, Record const& record, Reporter& reporter)
+        : m_target(target), m_record(record), m_reporter(reporter) {}
+
+    File compare(std::string const& name, OpenedFile const& opened) const {
+        if (opened.error == ENOENT)
+            return {name, FileState::missing, 0, {}, ""};
+        if (opened.error != 0)
+            return {name, FileState::unreadable, 0, {}, std::strerror(opened.error)};
+        auto const recorded = m_record.files.find(name);
+        if (recorded == m_record.files.end())
+            return {name, FileState::differs, opened.size(), {}, "It is not recorded."};
+        if (opened.size() != recorded->second.size)
+            return {name, FileState::differs, opened.size(), {}, ""};
+        try {
+            auto const sum = readSum(opened, m_target.folder().pathOf(name), m_reporter);
+            bool const same = sum.digest == recorded->second.digest;
+            return {name, same ? FileState::same : FileState::differs, opened.size(), {}, ""};
+        } catch (Stop const& stopped) {
+            if (stopped.failure.kind != FailureKind::system)
+                throw;
+            return {name, FileState::unreadable, 0, {}, std::strerror(stopped.failure.error)};
+        }
+    }
+
+private:
+    Target const& m_target;
+    Record const& m_record;
+    Reporter& m_reporter;
+};
+
+/// Compares installed files with those of a source.
+class SourceComparison {
+public:
+    SourceComparison(Target const& target, SourceTree const& tree, CopiesByName const& copies,
+                     Reporter& reporter)
+        : m_target(target), m_tree(tree), m_copies(copies), m_reporter(reporter) {}
+
+    File compare(std::string const& name, OpenedFile const& here) const {
+        Copies const* const there = m_copies.find(name);
+        if (here.error == ENOENT)
+            return {name,
+                    there == nullptr ? FileState::missingHereAndThere : FileState::missingHere,
+                    0,
+                    {},
+                    ""};
+        if (there == nullptr)
+            return {name, FileState::missingThere, here.size(), {}, ""};
+        if (here.error != 0)
+            return {name,
+                    FileState::unreadable,
+                    0,
+                    {m_target.folder().pathOf(name)},
+                    std::strerror(here.error)};
+        try {
+            return compareCopies(name, here, *there);
+        } catch (Stop const& stopped) {
+            if (stopped.failure.kind != FailureKind::system)
+                throw;
+            return {name,
+                    FileState::unreadable,
+                    here.size(),
+                    {stopped.failure.path},
+                    std::strerror(stopped.failure.error)};
+        }
+    }
+
+private:
+    File compareCopies(std::string const& name, OpenedFile const& here, Copies const& there) const {
+        File file{name, FileState::same, here.size(), {}, ""};
+        for (SourceFile const* const copy : there.files) {
+            std::string const path = copy->path();
+            OpenedFile const opened = m_tree.open(path);
+            if (opened.error != 0)
+                stop("Cannot read", m_tree.shownPath(path), opened.error);
+            if (!sameBytes(name, here, path, opened))
+                file.state = FileState::differs;
+        }
+        if (file.state == FileState::differs && there.files.size() > 1) {
+            file.paths = pathsOf(m_tree, there);
+            file.message = "The source holds several files of this name.";
+        }
+        return file;
+    }
+
+    bool sameBytes(std::string const& name, OpenedFile const& here, std::string const& path,
+                   OpenedFile const& there) const {
+        if (here.size() != there.size())
+            return false;
+        Pieces herePieces(here.file.get(), here.size());
+        Pieces therePieces(there.file.get(), there.size());
+        for (;;) {
+            auto const herePiece = herePieces.next();
+            if (!herePiece)
+                stop("Cannot read", m_target.folder().pathOf(name), errno);
+            auto const therePiece = therePieces.next();
+            if (!therePiece)
+                stop("Cannot read", m_tree.shownPath(path), errno);
+            if (*herePiece != *therePiece)
+                return false;
+            if (herePiece->empty())
+                return true;
+            m_reporter.bytesDone(herePiece->size());
+        }
+    }
+
+    Target const& m_target;
+    SourceTree const& m_tree;
+    CopiesByName const& m_copies;
+    Reporter& m_reporter;
+};
+
+} // namespace
+
+VerifyOutcome verifyAgainstRecord(Target const& target, unsigned long serial, Reporter& reporter) {
+    VerifyOutcome outcome;
+    bool const isOpen = lookSteadily(target, serial, [&](OpenedFile const& description) {
+        SetLook look = readSet(target, serial, description);
+        if (!look.record)
+            stop(FailureKind::noRecord, "There is no record of this camera in",
+                 target.folder().path);
+        std::set<std::string> recorded;
+        for (auto const& [name, file] : look.record->files)
+            recorded.insert(name);
+        RecordComparison const comparison(target, *look.record, reporter);
+        outcome = compareAll(target, look, recorded, comparison, reporter);
+    });
+    return isOpen ? interrupted(serial) : outcome;
+}
+
+VerifyOutcome verifyAgainstSource(Target const& target, unsigned long serial,
+                                  SourceTree const& tree, Reporter& reporter) {
+    VerifyOutcome outcome;
+    bool const isOpen = lookSteadily(target, serial, [&](OpenedFile const& description) {
+        SetLook look = readSet(target, serial, description);
+        CopiesByName const copies(tree.filesOf(serial), look.names);
+        auto const here = target.namesOf(serial);
+        std::set<std::string> others(here.begin(), here.end());
+        for (auto const& [name, found] : copies.all())
+            others.insert(name);
+        SourceComparison const comparison(target, tree, copies, reporter);
+        outcome = compareAll(target, look, others, comparison, reporter);
+    });
+    if (isOpen)
+        return interrupted(serial);
+    bool const lacks = std::any_of(outcome.files.begin(), outcome.files.end(), [](File const& f) {
+        return f.state == FileState::missingThere || f.state == FileState::missingHereAndThere;
+    });
+    if (lacks && tree.gap())
+        throw Stop{*tree.gap()};
+    auto const remarks = tree.remarksOn(serial);
+    outcome.remarks.insert(outcome.remarks.end(), remarks.begin(), remarks.end());
+    return outcome;
+}
+
+} // namespace zel::store

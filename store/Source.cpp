@@ -1,0 +1,64 @@
+#include "store/Source.h"
+
+#include "store/Media.h"
+#include "store/SourceTree.h"
+#include "store/Stop.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace zel::store {
+
+/// Makes sources of searched trees.
+struct SourceAccess {
+    static Source from(std::unique_ptr<SourceTree const> tree) noexcept {
+        return Source(std::move(tree));
+    }
+};
+
+Source::Source(std::unique_ptr<SourceTree const> tree) noexcept : m_tree(std::move(tree)) {}
+Source::Source(Source&& other) noexcept = default;
+Source& Source::operator=(Source&& other) noexcept = default;
+Source::~Source() = default;
+
+SourceOutcome Source::open(std::string const& path, ProgressCallback const& progress) noexcept {
+    SourceOutcome outcome;
+    guarded(outcome, [&] {
+        Reporter reporter(progress);
+        outcome.source = SourceAccess::from(
+            std::make_unique<SourceTree const>(path, std::set<std::string>(), reporter));
+    });
+    return outcome;
+}
+
+std::string const& Source::path() const noexcept {
+    return m_tree->path();
+}
+
+std::vector<unsigned long> const& Source::cameras() const noexcept {
+    return m_tree->cameras();
+}
+
+MediaOutcome findMedia(unsigned long serial, ProgressCallback const& progress) noexcept {
+    MediaOutcome outcome;
+    guarded(outcome, [&] {
+        Reporter reporter(progress);
+        auto const media = mountedMedia();
+        for (std::string const& medium : media) {
+            try {
+                auto tree = std::make_unique<SourceTree const>(medium, media, reporter);
+                auto const& cameras = tree->cameras();
+                if (serial == 0 ? !cameras.empty()
+                                : std::binary_search(cameras.begin(), cameras.end(), serial))
+                    outcome.sources.push_back(SourceAccess::from(std::move(tree)));
+            } catch (Stop const& stopped) {
+                if (stopped.failure.kind == FailureKind::cancelled)
+                    throw;
+                outcome.remarks.push_back({medium, "Cannot be searched:"});
+            }
+        }
+    });
+    return outcome;
+}
+
+} // namespace zel::store

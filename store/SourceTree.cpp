@@ -1,0 +1,246 @@
+#include "store/SourceTree.h"
+
+#include "sdk/set/FileKinds.h"
+#include "store/Layout.h"
+#include "store/Stop.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <utility>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace zel::store {
+
+namespace {
+
+/// A stick with a million odd links must not fill the screen.
+constexpr std::size_t mostRemarks = 100;
+
+/// Opens what a path names. The system takes paths of PATH_MAX characters; a longer one is walked
+/// in parts.
+FileDescriptor openAlong(int folder, std::string const& path, int flags) {
+    constexpr std::size_t longest = PATH_MAX - 1;
+    FileDescriptor here;
+    std::size_t start = 0;
+    while (path.size() - start > longest) {
+        auto const slash = path.rfind('/', start + longest);
+        if (slash == std::string::npos || slash <= start)
+            break;
+        std::string const part = path.substr(start, slash - start);
+        int const from = here.valid() ? here.get() : folder;
+        here = FileDescriptor(retried(
+            [&] { return openat(from, part.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
+        if (!here.valid())
+            return here;
+        start = slash + 1;
+    }
+    int const from = here.valid() ? here.get() : folder;
+    return FileDescriptor(
+        retried([&] { return openat(from, path.c_str() + start, flags | O_CLOEXEC); }));
+}
+
+struct CharactersFreer {
+    void operator()(char* characters) const noexcept { std::free(characters); }
+};
+
+/// @return The path without links; empty when it leads nowhere, or is too long for the system.
+std::string resolved(std::string const& path) {
+    std::unique_ptr<char, CharactersFreer> const real(realpath(path.c_str(), nullptr));
+    return real != nullptr ? real.get() : "";
+}
+
+std::string joined(std::string const& folder, std::string const& name) {
+    return folder.empty() ? name : folder + "/" + name;
+}
+
+} // namespace
+
+/// One entry of a folder.
+struct SourceTree::Entry {
+    std::string folder;                 ///< path of its folder, from the source on
+    std::string name;                   ///< its name
+    std::optional<unsigned long> owner; ///< the camera that it belongs to by its name
+};
+
+/// Searches folder by folder, without recursion: a stick may nest them as deep as it likes.
+class SourceTree::Search {
+public:
+    Search(SourceTree& tree, std::set<std::string> const& skipped)
+        : m_tree(tree), m_skipped(skipped), m_root(resolved(tree.path())) {}
+
+    void run(Reporter& reporter) {
+        reporter.begin(Phase::searching);
+        m_pending.emplace_back();
+        while (!m_pending.empty()) {
+            std::string const folder = std::move(m_pending.back());
+            m_pending.pop_back();
+            search(folder);
+            reporter.fileDone();
+        }
+    }
+
+private:
+    void search(std::string const& folder) {
+        FileDescriptor const opened =
+            openAlong(m_tree.m_root.get(), folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY);
+        struct stat status {};
+        if (!opened.valid() || retried([&] { return fstat(opened.get(), &status); }) != 0)
+            return noteGap(folder, errno);
+        if (!m_searched.emplace(status.st_dev, status.st_ino).second)
+            return; // a link led here before
+        int const error = forEachEntry(opened.get(), [&](char const* name, unsigned char type) {
+            visit({folder, name, set::ownerOf(name)}, type, opened.get());
+        });
+        if (error != 0)
+            noteGap(folder, error);
+    }
+
+    void visit(Entry const& entry, unsigned char listed, int folder) {
+        unsigned char const type = typeOf(folder, entry.name, listed);
+        if (type == DT_DIR)
+            descend(entry);
+        else if (type == DT_LNK)
+            follow(entry);
+        else if (entry.owner && type == DT_REG)
+            m_tree.m_files[*entry.owner].push_back({entry.folder, entry.name});
+        else if (entry.owner)
+            leaveOut(entry, "Left out, since it is no file:");
+    }
+
+    /// The type is asked for where the file system lists none.
+    static unsigned char typeOf(int folder, std::string const& name, unsigned char listed) {
+        struct stat status {};
+        if (listed != DT_UNKNOWN ||
+            retried([&] { return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW); }) !=
+                0)
+            return listed;
+        return static_cast<unsigned char>(IFTODT(status.st_mode));
+    }
+
+    void descend(Entry const& entry) {
+        std::string path = joined(entry.folder, entry.name);
+        if (entry.name != hiddenName && m_skipped.count(m_tree.shownPath(path)) == 0)
+            m_pending.push_back(std::move(path));
+    }
+
+    /// A link out of the source could bring in any file of this machine.
+    void follow(Entry const& entry) {
+        std::string const target = resolved(m_tree.shownPath(joined(entry.folder, entry.name)));
+        struct stat status {};
+        if (target.empty() || stat(target.c_str(), &status) != 0) {
+            if (entry.owner)
+                leaveOut(entry, "Left out, since it is a link that leads nowhere:");
+            return;
+        }
+        auto const inside = pathInside(target);
+        if (S_ISDIR(status.st_mode)) {
+            if (!inside)
+                noteLink(entry);
+            else if (!leadsThroughHidden(*inside))
+                m_pending.push_back(*inside);
+        } else if (entry.owner) {
+            if (!S_ISREG(status.st_mode))
+                leaveOut(entry, "Left out, since it is no file:");
+            else if (!inside)
+                leaveOut(entry, "Left out, since it is a link out of the source:");
+            else
+                m_tree.m_files[*entry.owner].push_back({entry.folder, entry.name});
+        }
+    }
+
+    /// @return A path from the source on; nothing when it leads elsewhere.
+    std::optional<std::string> pathInside(std::string const& target) const {
+        if (target == m_root)
+            return "";
+        std::string const start = m_root == "/" ? m_root : m_root + "/";
+        if (m_root.empty() || target.compare(0, start.size(), start) != 0)
+            return std::nullopt;
+        return target.substr(start.size());
+    }
+
+    static bool leadsThroughHidden(std::string const& path) {
+        return ("/" + path + "/").find("/" + std::string(hiddenName) + "/") != std::string::npos;
+    }
+
+    void leaveOut(Entry const& entry, char const* message) {
+        auto& remarks = m_tree.m_leftOut[*entry.owner];
+        if (remarks.size() < mostRemarks)
+            remarks.push_back({m_tree.shownPath(joined(entry.folder, entry.name)), message});
+    }
+
+    void noteLink(Entry const& entry) {
+        if (m_tree.m_links.size() < mostRemarks)
+            m_tree.m_links.push_back({m_tree.shownPath(joined(entry.folder, entry.name)),
+                                      "Not followed, since it is a link out of the source:"});
+    }
+
+    /// A folder that may not be entered, such as lost+found, does no harm when all files are found
+    /// elsewhere.
+    void noteGap(std::string const& folder, int error) {
+        if (m_tree.m_gap)
+            return;
+        m_tree.m_gap.emplace();
+        m_tree.m_gap->message = "Cannot search";
+        m_tree.m_gap->path = folder.empty() ? m_tree.path() : m_tree.shownPath(folder);
+        m_tree.m_gap->error = error;
+    }
+
+    SourceTree& m_tree;
+    std::set<std::string> const& m_skipped;
+    std::string m_root; // without links
+    std::vector<std::string> m_pending;
+    std::set<std::pair<dev_t, ino_t>> m_searched;
+};
+
+SourceTree::SourceTree(std::string path, std::set<std::string> const& skipped, Reporter& reporter)
+    : m_root(openFolder(path)) {
+    if (!m_root.descriptor.valid())
+        stop("Cannot use the source", std::move(path), errno);
+    Search(*this, skipped).run(reporter);
+    for (auto& [serial, files] : m_files) {
+        std::sort(files.begin(), files.end(), [](SourceFile const& a, SourceFile const& b) {
+            return std::tie(a.folder, a.name) < std::tie(b.folder, b.name);
+        });
+        std::string const description(set::descriptionName(serial).view());
+        bool const described = std::any_of(files.begin(), files.end(), [&](SourceFile const& file) {
+            return set::inProperCase(file.name) == description;
+        });
+        if (described)
+            m_cameras.push_back(serial);
+    }
+}
+
+std::vector<SourceFile> const& SourceTree::filesOf(unsigned long serial) const {
+    static std::vector<SourceFile> const none;
+    auto const found = m_files.find(serial);
+    return found != m_files.end() ? found->second : none;
+}
+
+std::vector<Remark> SourceTree::remarksOn(unsigned long serial) const {
+    std::vector<Remark> remarks = m_links;
+    auto const found = m_leftOut.find(serial);
+    if (found != m_leftOut.end())
+        remarks.insert(remarks.end(), found->second.begin(), found->second.end());
+    return remarks;
+}
+
+OpenedFile SourceTree::open(std::string const& path) const {
+    if (path.size() < PATH_MAX)
+        return openRegular(m_root.get(), path.c_str());
+    auto const slash = path.rfind('/');
+    FileDescriptor const folder =
+        openAlong(m_root.get(), path.substr(0, slash), O_RDONLY | O_DIRECTORY);
+    if (!folder.valid()) {
+        OpenedFile none;
+        none.error = errno;
+        return none;
+    }
+    return openRegular(folder.get(), path.c_str() + slash + 1);
+}
+
+} // namespace zel::store

@@ -1,0 +1,166 @@
+#include "store/Stage.h"
+
+#include "store/Layout.h"
+#include "store/Stop.h"
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace zel::store {
+
+namespace {
+
+constexpr mode_t stageMode = 0700;
+
+void removeEntries(Folder const& folder) {
+    std::vector<std::string> names;
+    int const error = forEachEntry(
+        folder.get(), [&](char const* name, unsigned char) { names.emplace_back(name); });
+    if (error != 0)
+        stop("Cannot list", folder.path, error);
+    for (std::string const& name : names)
+        removeFile(folder, name.c_str());
+}
+
+/// Starts to write a file's bytes, and does not wait for them: the medium is busy while the next
+/// file is read.
+void startWriting(int file) noexcept {
+    sync_file_range(file, 0, 0, SYNC_FILE_RANGE_WRITE);
+}
+
+/// Makes the next reading come from the medium. The bytes were written through, so none are lost.
+void forgetCached(int file) noexcept {
+    posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
+}
+
+} // namespace
+
+Folder openStage(Target const& target) {
+    return openInside(target.hidden(), stageName);
+}
+
+bool hasStage(Target const& target) {
+    return target.hasHidden() && openStage(target).descriptor.valid();
+}
+
+void removeStage(Target const& target) {
+    Folder const stage = openStage(target);
+    if (!stage.descriptor.valid())
+        return;
+    removeEntries(stage);
+    if (retried([&] { return unlinkat(target.hidden().get(), stageName, AT_REMOVEDIR); }) != 0 &&
+        errno != ENOENT)
+        stop("Cannot remove", stage.path, errno);
+}
+
+Stage::Stage(Target const& target) : m_target(target) {
+    removeStage(target);
+    if (retried([&] { return mkdirat(target.hidden().get(), stageName, stageMode); }) != 0)
+        stop("Cannot make the directory", target.hidden().pathOf(stageName), errno);
+    m_folder = openStage(target);
+    if (!m_folder.descriptor.valid())
+        stop("Cannot open", m_folder.path, ENOENT);
+}
+
+Stage::~Stage() {
+    if (m_kept)
+        return;
+    try {
+        removeStage(m_target);
+    } catch (...) {
+        // What is left is removed by the next operation.
+    }
+}
+
+StagedFile Stage::add(OpenedFile const& file, std::string const& path, std::string name,
+                      Reporter& reporter) {
+    std::string const number = std::to_string(m_files.size());
+    FileDescriptor const copy = createFile(m_folder, number);
+    Sha256 sum;
+    std::uint64_t size = 0;
+    Pieces pieces(file.file.get(), file.size());
+    for (;;) {
+        auto const piece = pieces.next();
+        if (!piece)
+            stop("Cannot read", path, errno);
+        if (piece->empty())
+            break;
+        sum.add(*piece);
+        if (!writeAll(copy.get(), *piece))
+            stop("Cannot write", m_folder.pathOf(number), errno);
+        size += piece->size();
+        reporter.bytesDone(piece->size());
+    }
+    std::array<timespec, 2> const times{file.status.st_mtim, file.status.st_mtim};
+    if (retried([&] { return futimens(copy.get(), times.data()); }) != 0)
+        stop("Cannot set the time of", m_folder.pathOf(number), errno);
+    startWriting(copy.get());
+    return remember(size, sum.finish(), std::move(name));
+}
+
+StagedFile Stage::add(std::string_view text, std::string name) {
+    std::string const number = std::to_string(m_files.size());
+    FileDescriptor const file = createFile(m_folder, number);
+    if (!writeAll(file.get(), text))
+        stop("Cannot write", m_folder.pathOf(number), errno);
+    startWriting(file.get());
+    Sha256 sum;
+    sum.add(text);
+    return remember(text.size(), sum.finish(), std::move(name));
+}
+
+StagedFile Stage::remember(std::uint64_t size, Digest const& digest, std::string name) {
+    auto const number = static_cast<unsigned int>(m_files.size());
+    m_files.push_back({number, size, digest, std::move(name)});
+    m_bytes += size;
+    return m_files.back();
+}
+
+void Stage::flushAll() const {
+    // One call for all files, which takes a fraction of the time of one each. An old kernel does
+    // not report here that writing failed; reading back does.
+    if (retried([&] { return syncfs(m_folder.get()); }) != 0)
+        stop("Cannot write through to the medium", m_folder.path, errno);
+    flush(m_folder);
+    flush(m_target.hidden());
+}
+
+void Stage::readBack(Reporter& reporter) const {
+    reporter.begin(Phase::readingBack, m_files.size(), m_bytes);
+    for (StagedFile const& file : m_files) {
+        std::string const number = std::to_string(file.number);
+        if (sumOf(m_folder, number, file.size, &reporter) != file.digest)
+            stop("The medium does not give back what was written to", m_folder.pathOf(number), EIO);
+        reporter.fileDone();
+    }
+}
+
+std::optional<Digest> sumOf(Folder const& folder, std::string const& name, std::uint64_t size,
+                            Reporter* reporter) {
+    OpenedFile const opened = openRegular(folder.get(), name.c_str());
+    if (opened.error == ENOENT || opened.error == EISDIR || opened.error == EINVAL)
+        return std::nullopt;
+    if (opened.error != 0)
+        stop("Cannot read", folder.pathOf(name), opened.error);
+    if (opened.size() != size)
+        return std::nullopt;
+    forgetCached(opened.file.get());
+    Sha256 sum;
+    Pieces pieces(opened.file.get(), size);
+    for (;;) {
+        auto const piece = pieces.next();
+        if (!piece)
+            stop("Cannot read", folder.pathOf(name), errno);
+        if (piece->empty())
+            return sum.finish();
+        sum.add(*piece);
+        if (reporter != nullptr)
+            reporter->bytesDone(piece->size());
+    }
+}
+
+} // namespace zel::store

@@ -1,0 +1,76 @@
+/// @file
+/// The folder in which a set is made ready.
+#pragma once
+
+#include "store/Files.h"
+#include "store/Journal.h"
+#include "store/Reporter.h"
+#include "store/Target.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zel::store {
+
+/// Opens the stage of a calibration directory.
+/// @return The folder, not valid when there is none. @throws Stop
+Folder openStage(Target const& target);
+
+/// @return Whether there is a stage. @throws Stop
+bool hasStage(Target const& target);
+
+/// Removes the stage with everything in it. @throws Stop
+void removeStage(Target const& target);
+
+/// A new stage. It is removed with everything in it on destruction, unless keep() was called.
+class Stage {
+public:
+    /// Makes the stage, and removes one that a dead process left. For the holder of the lock.
+    /// @throws Stop
+    explicit Stage(Target const& target);
+    ~Stage();
+    Stage(Stage const&) = delete;
+    Stage& operator=(Stage const&) = delete;
+
+    /// Copies a file, with its modification time, and adds up its bytes.
+    /// @param file     The open file.
+    /// @param path     Its path, for messages.
+    /// @param name     The name that it is going to have.
+    /// @param reporter Told of the bytes.
+    /// @return The staged file. @throws Stop
+    StagedFile add(OpenedFile const& file, std::string const& path, std::string name,
+                   Reporter& reporter);
+
+    /// Adds a file with a text. @throws Stop
+    StagedFile add(std::string_view text, std::string name);
+
+    /// Writes everything through to the medium. @throws Stop
+    void flushAll() const;
+
+    /// Reads everything back from the medium. @throws Stop when that gives other bytes.
+    void readBack(Reporter& reporter) const;
+
+    /// Leaves the stage where it is, for a journal that names its files.
+    void keep() noexcept { m_kept = true; }
+
+    /// @return The folder.
+    Folder const& folder() const noexcept { return m_folder; }
+
+private:
+    StagedFile remember(std::uint64_t size, Digest const& digest, std::string name);
+
+    Target const& m_target;
+    Folder m_folder;
+    std::vector<StagedFile> m_files; // in the order of their numbers
+    std::uint64_t m_bytes = 0;
+    bool m_kept = false;
+};
+
+/// Adds up the bytes of a file of the stage or at its place.
+/// @param reporter Told of the bytes; may be null.
+/// @return The sum; nothing when there is no regular file of that size. @throws Stop
+std::optional<Digest> sumOf(Folder const& folder, std::string const& name, std::uint64_t size,
+                            Reporter* reporter);
+
+} // namespace zel::store
