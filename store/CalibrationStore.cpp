@@ -142,7 +142,7 @@ private:
     /// Tells what the plan says. @return Whether there is nothing to do.
     bool isFinished(InstallPlan const& plan, Target const& target) {
         m_outcome.files = plan.files;
-        m_outcome.remarks.resize(m_remarksBefore);
+        m_outcome.remarks = m_recoveryRemarks;
         m_outcome.remarks.insert(m_outcome.remarks.end(), plan.remarks.begin(), plan.remarks.end());
         bool const lacks = std::any_of(plan.files.begin(), plan.files.end(), [](File const& file) {
             return file.state == FileState::missing;
@@ -170,8 +170,7 @@ private:
 
     void runLocked(Target& target) {
         RecoverOutcome const recovered = recoverLocked(target);
-        addRemarks(m_outcome.remarks, recovered);
-        m_remarksBefore = m_outcome.remarks.size();
+        addRemarks(m_recoveryRemarks, recovered);
         m_outcome.changed = !recovered.cameras.empty();
         InstallPlan const plan = makePlanFor(target);
         if (isFinished(plan, target))
@@ -217,7 +216,7 @@ private:
     InstallOptions const& m_options;
     Reporter& m_reporter;
     InstallOutcome& m_outcome;
-    std::size_t m_remarksBefore = 0;
+    std::vector<Remark> m_recoveryRemarks;
 };
 
 /// Takes one camera's set out.
@@ -299,8 +298,11 @@ InstallOutcome changed(ProgressCallback const& progress, Body const& body) noexc
     guarded(outcome, [&] { body(reporter, outcome); });
     outcome.interrupted = outcome.failure.has_value() && reporter.isCommitted();
     outcome.cancelledTooLate = reporter.cancelledTooLate();
-    if (outcome.failure)
-        outcome.complete = false;
+    if (!outcome.failure)
+        return outcome;
+    // What was planned did not happen.
+    outcome.complete = false;
+    outcome.files.clear();
     return outcome;
 }
 

@@ -1,0 +1,132 @@
+// What keeps an installed set from being complete.
+#include "tests/store/StoreFixture.h"
+
+#include "tests/support/Namespace.h"
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace storetest;
+using support::writeFile;
+
+std::string const description = "Cali-7.xml";
+std::string const data = "Cali-7-23-M20-100.dat";
+
+class StoreCheck : public Store {
+protected:
+    StoreCheck() {
+        putOnStick(camera(7));
+        install(7);
+    }
+};
+
+} // namespace
+
+TEST_F(StoreCheck, NamesMissingFiles) {
+    fs::remove(cali + "/" + data);
+    EXPECT_EQ(check(7), "not complete\n" + data + ": missing\n");
+    fs::remove(cali + "/" + description);
+    EXPECT_EQ(check(7), "not complete\n" + description + ": missing\n");
+    EXPECT_EQ(check(8), "not complete\nCali-8.xml: missing\n");
+}
+
+TEST_F(StoreCheck, NamesEmptyFiles) {
+    writeFile(cali + "/" + data, "");
+    EXPECT_EQ(check(7), "not complete\n" + data + ": empty\n");
+    writeFile(cali + "/" + description, "");
+    EXPECT_EQ(check(7), "not complete\n" + description + ": empty\n");
+}
+
+TEST_F(StoreCheck, NamesFilesOfAnotherSizeThanRecorded) {
+    writeFile(cali + "/" + data, "short");
+    EXPECT_EQ(check(7), "not complete\n" + data + ": altered (It has 5 bytes instead of 23.)\n");
+    fs::remove(hidden + "/7.sha256");
+    EXPECT_EQ(check(7), "complete\n");
+}
+
+TEST_F(StoreCheck, NamesFilesThatAreNotRecorded) {
+    std::string record = support::readFile(hidden + "/7.sha256");
+    while (record.find(data) != std::string::npos) {
+        auto const start = record.rfind('\n', record.find(data)) + 1;
+        record.erase(start, record.find('\n', start) - start + 1);
+    }
+    writeFile(hidden + "/7.sha256", record);
+    EXPECT_EQ(check(7), "not complete\n" + data + ": altered (It is not recorded.)\n");
+}
+
+TEST_F(StoreCheck, NamesADamagedRecord) {
+    writeFile(hidden + "/7.sha256", "rubbish");
+    EXPECT_EQ(check(7),
+              "not complete\n.zentho-cali/7.sha256: unreadable (The record is damaged.)\n");
+    EXPECT_TRUE(install(7).complete);
+    EXPECT_EQ(check(7), "complete\n");
+}
+
+TEST_F(StoreCheck, NamesADescriptionThatCannotBeFollowed) {
+    std::string const whole = camera(7).description();
+    writeFile(cali + "/" + description, whole.substr(0, whole.size() / 2));
+    fs::remove(hidden + "/7.sha256");
+    EXPECT_EQ(check(7), "not complete\n" + description +
+                            ": unreadable (The closing tag of its root element is missing.)\n");
+}
+
+TEST_F(StoreCheck, NamesWhatIsNoFile) {
+    fs::remove(cali + "/" + data);
+    fs::create_directory(cali + "/" + data);
+    EXPECT_EQ(check(7), "not complete\n" + data + ": unreadable (It is no file.)\n");
+    fs::remove(cali + "/" + description);
+    fs::create_directory(cali + "/" + description);
+    EXPECT_EQ(check(7), "not complete\n" + description + ": unreadable (Is a directory)\n");
+}
+
+TEST_F(StoreCheck, NamesWhatCannotBeRead) {
+    support::inPrivateNamespaces([&] {
+        support::giveUpPrivileges();
+        fs::permissions(cali + "/" + data, fs::perms::none);
+        EXPECT_EQ(check(7), "not complete\n" + data + ": unreadable (Permission denied)\n");
+        fs::permissions(cali + "/" + description, fs::perms::none);
+        EXPECT_EQ(check(7), "not complete\n" + description + ": unreadable (Permission denied)\n");
+        fs::permissions(cali + "/" + data, fs::perms::owner_all);
+        fs::permissions(cali + "/" + description, fs::perms::owner_all);
+    });
+}
+
+TEST_F(StoreCheck, FailsWithoutADirectory) {
+    CalibrationStore const nowhere(root.path() + "/nowhere");
+    EXPECT_EQ(seen(nowhere.check(7)), "failed: Cannot use the calibration directory " +
+                                          root.path() +
+                                          "/nowhere: No such file or directory\nnot complete\n");
+}
+
+TEST_F(StoreCheck, NeverFindsACompleteSetOfTwoVersionsWhileOneIsReplaced) {
+    // The first letter of each data file and the main section of the description tell the version.
+    putOnStick(camera(7), "11");
+    install(7);
+    std::atomic<bool> ended{false};
+    std::thread writer([&] {
+        for (int i = 0; i < 60; ++i) {
+            bool const isOdd = i % 2 != 0;
+            putOnStick(isOdd ? camera(7) : camera(7).mainSection(), isOdd ? "11" : "2");
+            EXPECT_TRUE(install(7).complete);
+        }
+        ended = true;
+    });
+    auto const length = std::string(" " + data).size();
+    int complete = 0;
+    while (!ended) {
+        auto const outcome = store.verify(7, {});
+        if (!outcome.complete || outcome.failure)
+            continue;
+        ++complete;
+        bool const isNew = outcome.files.at(0).bytes == length + 1;
+        EXPECT_EQ(outcome.files.at(1).bytes == camera(7).description().size(), !isNew);
+        EXPECT_EQ(outcome.files.at(2).bytes > length + 5, true);
+        EXPECT_TRUE(outcome.same);
+    }
+    writer.join();
+    EXPECT_GT(complete, 0);
+}

@@ -1,0 +1,91 @@
+// Comparing every byte.
+#include "tests/store/StoreFixture.h"
+
+#include <filesystem>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace storetest;
+using support::writeFile;
+
+std::string const description = "Cali-7.xml";
+std::string const data = "Cali-7-23-M20-100.dat";
+std::string const curve = "Kennlinie-7-23-M20-100.prn";
+
+class StoreVerify : public Store {
+protected:
+    StoreVerify() {
+        putOnStick(camera(7));
+        install(7);
+    }
+
+    std::string againstRecord() const { return seen(store.verify(7, {})); }
+    std::string againstStick() const {
+        auto const source = zel::store::Source::open(stick, {});
+        return seen(store.verify(7, *source.source, {}));
+    }
+};
+
+std::string answer(std::string const& start, std::string const& dataState,
+                   std::string const& descriptionState, std::string const& curveState) {
+    return start + "\n" + data + ": " + dataState + "\n" + description + ": " + descriptionState +
+           "\n" + curve + ": " + curveState + "\n";
+}
+
+} // namespace
+
+TEST_F(StoreVerify, SaysThatEveryByteIsTheSame) {
+    EXPECT_EQ(againstRecord(), answer("same, complete", "same", "same", "same"));
+    EXPECT_EQ(againstStick(), answer("same, complete", "same", "same", "same"));
+}
+
+TEST_F(StoreVerify, FindsOneChangedByte) {
+    writeFile(cali + "/" + data, "2 " + data);
+    EXPECT_EQ(againstRecord(), answer("not the same, complete", "differs", "same", "same"));
+    EXPECT_EQ(againstStick(), answer("not the same, complete", "differs", "same", "same"));
+}
+
+TEST_F(StoreVerify, SaysWhereAFileIsMissing) {
+    fs::remove(cali + "/" + data);
+    EXPECT_EQ(againstRecord(), answer("not the same, not complete", "missing", "same", "same"));
+    EXPECT_EQ(againstStick(), answer("not the same, not complete", "missing here", "same", "same"));
+    fs::remove(stick + "/" + data);
+    fs::remove(stick + "/" + curve);
+    EXPECT_EQ(againstStick(), answer("not the same, not complete", "missing here and there", "same",
+                                     "missing there"));
+}
+
+TEST_F(StoreVerify, NeedsARecordOrASource) {
+    fs::remove(hidden + "/7.sha256");
+    auto const outcome = store.verify(7, {});
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->kind, FailureKind::noRecord);
+    EXPECT_EQ(againstStick(), answer("same, complete", "same", "same", "same"));
+}
+
+TEST_F(StoreVerify, NamesDifferentCopiesWithTheirPaths) {
+    writeFile(stick + "/more/" + data, "other");
+    EXPECT_EQ(againstStick(), answer("not the same, complete",
+                                     "differs (The source holds several files of this name.) [" +
+                                         stick + "/" + data + "] [" + stick + "/more/" + data + "]",
+                                     "same", "same"));
+}
+
+TEST_F(StoreVerify, FindsNamesInCapitals) {
+    fs::rename(stick + "/" + data, stick + "/CALI-7-23-M20-100.DAT");
+    EXPECT_EQ(againstStick(), answer("same, complete", "same", "same", "same"));
+}
+
+TEST_F(StoreVerify, AFileThatCannotBeReadIsAState) {
+    fs::remove(cali + "/" + data);
+    fs::create_directory(cali + "/" + data);
+    EXPECT_EQ(againstRecord(),
+              answer("not the same, not complete", "unreadable (Is a directory)", "same", "same"));
+}
+
+TEST_F(StoreVerify, CanBeCancelled) {
+    auto const outcome = store.verify(7, [](auto const&) { return false; });
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->kind, FailureKind::cancelled);
+}
