@@ -30,6 +30,11 @@ namespace {
 /// The names of a hostile source can take as much room as their files.
 constexpr std::uint64_t roomBesideFiles = 65536;
 
+/// @return Whether an interruption left something, apart from open transactions.
+bool hasLeftovers(Target const& target) {
+    return hasStage(target) || !target.unfinishedJournals().empty();
+}
+
 /// Completes the transactions that are open, and removes what a dead process staged.
 RecoverOutcome recoverLocked(Target const& target) {
     RecoverOutcome outcome;
@@ -37,9 +42,27 @@ RecoverOutcome recoverLocked(Target const& target) {
         outcome.cameras.push_back(complete(target, serial));
         outcome.changed = true;
     }
-    outcome.changed = hasStage(target) || outcome.changed;
+    outcome.changed = hasLeftovers(target) || outcome.changed;
     removeStage(target);
+    for (std::string const& name : target.unfinishedJournals())
+        removeFile(target.hidden(), name.c_str());
     return outcome;
+}
+
+/// Removes what a dead process left, for an operation that has nothing else to do: so without
+/// waiting, and only where that can be done.
+void tidyUp(Target& target) {
+    try {
+        if (!hasLeftovers(target))
+            return;
+        ProgressCallback const nobody;
+        Reporter reporter(nobody);
+        FileDescriptor const lock = takeLock(target, false, reporter);
+        recoverLocked(target);
+        target.removeIfUnused();
+    } catch (Stop const&) {
+        // Somebody else is at work there, or may do it next time.
+    }
 }
 
 void addRemarks(std::vector<Remark>& remarks, RecoverOutcome const& recovered) {
@@ -117,12 +140,13 @@ public:
         bool const isOpen = target.exists() && !target.openTransactions().empty();
         if (!isOpen || m_options.dryRun) {
             InstallPlan const plan = makePlanFor(target);
-            if (isFinished(plan, target))
+            bool const isNothing = isFinished(plan, target);
+            if (m_options.dryRun)
+                m_outcome.changed = !isNothing;
+            else if (isNothing)
+                tidyUp(target);
+            if (isNothing || m_options.dryRun)
                 return;
-            if (m_options.dryRun) {
-                m_outcome.changed = true;
-                return;
-            }
         }
         FileDescriptor const lock = takeLock(target, m_options.wait, m_reporter);
         try {
@@ -233,10 +257,12 @@ public:
         bool const isOpen = !target.openTransactions().empty();
         if (!isOpen || m_options.dryRun) {
             bool const isNothing = !look(target);
-            if (isNothing || m_options.dryRun) {
+            if (m_options.dryRun)
                 m_outcome.changed = !isNothing;
+            else if (isNothing)
+                tidyUp(target);
+            if (isNothing || m_options.dryRun)
                 return;
-            }
         }
         FileDescriptor const lock = takeLock(target, m_options.wait, m_reporter);
         try {
@@ -364,7 +390,7 @@ RecoverOutcome CalibrationStore::recover(bool wait, ProgressCallback const& prog
         Reporter reporter(progress);
         Target target(m_directory);
         target.require();
-        if (target.openTransactions().empty() && !hasStage(target))
+        if (target.openTransactions().empty() && !hasLeftovers(target))
             return;
         FileDescriptor const lock = takeLock(target, wait, reporter);
         outcome = recoverLocked(target);
@@ -440,6 +466,7 @@ ListOutcome listSource(Source const& source, ProgressCallback const& progress) n
     guarded(outcome, [&] {
         Reporter reporter(progress);
         outcome.cameras = listHeld(source.tree(), reporter);
+        outcome.remarks = source.tree().remarks();
     });
     return outcome;
 }

@@ -67,7 +67,7 @@ Copies const* CopiesByName::find(std::string const& name) const noexcept {
 }
 
 CopiesLook lookAtCopies(SourceTree const& tree, Copies const& copies, SourceSums& sums,
-                        std::optional<std::uint64_t> otherSize, Reporter& reporter) {
+                        Reporter& reporter) {
     CopiesLook look;
     for (SourceFile const* const file : copies.files) {
         bool const isFirst = file == copies.files.front();
@@ -78,7 +78,7 @@ CopiesLook lookAtCopies(SourceTree const& tree, Copies const& copies, SourceSums
         if (isFirst)
             look.size = opened.size();
         auto const* const listed = sums.of(*file);
-        if (copies.files.size() == 1 && listed == nullptr && opened.size() != otherSize)
+        if (copies.files.size() == 1 && listed == nullptr)
             break;
         Digest const digest = readSum(opened, tree.shownPath(path), reporter).digest;
         if (listed != nullptr && SourceSums::contradict(*listed, digest))

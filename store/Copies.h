@@ -48,13 +48,12 @@ struct CopiesLook {
     std::optional<Digest> digest; ///< sum of the first, if it had to be read
 };
 
-/// Looks at the copies of one name. Their bytes are read only where somebody has to know them: when
-/// there are several, when there is a sum beside one, and when they may be those of another file.
-/// @param otherSize Size of the file that they may be the same as; nothing for no such file.
-/// @param reporter  Told of the bytes.
+/// Looks at the copies of one name. Their bytes are read only where they can tell something: when
+/// there are several, and when there is a sum beside one.
+/// @param reporter Told of the bytes.
 /// @throws Stop when one cannot be read
 CopiesLook lookAtCopies(SourceTree const& tree, Copies const& copies, SourceSums& sums,
-                        std::optional<std::uint64_t> otherSize, Reporter& reporter);
+                        Reporter& reporter);
 
 /// @return The paths of copies, as messages show them. @throws std::bad_alloc
 std::vector<std::string> pathsOf(SourceTree const& tree, Copies const& copies);

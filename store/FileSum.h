@@ -6,6 +6,7 @@
 #include "store/Record.h"
 #include "store/Reporter.h"
 
+#include <optional>
 #include <string>
 
 namespace zel::store {
@@ -16,5 +17,18 @@ namespace zel::store {
 /// @param reporter Told of the bytes.
 /// @return Its size and the sum of its bytes. @throws Stop when it cannot be read
 RecordedFile readSum(OpenedFile const& file, std::string const& path, Reporter& reporter);
+
+/// Compares two files, and adds up their bytes while they are the same.
+/// @param left, right        The open files.
+/// @param leftPath, rightPath Their paths, for messages.
+/// @param reporter           Told of the bytes.
+/// @return The sum of both; nothing when they differ. @throws Stop when one cannot be read
+std::optional<Digest> sumIfSame(OpenedFile const& left, std::string const& leftPath,
+                                OpenedFile const& right, std::string const& rightPath,
+                                Reporter& reporter);
+
+/// @return Whether two files have the same bytes. Parameters are those of sumIfSame().
+bool haveSameBytes(OpenedFile const& left, std::string const& leftPath, OpenedFile const& right,
+                   std::string const& rightPath, Reporter& reporter);
 
 } // namespace zel::store

@@ -20,6 +20,8 @@ struct DirectoryCloser {
 };
 using Entries = std::unique_ptr<DIR, DirectoryCloser>;
 
+constexpr char const* besideSuffix = ".new";
+
 bool isDotEntry(std::string_view name) noexcept {
     return name == "." || name == "..";
 }
@@ -128,7 +130,10 @@ std::optional<std::string_view> Pieces::next() noexcept {
 }
 
 std::optional<std::string> readWhole(int folder, char const* path, std::size_t largest) {
-    OpenedFile const opened = openRegular(folder, path);
+    return readWhole(openRegular(folder, path), largest);
+}
+
+std::optional<std::string> readWhole(OpenedFile const& opened, std::size_t largest) {
     errno = opened.error;
     if (!opened.file.valid())
         return std::nullopt;
@@ -184,7 +189,14 @@ void moveFile(Folder const& from, std::string const& name, Folder const& to,
 }
 
 std::string besideName(std::string const& name) {
-    return name + ".new";
+    return name + besideSuffix;
+}
+
+std::optional<std::string_view> besideWhat(std::string_view name) noexcept {
+    std::string_view const suffix = besideSuffix;
+    if (name.size() <= suffix.size() || name.substr(name.size() - suffix.size()) != suffix)
+        return std::nullopt;
+    return name.substr(0, name.size() - suffix.size());
 }
 
 void writeBeside(Folder const& folder, std::string const& name, std::string_view text) {

@@ -97,6 +97,9 @@ private:
 /// @return The text; nothing, with `errno` set, on failure. @throws std::bad_alloc
 std::optional<std::string> readWhole(int folder, char const* path, std::size_t largest);
 
+/// Does the same for a file that is open. @throws std::bad_alloc
+std::optional<std::string> readWhole(OpenedFile const& file, std::size_t largest);
+
 /// Writes all of a text. @return Whether that succeeded; otherwise `errno` says why not.
 bool writeAll(int file, std::string_view text) noexcept;
 
@@ -136,6 +139,9 @@ FileDescriptor createFile(Folder const& folder, std::string const& name);
 
 /// @return Name of the new file beside a file that is about to be replaced. @throws std::bad_alloc
 std::string besideName(std::string const& name);
+
+/// @return The name that besideName() made this of; nothing when it made none such.
+std::optional<std::string_view> besideWhat(std::string_view name) noexcept;
 
 /// Writes a small file of mode 0644 through to the medium, beside the file that it is to replace.
 /// @param name Name of the file that is to be replaced.

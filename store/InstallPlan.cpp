@@ -47,7 +47,7 @@ private:
             // New data under an old description could pass for one set.
             return m_options.partial && m_installed.placeOf(m_descriptionName) == Place::nothing;
         }
-        CopiesLook const look = lookAt(m_descriptionName, *found);
+        CopiesLook const look = lookAtCopies(m_tree, *found, m_sums, m_reporter);
         if (refuse(m_descriptionName, *found, look))
             return false;
         std::string const path = found->files.front()->path();
@@ -60,7 +60,7 @@ private:
                    description.whyNot);
             return false;
         }
-        m_sameDescription = isInstalled(m_descriptionName, look);
+        m_sameDescription = sumIfInstalled(m_descriptionName, *found, look).has_value();
         asked = description.names;
         m_plan.newDescription = std::move(description);
         return true;
@@ -87,16 +87,16 @@ private:
     }
 
     void planFile(std::string const& name, Copies const& copies) {
-        CopiesLook const look = lookAt(name, copies);
+        CopiesLook const look = lookAtCopies(m_tree, copies, m_sums, m_reporter);
         if (refuse(name, copies, look))
             return;
         if (copies.isRespelt)
             m_plan.remarks.push_back(
                 {m_tree.shownPath(copies.files.front()->path()), "Installed as " + name + ":"});
         requireNoFolder(name);
-        if (isInstalled(name, look)) {
+        if (auto const digest = sumIfInstalled(name, copies, look)) {
             m_plan.files.push_back({name, FileState::unchanged, look.size, {}, ""});
-            m_plan.unchanged[name] = {look.size, *look.digest};
+            m_plan.unchanged[name] = {look.size, *digest};
             return;
         }
         bool const isNew = m_installed.placeOf(name) == Place::nothing;
@@ -110,31 +110,43 @@ private:
             m_plan.data.push_back(std::move(file));
     }
 
-    CopiesLook lookAt(std::string const& name, Copies const& copies) {
-        std::optional<std::uint64_t> installedSize;
-        if (m_installed.placeOf(name) == Place::file) {
-            OpenedFile const opened = m_installed.open(name);
-            if (opened.error == 0)
-                installedSize = opened.size();
+    /// @return The sum of the installed file when it is a file of the same bytes; nothing
+    /// otherwise.
+    ///         One that cannot be read has to be replaced.
+    std::optional<Digest> sumIfInstalled(std::string const& name, Copies const& copies,
+                                         CopiesLook const& look) {
+        if (m_installed.placeOf(name) != Place::file)
+            return std::nullopt;
+        OpenedFile const installed = m_installed.open(name);
+        if (installed.error != 0 || installed.size() != look.size)
+            return std::nullopt;
+        std::string const path = copies.files.front()->path();
+        OpenedFile const held = m_tree.open(path);
+        if (held.error != 0)
+            stop("Cannot read", m_tree.shownPath(path), held.error);
+        try {
+            // Adding up takes most of the time of an installation that has nothing to do.
+            auto const recorded = m_installed.recordedSince(name, installed);
+            if (recorded) {
+                bool const same = haveSameBytes(held, m_tree.shownPath(path), installed,
+                                                m_installed.pathOf(name), m_reporter);
+                return same ? std::optional(recorded->digest) : std::nullopt;
+            }
+            return sumIfSame(held, m_tree.shownPath(path), installed, m_installed.pathOf(name),
+                             m_reporter);
+        } catch (Stop const& stopped) {
+            if (stopped.failure.path != m_installed.pathOf(name))
+                throw;
+            return std::nullopt;
         }
-        return lookAtCopies(m_tree, copies, m_sums, installedSize, m_reporter);
-    }
-
-    /// @return Whether the file that is installed is a file of the same bytes.
-    bool isInstalled(std::string const& name, CopiesLook const& look) {
-        if (!look.digest || m_installed.placeOf(name) != Place::file)
-            return false;
-        auto const installed = readInstalled(name, look.size);
-        return installed && installed->digest == look.digest;
     }
 
     /// @return Size and sum of an installed file; nothing when it has another size, or cannot be
     /// read
     ///         and so has to be replaced.
-    std::optional<RecordedFile> readInstalled(std::string const& name,
-                                              std::optional<std::uint64_t> size) {
+    std::optional<RecordedFile> readInstalled(std::string const& name) {
         OpenedFile const opened = m_installed.open(name);
-        if (opened.error != 0 || (size && opened.size() != *size))
+        if (opened.error != 0)
             return std::nullopt;
         try {
             return readSum(opened, m_installed.pathOf(name), m_reporter);
@@ -151,7 +163,7 @@ private:
     void planMissing(std::string const& name) {
         bool const isHere = m_installed.placeOf(name) == Place::file;
         if (m_sameDescription && isHere) {
-            auto const file = readInstalled(name, std::nullopt);
+            auto const file = readInstalled(name);
             if (file && file->size != 0 && agreesWithRecord(name, *file)) {
                 m_plan.files.push_back({name, FileState::unchanged, file->size, {}, ""});
                 m_plan.unchanged[name] = *file;

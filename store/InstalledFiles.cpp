@@ -6,6 +6,7 @@
 #include "store/Stop.h"
 
 #include <cerrno>
+#include <tuple>
 #include <utility>
 
 #include <fcntl.h>
@@ -47,10 +48,27 @@ void InstalledFiles::readRecord(unsigned long serial) {
         std::string const number = std::to_string(m_journal->record->number);
         text = readWhole(m_stage.get(), number.c_str(), largestRecord);
     }
-    if (!text)
-        text = readWhole(m_target.hidden().get(), recordName(serial).c_str(), largestRecord);
+    if (!text) {
+        OpenedFile const opened = openRegular(m_target.hidden().get(), recordName(serial).c_str());
+        text = readWhole(opened, largestRecord);
+        if (!m_journal)
+            m_recordTime = opened.status.st_ctim;
+    }
     if (text)
         m_record = Record::from(*text, serial);
+}
+
+std::optional<RecordedFile> InstalledFiles::recordedSince(std::string const& name,
+                                                          OpenedFile const& file) const {
+    if (!m_record)
+        return std::nullopt;
+    timespec const& changed = file.status.st_ctim;
+    bool const isLater = std::tie(changed.tv_sec, changed.tv_nsec) >
+                         std::tie(m_recordTime.tv_sec, m_recordTime.tv_nsec);
+    auto const recorded = m_record->files.find(name);
+    if (isLater || recorded == m_record->files.end() || recorded->second.size != file.size())
+        return std::nullopt;
+    return recorded->second;
 }
 
 Place InstalledFiles::placeOf(std::string const& name) const {

@@ -39,6 +39,13 @@ public:
     OpenedFile open(std::string const& name) const;
     /// @return The record; nothing when there is none that can be followed.
     std::optional<Record> const& record() const noexcept { return m_record; }
+    /// @return What is recorded of a file that was not changed since; nothing when it may have
+    /// been,
+    ///         or is not recorded. A file that changes gets a later change time than the record,
+    ///         which came last.
+    /// @param file The file, as open() opened it.
+    std::optional<RecordedFile> recordedSince(std::string const& name,
+                                              OpenedFile const& file) const;
     /// @return Path of a file, for messages.
     std::string pathOf(std::string const& name) const { return m_target.folder().pathOf(name); }
 
@@ -51,6 +58,7 @@ private:
     std::optional<Journal> m_journal;
     std::set<std::string> m_names;
     std::optional<Record> m_record;
+    timespec m_recordTime{}; // when the record came; zero while a transaction is open
 };
 
 } // namespace zel::store

@@ -114,7 +114,7 @@ struct InstallOutcome {
     bool complete = false;              ///< the set is complete now, or would be
     bool interrupted = false;           ///< failed after the journal: recover() completes it
     bool cancelledTooLate = false;      ///< the callback asked to stop after the journal
-    std::vector<File> files;            ///< the files, by name
+    std::vector<File> files;            ///< the files, by name; none when it failed
     std::vector<Remark> remarks;        ///< what else to know
     std::vector<unsigned long> cameras; ///< cameras that the source holds, when files are missing
 };
@@ -173,6 +173,7 @@ struct ListedCamera {
 struct ListOutcome {
     std::optional<Failure> failure;    ///< why nothing could be said
     std::vector<ListedCamera> cameras; ///< by serial number
+    std::vector<Remark> remarks;       ///< what else to know of a source
 };
 
 /// A calibration directory that is locked for other processes. Can be moved, not copied.

@@ -123,7 +123,8 @@ private:
             OpenedFile const opened = m_tree.open(path);
             if (opened.error != 0)
                 stop("Cannot read", m_tree.shownPath(path), opened.error);
-            if (!sameBytes(name, here, path, opened))
+            if (!haveSameBytes(here, m_target.folder().pathOf(name), opened, m_tree.shownPath(path),
+                               m_reporter))
                 file.state = FileState::differs;
         }
         if (file.state == FileState::differs && there.files.size() > 1) {
@@ -131,27 +132,6 @@ private:
             file.message = "The source holds several files of this name.";
         }
         return file;
-    }
-
-    bool sameBytes(std::string const& name, OpenedFile const& here, std::string const& path,
-                   OpenedFile const& there) const {
-        if (here.size() != there.size())
-            return false;
-        Pieces herePieces(here.file.get(), here.size());
-        Pieces therePieces(there.file.get(), there.size());
-        for (;;) {
-            auto const herePiece = herePieces.next();
-            if (!herePiece)
-                stop("Cannot read", m_target.folder().pathOf(name), errno);
-            auto const therePiece = therePieces.next();
-            if (!therePiece)
-                stop("Cannot read", m_tree.shownPath(path), errno);
-            if (*herePiece != *therePiece)
-                return false;
-            if (herePiece->empty())
-                return true;
-            m_reporter.bytesDone(herePiece->size());
-        }
     }
 
     Target const& m_target;

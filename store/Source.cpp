@@ -5,6 +5,7 @@
 #include "store/Stop.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace zel::store {
@@ -54,6 +55,9 @@ MediaOutcome findMedia(unsigned long serial, ProgressCallback const& progress) n
             } catch (Stop const& stopped) {
                 if (stopped.failure.kind == FailureKind::cancelled)
                     throw;
+                // Another medium is mounted over it.
+                if (stopped.failure.error == ENOENT || stopped.failure.error == ENOTDIR)
+                    continue;
                 outcome.remarks.push_back({medium, "Cannot be searched:"});
             }
         }

@@ -229,6 +229,13 @@ std::vector<Remark> SourceTree::remarksOn(unsigned long serial) const {
     return remarks;
 }
 
+std::vector<Remark> SourceTree::remarks() const {
+    std::vector<Remark> remarks = m_links;
+    for (auto const& [serial, leftOut] : m_leftOut)
+        remarks.insert(remarks.end(), leftOut.begin(), leftOut.end());
+    return remarks;
+}
+
 OpenedFile SourceTree::open(std::string const& path) const {
     if (path.size() < PATH_MAX)
         return openRegular(m_root.get(), path.c_str());

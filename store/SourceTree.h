@@ -40,6 +40,8 @@ public:
     std::vector<SourceFile> const& filesOf(unsigned long serial) const;
     /// @return What was left out of a camera's files, and links that were not followed.
     std::vector<Remark> remarksOn(unsigned long serial) const;
+    /// @return What was left out of all cameras' files, and links that were not followed.
+    std::vector<Remark> remarks() const;
     /// @return Why a folder could not be searched; nothing when all could.
     std::optional<Failure> const& gap() const noexcept { return m_gap; }
 

@@ -151,6 +151,16 @@ std::vector<unsigned long> Target::openTransactions() const {
     return cameras;
 }
 
+std::vector<std::string> Target::unfinishedJournals() const {
+    std::vector<std::string> names;
+    forEachHidden([&](std::string_view name) {
+        auto const journal = besideWhat(name);
+        if (journal && serialOfJournal(*journal))
+            names.emplace_back(name);
+    });
+    return names;
+}
+
 std::set<unsigned long> Target::knownCameras() const {
     std::set<unsigned long> cameras;
     forEachHidden([&](char const* name) {

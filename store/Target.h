@@ -47,6 +47,10 @@ public:
     /// @return The cameras with an open transaction, by serial number. @throws Stop
     std::vector<unsigned long> openTransactions() const;
 
+    /// @return What an interruption left in the hidden folder that belongs to no transaction: the
+    ///         names of files that were to become journals. @throws Stop
+    std::vector<std::string> unfinishedJournals() const;
+
     /// @return The cameras with a record or an open transaction. @throws Stop
     std::set<unsigned long> knownCameras() const;
 

@@ -116,6 +116,18 @@ TEST_F(StoreInstall, ReplacesWhatDiffersAndLeavesTheRest) {
                                              ": same\n" + curve + ": same\n");
 }
 
+TEST_F(StoreInstall, RecordsAnewWhatSomebodyElseInstalledMeanwhile) {
+    install(7);
+    writeFile(stick + "/" + data, "2 " + data);
+    writeFile(cali + "/" + data, "2 " + data);
+    EXPECT_FALSE(store.verify(7, {}).same);
+    EXPECT_EQ(seen(install(7)), "changed, complete\n"
+                                "Cali-7-23-M20-100.dat: unchanged\n"
+                                "Cali-7.xml: unchanged\n"
+                                "Kennlinie-7-23-M20-100.prn: unchanged\n");
+    EXPECT_TRUE(store.verify(7, {}).same);
+}
+
 TEST_F(StoreInstall, ChangesNothingWhenTheSourceLacksAFile) {
     putOnStick(camera(8));
     fs::remove(stick + "/" + curve);

@@ -190,3 +190,24 @@ TEST_F(StoreRecover, RemovesWhatADeadProcessStaged) {
     EXPECT_EQ(installed(data), "1 " + data);
     EXPECT_EQ(check(7), "complete\n");
 }
+
+TEST_F(StoreRecover, RemovesAJournalThatWasNotFinished) {
+    fs::rename(hidden + "/7.journal", hidden + "/7.journal.new");
+    EXPECT_TRUE(store.recover(true, {}).changed);
+    EXPECT_FALSE(fs::exists(hidden + "/7.journal.new"));
+    EXPECT_FALSE(fs::exists(stage));
+    EXPECT_EQ(check(7), "complete\n");
+}
+
+TEST_F(StoreRecover, IsDoneByRunsThatHaveNothingElseToDo) {
+    for (auto const& run :
+         {std::function<void()>([&] { EXPECT_FALSE(install(7).changed); }),
+          std::function<void()>([&] { EXPECT_FALSE(store.remove(8, {}, {}).changed); })}) {
+        writeFile(hidden + "/8.journal.new", "half a journal");
+        writeFile(stage + "/0", "half a file");
+        fs::remove(hidden + "/7.journal");
+        run();
+        EXPECT_FALSE(fs::exists(hidden + "/8.journal.new"));
+        EXPECT_FALSE(fs::exists(stage));
+    }
+}
