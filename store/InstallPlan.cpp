@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <set>
 #include <unordered_set>
 #include <utility>
@@ -22,7 +23,7 @@ public:
     Planner(SourceTree const& tree, unsigned long serial, InstalledFiles const& installed,
             InstallOptions const& options, Reporter& reporter)
         : m_tree(tree), m_serial(serial), m_installed(installed), m_options(options),
-          m_reporter(reporter), m_sums(tree, serial),
+          m_reporter(reporter), m_sums(tree, serial, reporter),
           m_descriptionName(set::descriptionName(serial).view()) {}
 
     InstallPlan make() {
@@ -54,6 +55,8 @@ private:
         OpenedFile const opened = m_tree.open(path);
         if (opened.error != 0)
             stop("Cannot read", m_tree.shownPath(path), opened.error);
+        // Before it is read: should it change meanwhile, the staged one has another sum.
+        Digest const digest = readSum(opened, m_tree.shownPath(path), m_reporter).digest;
         auto description = readSetDescription(opened.file, m_tree.shownPath(path), m_serial);
         if (!description.description) {
             refuse(m_descriptionName, FileState::damaged, {m_tree.shownPath(path)},
@@ -61,6 +64,7 @@ private:
             return false;
         }
         m_sameDescription = sumIfInstalled(m_descriptionName, *found, look).has_value();
+        m_descriptionDigest = digest;
         asked = description.names;
         m_plan.newDescription = std::move(description);
         return true;
@@ -102,12 +106,12 @@ private:
         bool const isNew = m_installed.placeOf(name) == Place::nothing;
         m_plan.files.push_back(
             {name, isNew ? FileState::installed : FileState::replaced, look.size, {}, ""});
-        FileToStage file{name, copies.files.front()->path(), look.digest};
-        m_plan.bytes += look.size;
-        if (name == m_descriptionName)
-            m_plan.description = std::move(file);
-        else
-            m_plan.data.push_back(std::move(file));
+        FileToStage file{name, copies.files.front()->path(), look.size, look.digest};
+        addBytes(look.size);
+        if (name != m_descriptionName)
+            return m_plan.data.push_back(std::move(file));
+        file.digest = m_descriptionDigest;
+        m_plan.description = std::move(file);
     }
 
     /// @return The sum of the installed file when it is a file of the same bytes; nothing
@@ -194,8 +198,8 @@ private:
             return;
         m_plan.description =
             FileToStage{m_descriptionName, copies.find(m_descriptionName)->files.front()->path(),
-                        stays->second.digest};
-        m_plan.bytes += stays->second.size;
+                        stays->second.size, m_descriptionDigest};
+        addBytes(stays->second.size);
         m_plan.unchanged.erase(stays);
     }
 
@@ -213,6 +217,8 @@ private:
             }
         }
     }
+
+    void addBytes(std::uint64_t size) { m_plan.bytes += std::min(size, UINT64_MAX - m_plan.bytes); }
 
     void requireNoFolder(std::string const& name) const {
         if (m_installed.placeOf(name) == Place::folder)
@@ -244,10 +250,13 @@ private:
     void finish() {
         std::sort(m_plan.files.begin(), m_plan.files.end(),
                   [](File const& a, File const& b) { return a.name < b.name; });
+        // Files may lie where nobody could look: missing ones, and such as must not be pruned.
+        if (m_tree.gap() && (m_lacks || m_options.prune))
+            throw Stop{*m_tree.gap()};
+        if (m_tree.gap())
+            m_plan.remarks.push_back({m_tree.gap()->path, "Cannot be searched:"});
         bool const mayBePartial = m_options.partial && mayInstall();
         m_plan.refused = m_isRefused || (m_lacks && !mayBePartial);
-        if (m_lacks && m_tree.gap() && !mayBePartial)
-            throw Stop{*m_tree.gap()};
         if (m_plan.refused) {
             refuseAll();
             return;
@@ -301,6 +310,7 @@ private:
     SourceSums m_sums;
     std::string m_descriptionName;
     std::unordered_set<std::string> m_asked;
+    std::optional<Digest> m_descriptionDigest;
     bool m_sameDescription = false;
     bool m_lacks = false;
     bool m_isRefused = false;

@@ -20,6 +20,7 @@ namespace zel::store {
 struct FileToStage {
     std::string name;             ///< the name that it is going to have
     std::string source;           ///< its path, from the source on
+    std::uint64_t size;           ///< its size when the plan was made
     std::optional<Digest> digest; ///< sum of its bytes when the plan was made, if they were read
 };
 
@@ -34,7 +35,7 @@ struct InstallPlan {
     std::map<std::string, RecordedFile> unchanged; ///< files of the set that stay
     std::vector<std::string> removedBefore;        ///< old files that must not complete the new set
     std::vector<std::string> removedAfter;         ///< files that are pruned
-    std::uint64_t bytes = 0;                       ///< bytes to stage
+    std::uint64_t bytes = 0;                       ///< bytes to stage; the largest number if more
     bool recordDiffers = false;                    ///< the record has to be written
     std::optional<SetDescription> newDescription; ///< the source's description, when it is readable
 

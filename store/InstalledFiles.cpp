@@ -1,10 +1,12 @@
 #include "store/InstalledFiles.h"
 
+#include "sdk/set/FileKinds.h"
 #include "store/Layout.h"
 #include "store/Publication.h"
 #include "store/Stage.h"
 #include "store/Stop.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <tuple>
 #include <utility>
@@ -26,10 +28,16 @@ InstalledFiles::InstalledFiles(Target const& target, unsigned long serial) : m_t
 }
 
 void InstalledFiles::readOpenJournal(unsigned long serial) {
+    m_isOpen = true;
     m_journal = readJournalOf(m_target, serial).journal;
     m_stage = openStage(m_target);
-    if (!m_journal)
+    if (!m_journal || isLost(*m_journal)) {
+        // It cannot be completed: the description and the record are taken out.
+        m_names.erase(std::string(set::descriptionName(serial).view()));
+        m_recordIsOut = true;
+        m_journal.reset();
         return;
+    }
     for (StagedFile const& file : m_journal->data)
         m_names.insert(file.name);
     if (m_journal->description)
@@ -38,11 +46,21 @@ void InstalledFiles::readOpenJournal(unsigned long serial) {
         m_names.erase(name);
     for (std::string const& name : m_journal->removedAfter)
         m_names.erase(name);
+    m_recordIsOut = m_journal->removesRecord;
+}
+
+bool InstalledFiles::isLost(Journal const& journal) const {
+    auto const isThere = [&](StagedFile const& file) {
+        return (m_stage.descriptor.valid() && isAt(m_stage, std::to_string(file.number), file)) ||
+               isAt(m_target.folder(), file.name, file);
+    };
+    return !std::all_of(journal.data.begin(), journal.data.end(), isThere) ||
+           (journal.description && !isThere(*journal.description));
 }
 
 void InstalledFiles::readRecord(unsigned long serial) {
     std::optional<std::string> text;
-    if (m_journal && m_journal->removesRecord)
+    if (m_recordIsOut)
         return;
     if (m_journal && m_journal->record && m_stage.descriptor.valid()) {
         std::string const number = std::to_string(m_journal->record->number);
@@ -51,8 +69,8 @@ void InstalledFiles::readRecord(unsigned long serial) {
     if (!text) {
         OpenedFile const opened = openRegular(m_target.hidden().get(), recordName(serial).c_str());
         text = readWhole(opened, largestRecord);
-        if (!m_journal)
-            m_recordTime = opened.status.st_ctim;
+        if (!m_isOpen)
+            m_recordTime = opened.status.st_mtim;
     }
     if (text)
         m_record = Record::from(*text, serial);

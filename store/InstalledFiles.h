@@ -46,18 +46,23 @@ public:
     /// @param file The file, as open() opened it.
     std::optional<RecordedFile> recordedSince(std::string const& name,
                                               OpenedFile const& file) const;
+    /// @return Whether an open transaction removes the record.
+    bool removesRecord() const noexcept { return m_recordIsOut; }
     /// @return Path of a file, for messages.
     std::string pathOf(std::string const& name) const { return m_target.folder().pathOf(name); }
 
 private:
     void readOpenJournal(unsigned long serial);
     void readRecord(unsigned long serial);
+    bool isLost(Journal const& journal) const;
 
     Target const& m_target;
     Folder m_stage;
     std::optional<Journal> m_journal;
     std::set<std::string> m_names;
     std::optional<Record> m_record;
+    bool m_isOpen = false;
+    bool m_recordIsOut = false;
     timespec m_recordTime{}; // when the record came; zero while a transaction is open
 };
 

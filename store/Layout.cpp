@@ -35,11 +35,15 @@ std::optional<unsigned long> serialOfJournal(std::string_view name) noexcept {
     return serialBefore(journalSuffix, name);
 }
 
+bool isSerial(unsigned long serial) noexcept {
+    return serial >= 1 && serial <= largestSerial;
+}
+
 std::optional<unsigned long> serialFrom(std::string_view digits) noexcept {
     unsigned long serial = 0;
     char const* const end = digits.data() + digits.size();
     auto const [rest, error] = std::from_chars(digits.data(), end, serial);
-    if (error != std::errc() || rest != end || digits.front() == '0' || serial > largestSerial)
+    if (error != std::errc() || rest != end || digits.front() == '0' || !isSerial(serial))
         return std::nullopt;
     return serial;
 }

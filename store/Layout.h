@@ -26,6 +26,9 @@ std::optional<unsigned long> serialOfRecord(std::string_view name) noexcept;
 /// @return Serial number of the camera whose journal this is; nothing for other names.
 std::optional<unsigned long> serialOfJournal(std::string_view name) noexcept;
 
+/// @return Whether a camera can have the serial number: 1 to 2147483647.
+bool isSerial(unsigned long serial) noexcept;
+
 /// @return A serial number in decimal, without sign and leading zeros, 1 to 2147483647; nothing for
 ///         other text.
 std::optional<unsigned long> serialFrom(std::string_view digits) noexcept;

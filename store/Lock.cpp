@@ -7,8 +7,10 @@
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -20,7 +22,7 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds patience(60);
-constexpr std::chrono::milliseconds pause(100);
+constexpr std::chrono::milliseconds pause(100), shortPause(1);
 // Whoever may write it can lock it, and so keep others from installing.
 constexpr mode_t lockMode = 0600;
 
@@ -66,34 +68,53 @@ bool tryToLock(int file) noexcept {
     throw Stop{std::move(failure)};
 }
 
+/// @return The lock file; nothing when a holder removed its folder meanwhile. @throws Stop
+std::optional<FileDescriptor> openLockFile(Target& target) {
+    try {
+        target.make();
+    } catch (Stop const& stopped) {
+        if (stopped.failure.error != ENOENT)
+            throw;
+        return std::nullopt;
+    }
+    FileDescriptor file(retried([&] {
+        return openat(target.hidden().get(), lockName, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC,
+                      lockMode);
+    }));
+    if (!file.valid() && errno == ENOENT)
+        return std::nullopt;
+    if (!file.valid())
+        stop("Cannot lock", target.hidden().pathOf(lockName), errno);
+    return file;
+}
+
 } // namespace
 
 FileDescriptor takeLock(Target& target, bool wait, Reporter& reporter) {
     auto const deadline = steady_clock::now() + patience;
     for (;;) {
-        target.make();
-        FileDescriptor file(retried([&] {
-            return openat(target.hidden().get(), lockName,
-                          O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, lockMode);
-        }));
-        if (!file.valid() && errno == ENOENT)
-            continue; // the holder removed the folder meanwhile
-        std::string const path = target.hidden().pathOf(lockName);
-        if (!file.valid())
-            stop("Cannot lock", path, errno);
-        if (tryToLock(file.get())) {
-            if (!isStillThere(file.get(), target.hidden()))
-                continue;
-            writeHolder(file.get());
-            return file;
+        auto file = openLockFile(target);
+        bool isHeld = false;
+        long holder = 0;
+        if (file && tryToLock(file->get())) {
+            if (isStillThere(file->get(), target.hidden())) {
+                writeHolder(file->get());
+                return std::move(*file);
+            }
+        } else if (file) {
+            if (errno != EAGAIN && errno != EACCES)
+                stop("Cannot lock", target.hidden().pathOf(lockName), errno);
+            isHeld = true;
+            holder = holderIn(file->get());
+            if (!wait)
+                stopForHolder(target.folder().path, holder);
         }
-        if (errno != EAGAIN && errno != EACCES)
-            stop("Cannot lock", path, errno);
-        long const holder = holderIn(file.get());
-        if (!wait || steady_clock::now() >= deadline)
+        if (steady_clock::now() >= deadline)
             stopForHolder(target.folder().path, holder);
-        reporter.waitFor(holder);
-        std::this_thread::sleep_for(pause);
+        if (isHeld)
+            reporter.waitFor(holder);
+        // Otherwise the holder has just removed the file, and is at its end.
+        std::this_thread::sleep_for(isHeld ? pause : shortPause);
     }
 }
 

@@ -18,4 +18,25 @@ namespace zel::store {
 /// @throws Stop
 FileDescriptor takeLock(Target& target, bool wait, Reporter& reporter);
 
+/// Does something with the lock, and leaves no folders behind that nobody uses.
+/// @param body Called while the directory is locked.
+/// @throws Stop, and what @p body throws. The other parameters are those of takeLock().
+template <class Body>
+void withLock(Target& target, bool wait, Reporter& reporter, Body const& body) {
+    FileDescriptor lock;
+    try {
+        lock = takeLock(target, wait, reporter);
+    } catch (...) {
+        target.removeEmpty();
+        throw;
+    }
+    try {
+        body();
+    } catch (...) {
+        target.removeIfUnused();
+        throw;
+    }
+    target.removeIfUnused();
+}
+
 } // namespace zel::store

@@ -9,6 +9,10 @@
 #include <cerrno>
 #include <utility>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace zel::store {
 
 namespace {
@@ -75,9 +79,13 @@ private:
         if (!m_journal.record && !m_journal.removesRecord)
             return;
         std::string const name = recordName(m_journal.serial);
-        if (m_journal.record)
-            moveFile(m_stage, std::to_string(m_journal.record->number), m_target.hidden(), name);
-        else
+        if (m_journal.record) {
+            // Later than every change of the files that it records, so that a change after it
+            // shows.
+            std::string const staged = std::to_string(m_journal.record->number);
+            utimensat(m_stage.get(), staged.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
+            moveFile(m_stage, staged, m_target.hidden(), name);
+        } else
             removeFile(m_target.hidden(), name.c_str());
         flush(m_target.hidden());
     }
@@ -113,13 +121,14 @@ public:
     void examine() {
         std::vector<StagedFile> pending;
         for (StagedFile const& file : m_journal.data) {
-            if (needsMove(file, m_target.folder(), FileState::installed))
+            if (needsMove(file, m_target.folder()))
                 pending.push_back(file);
         }
         m_journal.data = std::move(pending);
-        dropUnlessPending(m_journal.record, m_target.hidden(), false);
         takeDescriptionBack();
-        dropUnlessPending(m_journal.description, m_target.folder(), true);
+        if (m_journal.description && !needsMove(*m_journal.description, m_target.folder()))
+            m_journal.description.reset();
+        examineRecord();
         for (std::string const& name : m_journal.removedBefore)
             m_files.push_back({name, FileState::removed, 0, {}, ""});
         for (std::string const& name : m_journal.removedAfter)
@@ -147,27 +156,26 @@ private:
             moveFile(m_target.folder(), file.name, m_stage, std::to_string(file.number));
     }
 
-    void dropUnlessPending(std::optional<StagedFile>& file, Folder const& place, bool isOfSet) {
-        if (file &&
-            !needsMove(*file, place, isOfSet ? std::optional(FileState::installed) : std::nullopt))
-            file.reset();
+    /// A set whose record is lost is as whole without one.
+    void examineRecord() {
+        if (!m_journal.record || isStaged(*m_journal.record))
+            return;
+        m_journal.removesRecord =
+            !isAt(m_target.hidden(), m_journal.record->name, *m_journal.record);
+        m_journal.record.reset();
     }
 
-    bool needsMove(StagedFile const& file, Folder const& place, std::optional<FileState> state) {
+    bool needsMove(StagedFile const& file, Folder const& place) {
         bool const staged = isStaged(file);
         bool const lost = !staged && !isAt(place, file.name, file);
         m_whole = m_whole && !lost;
-        if (state)
-            m_files.push_back({file.name, lost ? FileState::damaged : *state, file.size, {}, ""});
+        m_files.push_back(
+            {file.name, lost ? FileState::damaged : FileState::installed, file.size, {}, ""});
         return staged;
     }
 
     bool isStaged(StagedFile const& file) const {
         return m_stage.descriptor.valid() && isAt(m_stage, std::to_string(file.number), file);
-    }
-
-    static bool isAt(Folder const& folder, std::string const& name, StagedFile const& file) {
-        return sumOf(folder, name, file.size, nullptr) == file.digest;
     }
 
     Target const& m_target;
@@ -196,10 +204,26 @@ JournalReading readJournalOf(Target const& target, unsigned long serial) {
 
 void publish(Target const& target, Journal const& journal, std::function<void()> const& committed) {
     std::string const name = journalName(journal.serial);
-    writeBeside(target.hidden(), name, journal.text());
-    moveFile(target.hidden(), besideName(name), target.hidden(), name);
+    std::string const text = journal.text();
+    if (text.size() > largestJournal)
+        stop("Cannot write so large a journal:", target.hidden().pathOf(name), EFBIG);
+    writeBeside(target.hidden(), name, text);
+    try {
+        moveFile(target.hidden(), besideName(name), target.hidden(), name);
+    } catch (Stop const&) {
+        // Some systems report a failure of what they did nevertheless.
+        if (target.isOpen(journal.serial))
+            committed();
+        else
+            unlinkat(target.hidden().get(), besideName(name).c_str(), 0);
+        throw;
+    }
     committed();
     flush(target.hidden());
+    Publication(target, journal).run();
+}
+
+void carryOut(Target const& target, Journal const& journal) {
     Publication(target, journal).run();
 }
 

@@ -19,6 +19,9 @@ namespace zel::store {
 /// @throws Stop
 void publish(Target const& target, Journal const& journal, std::function<void()> const& committed);
 
+/// Carries out a journal that is not written. @throws Stop
+void carryOut(Target const& target, Journal const& journal);
+
 /// Completes a camera's open transaction from what is staged. When a staged file is gone or has
 /// other bytes, or the journal is damaged, the set cannot be completed: its description and its
 /// record are taken out, so that nobody takes it for complete, and the transaction is closed.

@@ -1,6 +1,7 @@
 #include "store/Record.h"
 
 #include "sdk/set/FileKinds.h"
+#include "store/Layout.h"
 #include "store/Lines.h"
 
 #include <array>
@@ -15,6 +16,10 @@ namespace {
 constexpr std::string_view sourceMark = "# source ";
 constexpr std::string_view dateMark = "# date ";
 constexpr std::string_view sizeMark = "# size ";
+
+bool isOurs(std::string const& name, unsigned long serial) {
+    return isPlainName(name) && set::belongsTo(name, serial);
+}
 
 } // namespace
 
@@ -42,10 +47,10 @@ std::optional<Record> Record::from(std::string_view text, unsigned long serial) 
         } else if (auto const date = after(dateMark, line)) {
             record.date = *date;
         } else if (auto const size = after(sizeMark, line)) {
-            if (auto sized = readSized(*size); sized && set::belongsTo(sized->name, serial))
+            if (auto sized = readSized(*size); sized && isOurs(sized->name, serial))
                 sizes[sized->name] = sized->size;
         } else if (auto const sum = readSumLine(line)) {
-            if (set::belongsTo(sum->name, serial))
+            if (isOurs(sum->name, serial))
                 record.files[sum->name] = {0, sum->digest};
         }
     });

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <unordered_set>
 #include <utility>
 
 #include <fcntl.h>
@@ -65,6 +66,13 @@ SetLook lookAtSet(Target const& target, unsigned long serial, OpenedFile const& 
     SetLook set = readSet(target, serial, description);
     for (auto name = set.names.begin() + 1; name != set.names.end(); ++name)
         judge(set, *name, lookAt(target.folder().get(), name->c_str()));
+    if (!set.record)
+        return set;
+    std::unordered_set<std::string> const asked(set.names.begin(), set.names.end());
+    for (auto const& [name, recorded] : set.record->files) {
+        if (asked.count(name) == 0)
+            judgeRecorded(set, name, lookAt(target.folder().get(), name.c_str()));
+    }
     return set;
 }
 
@@ -112,6 +120,13 @@ bool Steadiness::lasted() const {
         return isThere == (m_description.error != ENOENT);
     return isThere && status.st_ino == m_description.status.st_ino &&
            status.st_dev == m_description.status.st_dev;
+}
+
+void judgeRecorded(SetLook& set, std::string const& name, Look const& seen) {
+    bool const isEmptyAsRecorded =
+        seen.error == 0 && seen.regular && seen.size == 0 && set.record->files.at(name).size == 0;
+    if (!isEmptyAsRecorded)
+        judge(set, name, seen);
 }
 
 File interruption(unsigned long serial) {

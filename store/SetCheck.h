@@ -35,6 +35,10 @@ SetLook readSet(Target const& target, unsigned long serial, OpenedFile const& de
 /// @param seen What a look at it shows. @throws std::bad_alloc
 void judge(SetLook& set, std::string const& name, Look const& seen);
 
+/// Does the same for a file that the description does not ask for, but that is recorded. It may be
+/// empty.
+void judgeRecorded(SetLook& set, std::string const& name, Look const& seen);
+
 /// @return An opened file as a look at it would show it.
 Look lookOf(OpenedFile const& opened) noexcept;
 

@@ -30,10 +30,16 @@ VerifyOutcome compareAll(Target const& target, SetLook& look, std::set<std::stri
         OpenedFile const here = openRegular(target.folder().get(), name.c_str());
         if (asked.count(name) != 0)
             judge(look, name, lookOf(here));
+        else if (look.record && look.record->files.count(name) != 0 && name != look.names.front())
+            judgeRecorded(look, name, lookOf(here));
         outcome.files.push_back(comparison.compare(name, here));
         reporter.fileDone();
     }
-    outcome.complete = look.problems.empty();
+    auto const isUnreadable = [&](File const& file) {
+        return file.state == FileState::unreadable && asked.count(file.name) != 0;
+    };
+    outcome.complete = look.problems.empty() &&
+                       std::none_of(outcome.files.begin(), outcome.files.end(), isUnreadable);
     outcome.remarks = look.remarks;
     outcome.same = std::all_of(outcome.files.begin(), outcome.files.end(),
                                [](File const& file) { return file.state == FileState::same; });

@@ -49,6 +49,8 @@ MediaOutcome findMedia(unsigned long serial, ProgressCallback const& progress) n
             try {
                 auto tree = std::make_unique<SourceTree const>(medium, media, reporter);
                 auto const& cameras = tree->cameras();
+                if (tree->gap())
+                    outcome.remarks.push_back({tree->gap()->path, "Cannot be searched:"});
                 if (serial == 0 ? !cameras.empty()
                                 : std::binary_search(cameras.begin(), cameras.end(), serial))
                     outcome.sources.push_back(SourceAccess::from(std::move(tree)));

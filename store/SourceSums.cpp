@@ -14,9 +14,8 @@ namespace {
 
 constexpr char const* sumsName = "SHA256SUMS";
 
-/// A million lines of a thousand characters do no harm to memory: only one line is kept at a time,
-/// and a longer one names no file of ours.
-constexpr std::size_t longestLine = 4096;
+/// The largest such file that is read, in bytes: half a million lines.
+constexpr std::size_t largestSums = std::size_t{64} * 1024 * 1024;
 
 } // namespace
 
@@ -41,7 +40,13 @@ SourceSums::Sums SourceSums::read(std::string const& folder) const {
         return sums;
     if (opened.error != 0)
         stop("Cannot read", m_tree.shownPath(path), opened.error);
-    auto const take = [&](std::string_view line) {
+    if (opened.size() > largestSums)
+        stop("Cannot use", m_tree.shownPath(path), EFBIG);
+    auto const text = readWhole(opened, largestSums);
+    if (!text)
+        stop("Cannot read", m_tree.shownPath(path), errno);
+    m_reporter.bytesDone(text->size());
+    forEachLine(*text, [&](std::string_view line) {
         auto sum = readSumLine(line);
         if (!sum)
             return;
@@ -49,26 +54,8 @@ SourceSums::Sums SourceSums::read(std::string const& folder) const {
         name = after("./", name).value_or(name);
         if (set::ownerOf(name) == m_serial)
             sums[set::inLowerCase(name)].push_back(sum->digest);
-    };
-    std::string rest;
-    Pieces pieces(opened.file.get(), opened.size());
-    for (;;) {
-        auto const piece = pieces.next();
-        if (!piece)
-            stop("Cannot read", m_tree.shownPath(path), errno);
-        rest.append(*piece);
-        auto const lastBreak = rest.rfind('\n');
-        if (piece->empty()) {
-            take(rest);
-            return sums;
-        }
-        if (lastBreak != std::string::npos) {
-            forEachLine(std::string_view(rest).substr(0, lastBreak + 1), take);
-            rest.erase(0, lastBreak + 1);
-        }
-        if (rest.size() > longestLine)
-            rest.resize(longestLine);
-    }
+    });
+    return sums;
 }
 
 } // namespace zel::store

@@ -17,8 +17,9 @@ class SourceSums {
 public:
     /// @param tree   The source. Must outlive this.
     /// @param serial Serial number of the camera.
-    SourceSums(SourceTree const& tree, unsigned long serial) noexcept
-        : m_tree(tree), m_serial(serial) {}
+    /// @param reporter Told of the bytes that are read. Must outlive this.
+    SourceSums(SourceTree const& tree, unsigned long serial, Reporter& reporter) noexcept
+        : m_tree(tree), m_serial(serial), m_reporter(reporter) {}
 
     /// @param file A file of the camera.
     /// @return The sums that are listed for it; null without any.
@@ -36,6 +37,7 @@ private:
 
     SourceTree const& m_tree;
     unsigned long m_serial;
+    Reporter& m_reporter;
     std::map<std::string, Sums> m_sums; // by folder
 };
 

@@ -21,6 +21,12 @@ namespace {
 /// A stick with a million odd links must not fill the screen.
 constexpr std::size_t mostRemarks = 100;
 
+/// Each folder is walked to from the source on, so that endlessly nested ones would take for ever.
+constexpr std::size_t longestPath = 65536;
+
+/// A folder of a million entries must not keep a cancel waiting.
+constexpr std::size_t reportEvery = 1000;
+
 /// Opens what a path names. The system takes paths of PATH_MAX characters; a longer one is walked
 /// in parts.
 FileDescriptor openAlong(int folder, std::string const& path, int flags) {
@@ -70,17 +76,17 @@ struct SourceTree::Entry {
 /// Searches folder by folder, without recursion: a stick may nest them as deep as it likes.
 class SourceTree::Search {
 public:
-    Search(SourceTree& tree, std::set<std::string> const& skipped)
-        : m_tree(tree), m_skipped(skipped), m_root(resolved(tree.path())) {}
+    Search(SourceTree& tree, std::set<std::string> const& skipped, Reporter& reporter)
+        : m_tree(tree), m_skipped(skipped), m_reporter(reporter), m_root(resolved(tree.path())) {}
 
-    void run(Reporter& reporter) {
-        reporter.begin(Phase::searching);
+    void run() {
+        m_reporter.begin(Phase::searching);
         m_pending.emplace_back();
         while (!m_pending.empty()) {
             std::string const folder = std::move(m_pending.back());
             m_pending.pop_back();
             search(folder);
-            reporter.fileDone();
+            m_reporter.fileDone();
         }
     }
 
@@ -93,7 +99,10 @@ private:
             return noteGap(folder, errno);
         if (!m_searched.emplace(status.st_dev, status.st_ino).second)
             return; // a link led here before
+        std::size_t entries = 0;
         int const error = forEachEntry(opened.get(), [&](char const* name, unsigned char type) {
+            if (++entries % reportEvery == 0)
+                m_reporter.bytesDone(0);
             visit({folder, name, set::ownerOf(name)}, type, opened.get());
         });
         if (error != 0)
@@ -124,6 +133,8 @@ private:
 
     void descend(Entry const& entry) {
         std::string path = joined(entry.folder, entry.name);
+        if (path.size() > longestPath)
+            return noteGap(path, ENAMETOOLONG);
         if (entry.name != hiddenName && m_skipped.count(m_tree.shownPath(path)) == 0)
             m_pending.push_back(std::move(path));
     }
@@ -146,7 +157,7 @@ private:
         } else if (entry.owner) {
             if (!S_ISREG(status.st_mode))
                 leaveOut(entry, "Left out, since it is no file:");
-            else if (!inside)
+            else if (!inside || leadsThroughHidden(*inside))
                 leaveOut(entry, "Left out, since it is a link out of the source:");
             else
                 m_tree.m_files[*entry.owner].push_back({entry.folder, entry.name});
@@ -192,6 +203,7 @@ private:
 
     SourceTree& m_tree;
     std::set<std::string> const& m_skipped;
+    Reporter& m_reporter;
     std::string m_root; // without links
     std::vector<std::string> m_pending;
     std::set<std::pair<dev_t, ino_t>> m_searched;
@@ -201,7 +213,7 @@ SourceTree::SourceTree(std::string path, std::set<std::string> const& skipped, R
     : m_root(openFolder(path)) {
     if (!m_root.descriptor.valid())
         stop("Cannot use the source", std::move(path), errno);
-    Search(*this, skipped).run(reporter);
+    Search(*this, skipped, reporter).run();
     for (auto& [serial, files] : m_files) {
         std::sort(files.begin(), files.end(), [](SourceFile const& a, SourceFile const& b) {
             return std::tie(a.folder, a.name) < std::tie(b.folder, b.name);

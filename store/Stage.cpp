@@ -16,14 +16,34 @@ namespace {
 
 constexpr mode_t stageMode = 0700;
 
+void removeFolder(Folder const& outer, char const* name);
+
+/// Folders are none of ours there, but must not keep every installation from its end.
 void removeEntries(Folder const& folder) {
     std::vector<std::string> names;
     int const error = forEachEntry(
         folder.get(), [&](char const* name, unsigned char) { names.emplace_back(name); });
     if (error != 0)
         stop("Cannot list", folder.path, error);
-    for (std::string const& name : names)
-        removeFile(folder, name.c_str());
+    for (std::string const& name : names) {
+        struct stat status {};
+        bool const isFolder =
+            fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+            S_ISDIR(status.st_mode);
+        if (isFolder)
+            removeFolder(folder, name.c_str());
+        else
+            removeFile(folder, name.c_str());
+    }
+}
+
+void removeFolder(Folder const& outer, char const* name) {
+    Folder const folder = openInside(outer, name);
+    if (!folder.descriptor.valid())
+        return;
+    removeEntries(folder);
+    if (retried([&] { return unlinkat(outer.get(), name, AT_REMOVEDIR); }) != 0 && errno != ENOENT)
+        stop("Cannot remove", folder.path, errno);
 }
 
 /// Starts to write a file's bytes, and does not wait for them: the medium is busy while the next
@@ -48,20 +68,19 @@ bool hasStage(Target const& target) {
 }
 
 void removeStage(Target const& target) {
-    Folder const stage = openStage(target);
-    if (!stage.descriptor.valid())
-        return;
-    removeEntries(stage);
-    if (retried([&] { return unlinkat(target.hidden().get(), stageName, AT_REMOVEDIR); }) != 0 &&
-        errno != ENOENT)
-        stop("Cannot remove", stage.path, errno);
+    removeFolder(target.hidden(), stageName);
 }
 
 Stage::Stage(Target const& target) : m_target(target) {
     removeStage(target);
     if (retried([&] { return mkdirat(target.hidden().get(), stageName, stageMode); }) != 0)
         stop("Cannot make the directory", target.hidden().pathOf(stageName), errno);
-    m_folder = openStage(target);
+    try {
+        m_folder = openStage(target);
+    } catch (...) {
+        unlinkat(target.hidden().get(), stageName, AT_REMOVEDIR);
+        throw;
+    }
     if (!m_folder.descriptor.valid())
         stop("Cannot open", m_folder.path, ENOENT);
 }
@@ -160,6 +179,16 @@ std::optional<Digest> sumOf(Folder const& folder, std::string const& name, std::
         sum.add(*piece);
         if (reporter != nullptr)
             reporter->bytesDone(piece->size());
+    }
+}
+
+bool isAt(Folder const& folder, std::string const& name, StagedFile const& file) {
+    try {
+        return sumOf(folder, name, file.size, nullptr) == file.digest;
+    } catch (Stop const& stopped) {
+        if (stopped.failure.error == EIO)
+            return false;
+        throw;
     }
 }
 

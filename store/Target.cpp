@@ -23,6 +23,12 @@ std::string withoutTrailingSlashes(std::string path) {
     return path;
 }
 
+/// @return Whether a folder is open, but has no name any more.
+bool wasRemoved(Folder const& folder) noexcept {
+    struct stat status {};
+    return fstat(folder.get(), &status) == 0 && status.st_nlink == 0;
+}
+
 } // namespace
 
 Folder openInside(Folder const& folder, char const* name) {
@@ -69,15 +75,15 @@ void Target::require() const {
 }
 
 void Target::make() {
-    if (!exists()) {
+    if (!exists() || wasRemoved(m_folder)) {
         makeFolder(withoutTrailingSlashes(m_folder.path));
         m_folder = openFolder(m_folder.path);
         if (!exists())
             stop(cannotMake, m_folder.path, errno);
     }
     openHidden();
-    if (hasHidden())
-        return;
+    if (hasHidden()) // a process that was killed may have left it without its mode
+        return giveMode(m_hidden.get(), publicFolder, m_hidden.path);
     if (retried([&] { return mkdirat(m_folder.get(), hiddenName, publicFolder); }) != 0 &&
         errno != EEXIST)
         stop(cannotMake, m_hidden.path, errno);
@@ -99,8 +105,11 @@ void Target::makeFolder(std::string const& path) {
         if (errno != ENOENT || parent == path)
             stop(cannotMake, path, errno);
         makeFolder(parent);
-        if (!tryToMake() && errno != EEXIST)
-            stop(cannotMake, path, errno);
+        if (!tryToMake()) {
+            if (errno != EEXIST)
+                stop(cannotMake, path, errno);
+            return; // somebody else's, or a folder's own name for itself or the one above
+        }
     }
     m_made.push_back(path);
     Folder const made = openFolder(path);
@@ -111,7 +120,24 @@ void Target::makeFolder(std::string const& path) {
     flush(outer);
 }
 
-void Target::removeIfUnused() noexcept try {
+void Target::removeIfUnused() noexcept {
+    try {
+        removeHiddenIfUnused();
+    } catch (...) {
+        // Without memory to look, it stays.
+    }
+    removeEmpty();
+}
+
+void Target::removeEmpty() noexcept {
+    unlinkat(m_folder.get(), hiddenName, AT_REMOVEDIR);
+    for (auto path = m_made.rbegin(); path != m_made.rend(); ++path)
+        rmdir(path->c_str());
+}
+
+void Target::removeHiddenIfUnused() {
+    if (!hasHidden())
+        return;
     bool used = false;
     int const error = forEachEntry(m_hidden.get(), [&](std::string_view name, unsigned char) {
         used = used || name != lockName;
@@ -123,10 +149,6 @@ void Target::removeIfUnused() noexcept try {
         return;
     m_hidden = Folder();
     fsync(m_folder.get());
-    for (auto path = m_made.rbegin(); path != m_made.rend() && rmdir(path->c_str()) == 0; ++path) {
-    }
-} catch (...) {
-    // Without memory to look, it stays.
 }
 
 std::vector<std::string> Target::namesOf(unsigned long serial) const {

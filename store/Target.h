@@ -41,6 +41,10 @@ public:
     /// make() made when nothing is in them. For the holder of the lock.
     void removeIfUnused() noexcept;
 
+    /// Removes the hidden folder when it is empty, and the folders that make() made when nothing is
+    /// in them. For who did not get the lock, too.
+    void removeEmpty() noexcept;
+
     /// @return The names of a camera's entries in the directory, sorted. @throws Stop
     std::vector<std::string> namesOf(unsigned long serial) const;
 
@@ -61,6 +65,7 @@ public:
 
 private:
     void makeFolder(std::string const& path);
+    void removeHiddenIfUnused();
     void openHidden();
     bool hidesFile(std::string const& name) const;
     void forEachHidden(std::function<void(char const* name)> const& visit) const;

@@ -30,7 +30,7 @@ TEST_F(StoreCheck, NamesMissingFiles) {
     fs::remove(cali + "/" + data);
     EXPECT_EQ(check(7), "not complete\n" + data + ": missing\n");
     fs::remove(cali + "/" + description);
-    EXPECT_EQ(check(7), "not complete\n" + description + ": missing\n");
+    EXPECT_EQ(check(7), "not complete\n" + description + ": missing\n" + data + ": missing\n");
     EXPECT_EQ(check(8), "not complete\nCali-8.xml: missing\n");
 }
 
@@ -38,7 +38,7 @@ TEST_F(StoreCheck, NamesEmptyFiles) {
     writeFile(cali + "/" + data, "");
     EXPECT_EQ(check(7), "not complete\n" + data + ": empty\n");
     writeFile(cali + "/" + description, "");
-    EXPECT_EQ(check(7), "not complete\n" + description + ": empty\n");
+    EXPECT_EQ(check(7), "not complete\n" + description + ": empty\n" + data + ": empty\n");
 }
 
 TEST_F(StoreCheck, NamesFilesOfAnotherSizeThanRecorded) {
@@ -56,6 +56,16 @@ TEST_F(StoreCheck, NamesFilesThatAreNotRecorded) {
     }
     writeFile(hidden + "/7.sha256", record);
     EXPECT_EQ(check(7), "not complete\n" + data + ": altered (It is not recorded.)\n");
+}
+
+TEST_F(StoreCheck, NamesRecordedFilesThatTheDescriptionDoesNotAskFor) {
+    writeFile(stick + "/Cali-7-notes.txt", "notes");
+    writeFile(stick + "/Cali-7-empty.txt", "");
+    install(7);
+    EXPECT_EQ(check(7), "complete\n");
+    fs::remove(cali + "/Cali-7-notes.txt");
+    EXPECT_EQ(check(7), "not complete\nCali-7-notes.txt: missing\n");
+    EXPECT_FALSE(store.verify(7, {}).complete);
 }
 
 TEST_F(StoreCheck, NamesADamagedRecord) {
@@ -80,7 +90,8 @@ TEST_F(StoreCheck, NamesWhatIsNoFile) {
     EXPECT_EQ(check(7), "not complete\n" + data + ": unreadable (It is no file.)\n");
     fs::remove(cali + "/" + description);
     fs::create_directory(cali + "/" + description);
-    EXPECT_EQ(check(7), "not complete\n" + description + ": unreadable (Is a directory)\n");
+    EXPECT_EQ(check(7), "not complete\n" + description + ": unreadable (Is a directory)\n" + data +
+                            ": unreadable (It is no file.)\n");
 }
 
 TEST_F(StoreCheck, NamesWhatCannotBeRead) {
@@ -89,7 +100,8 @@ TEST_F(StoreCheck, NamesWhatCannotBeRead) {
         fs::permissions(cali + "/" + data, fs::perms::none);
         EXPECT_EQ(check(7), "not complete\n" + data + ": unreadable (Permission denied)\n");
         fs::permissions(cali + "/" + description, fs::perms::none);
-        EXPECT_EQ(check(7), "not complete\n" + description + ": unreadable (Permission denied)\n");
+        EXPECT_EQ(check(7), "not complete\n" + description + ": unreadable (Permission denied)\n" +
+                                data + ": unreadable (Permission denied)\n");
         fs::permissions(cali + "/" + data, fs::perms::owner_all);
         fs::permissions(cali + "/" + description, fs::perms::owner_all);
     });

@@ -469,3 +469,132 @@ TEST_F(StoreInstall, TakesPathsOfAnyKind) {
         EXPECT_TRUE(there.check(7).complete);
     }
 }
+
+TEST_F(StoreInstall, LeavesAFolderAloneThatIsOnlyOnItsWay) {
+    fs::create_directories(root.path() + "/shared");
+    fs::permissions(root.path() + "/shared", fs::perms::all | fs::perms::sticky_bit);
+    CalibrationStore there(root.path() + "/shared/foo/../cali");
+    auto source = zel::store::Source::open(stick, {});
+    there.install(7, *source.source, {}, {});
+    EXPECT_EQ(modeOf(root.path() + "/shared"), 01777U);
+}
+
+TEST_F(StoreInstall, NoticesAFileThatChangesWhileItIsCopied) {
+    for (std::string const& name : {data, description}) {
+        auto source = zel::store::Source::open(stick, {});
+        std::string const whole = support::readFile(stick + "/" + name);
+        auto const outcome = store.install(7, *source.source, {}, [&](auto const& progress) {
+            if (progress.phase == zel::store::Phase::copying && progress.files == 0)
+                writeFile(stick + "/" + name,
+                          name == data ? "" : camera(7).mainSection().description());
+            return true;
+        });
+        ASSERT_TRUE(outcome.failure) << name;
+        EXPECT_FALSE(fs::exists(cali));
+        writeFile(stick + "/" + name, whole);
+    }
+}
+
+TEST_F(StoreInstall, TakesNoRoomFromItselfAfterItWasKilled) {
+    support::inPrivateNamespaces([&] {
+        fs::create_directories(cali);
+        ASSERT_EQ(mount("none", cali.c_str(), "tmpfs", 0, "size=1m"), 0);
+        writeFile(stick + "/" + data, std::string(600000, 'x'));
+        writeFile(hidden + "/stage/0", std::string(500000, 'x'));
+        EXPECT_EQ(seen(install(7)), wholeInstalled);
+    });
+}
+
+TEST_F(StoreInstall, PrunesNothingWhileAPartOfTheSourceCannotBeSearched) {
+    install(7);
+    writeFile(cali + "/Cali-7-old.dat", "old");
+    support::inPrivateNamespaces([&] {
+        support::giveUpPrivileges();
+        fs::create_directories(stick + "/locked");
+        fs::permissions(stick + "/locked", fs::perms::none);
+        EXPECT_EQ(seen(install(7, prune())), "failed: Cannot search " + stick +
+                                                 "/locked: Permission denied\nunchanged, not "
+                                                 "complete\n");
+        EXPECT_EQ(seen(install(7)),
+                  wholeUnchanged + "remark: Neither the source nor the description names " + cali +
+                      "/Cali-7-old.dat\nremark: Cannot be searched: " + stick + "/locked\n");
+        fs::remove(stick + "/" + data);
+        putOnStick(camera(7).mainSection(), "2");
+        fs::remove(stick + "/" + data);
+        EXPECT_TRUE(install(7, partial()).failure);
+        fs::permissions(stick + "/locked", fs::perms::owner_all);
+    });
+}
+
+TEST_F(StoreInstall, RefusesWhatCannotBeMovedBeforeAnythingChanges) {
+    install(7);
+    putOnStick(camera(7), "2");
+    support::inPrivateNamespaces([&] {
+        ASSERT_EQ(mount(hidden.c_str(), hidden.c_str(), nullptr, MS_BIND, nullptr), 0);
+        auto const before = treeOf(cali);
+        auto const outcome = install(7);
+        ASSERT_TRUE(outcome.failure);
+        EXPECT_EQ(outcome.failure->kind, FailureKind::inTheWay);
+        EXPECT_FALSE(outcome.interrupted);
+        Tree now = treeOf(cali);
+        now[".zentho-cali/lock"] = before.at(".zentho-cali/lock");
+        EXPECT_EQ(now, before);
+    });
+}
+
+TEST_F(StoreInstall, HashesAgainAfterAFileChangedInAnyWay) {
+    install(7);
+    writeFile(stick + "/" + data, "2 " + data);
+    writeFile(cali + "/" + data, "2 " + data);
+    ASSERT_EQ(support::run({"chmod", "-R", "go+w", "cali"}, root.path()).exitStatus, 0);
+    EXPECT_TRUE(install(7).changed);
+    EXPECT_TRUE(store.verify(7, {}).same);
+}
+
+TEST_F(StoreInstall, LeavesNoFoldersWhenTheDirectoryCannotBeMade) {
+    CalibrationStore there(root.path() + "/a/b/" + std::string(300, 'x') + "/c");
+    auto source = zel::store::Source::open(stick, {});
+    auto const outcome = there.install(7, *source.source, {}, {});
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->error, ENAMETOOLONG);
+    EXPECT_FALSE(fs::exists(root.path() + "/a"));
+}
+
+TEST_F(StoreInstall, MendsTheModeOfAHiddenFolderThatAKilledProcessMade) {
+    fs::create_directories(hidden);
+    fs::permissions(hidden, fs::perms::owner_all);
+    install(7);
+    EXPECT_EQ(modeOf(hidden), 0755U);
+}
+
+TEST_F(StoreInstall, OfAnEqualSetOnAFullDiskIsCompleteAllTheSame) {
+    support::inPrivateNamespaces([&] {
+        fs::create_directories(cali);
+        ASSERT_EQ(mount("none", cali.c_str(), "tmpfs", 0, "size=1m"), 0);
+        install(7);
+        fs::copy(stick, cali, fs::copy_options::overwrite_existing);
+        ASSERT_EQ(support::run({"sh", "-c", "cat /dev/zero > full"}, cali).exitStatus, 1);
+        auto const outcome = install(7);
+        EXPECT_TRUE(outcome.complete) << seen(outcome);
+        EXPECT_FALSE(outcome.failure) << seen(outcome);
+    });
+}
+
+TEST_F(StoreInstall, RefusesSerialNumbersThatNoCameraHas) {
+    auto source = zel::store::Source::open(stick, {});
+    for (unsigned long const serial : {0UL, 2147483648UL, ~0UL}) {
+        EXPECT_EQ(store.install(serial, *source.source, {}, {}).failure->error, EINVAL);
+        EXPECT_EQ(store.remove(serial, {}, {}).failure->error, EINVAL);
+        EXPECT_EQ(store.check(serial).failure->error, EINVAL);
+        EXPECT_EQ(store.verify(serial, {}).failure->error, EINVAL);
+    }
+}
+
+TEST_F(StoreInstall, OfFilesLargerThanAnyDiskSaysHowMuchIsNeeded) {
+    for (std::string const& name : {data, curve})
+        fs::resize_file(stick + "/" + name, std::uintmax_t{1} << 43U);
+    auto const outcome = install(7);
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->kind, FailureKind::noRoom);
+    EXPECT_GE(outcome.failure->needed, std::uint64_t{1} << 44U);
+}

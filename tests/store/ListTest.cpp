@@ -73,8 +73,9 @@ TEST_F(StoreList, HasACameraThatHasOnlyARecord) {
         if (entry.is_regular_file())
             fs::remove(entry);
     }
-    EXPECT_EQ(seenOf(store.list()),
-              "7 not complete, 0 files, 0 bytes, dated, Cali-7.xml missing\n");
+    EXPECT_EQ(seenOf(store.list()), "7 not complete, 0 files, 0 bytes, dated, Cali-7.xml missing, "
+                                    "Cali-7-23-M20-100.dat missing, "
+                                    "Kennlinie-7-23-M20-100.prn missing\n");
 }
 
 TEST_F(StoreList, HasNoCameraThatHasOnlyData) {

@@ -51,6 +51,7 @@ TEST(StoreRecord, HasNoFilesOfOtherCameras) {
     Record other = record();
     other.files["Cali-71.xml"] = {1, digest(4)};
     other.files["../Cali-7.xml"] = {1, digest(5)};
+    other.files["Cali-7/../../secret"] = {1, digest(6)};
     auto const read = Record::from(other.text(), 7);
     ASSERT_TRUE(read);
     EXPECT_TRUE(equal(*read, record()));

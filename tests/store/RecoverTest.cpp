@@ -136,7 +136,8 @@ TEST_F(StoreRecover, ADryRunSeesTheSetAsItWillBe) {
     EXPECT_EQ(seen(install(7, options)), "changed, complete\n" + data + ": replaced\n" +
                                              description + ": replaced\n" + curve + ": replaced\n");
     putOnStick(camera(7).mainSection(), "2");
-    EXPECT_EQ(seen(install(7, options)), "unchanged, complete\n" + data + ": unchanged\n" +
+    // The run will complete the transaction, and so change something.
+    EXPECT_EQ(seen(install(7, options)), "changed, complete\n" + data + ": unchanged\n" +
                                              description + ": unchanged\n" + curve +
                                              ": unchanged\n");
     EXPECT_EQ(treeOf(cali), before);
@@ -210,4 +211,42 @@ TEST_F(StoreRecover, IsDoneByRunsThatHaveNothingElseToDo) {
         EXPECT_FALSE(fs::exists(hidden + "/8.journal.new"));
         EXPECT_FALSE(fs::exists(stage));
     }
+}
+
+TEST_F(StoreRecover, CompletesTheSetWithoutItsRecordWhenThatIsLost) {
+    fs::remove(stage + "/3");
+    ASSERT_TRUE(store.recover(true, {}).cameras.at(0).complete);
+    EXPECT_EQ(installed(data), "2 " + data);
+    EXPECT_EQ(check(7), "complete\n");
+    EXPECT_FALSE(fs::exists(hidden + "/7.sha256"));
+    expectNothingLeft();
+}
+
+TEST_F(StoreRecover, RemovesFoldersInTheStage) {
+    writeFile(stage + "/folder/inside/file", "x");
+    ASSERT_TRUE(store.recover(true, {}).cameras.at(0).complete);
+    expectVersion2();
+}
+
+TEST_F(StoreRecover, ADryRunKnowsWhatCannotBeCompleted) {
+    InstallOptions options;
+    options.dryRun = true;
+    putOnStick(camera(7).mainSection(), "2");
+    fs::remove(stick + "/" + curve);
+    fs::remove(stage + "/0");
+    fs::remove(cali + "/Cali-7-old.dat");
+    std::string const start = "changed, not complete\n" + curve + ": missing\n";
+    EXPECT_EQ(seen(install(7, options)), start + "holds 7\n");
+    EXPECT_EQ(seen(install(7)), start + "remark: An interrupted change of camera 7 could not be "
+                                        "completed; its description was taken out. \nholds 7\n");
+    writeFile(hidden + "/8.journal", "zentho-cali journal 2\n");
+    EXPECT_EQ(install(7, options).failure->kind, FailureKind::laterVersion);
+    EXPECT_EQ(install(7).failure->kind, FailureKind::laterVersion);
+}
+
+TEST_F(StoreRecover, OfNothingIsFine) {
+    CalibrationStore nowhere(root.path() + "/nowhere");
+    auto const outcome = nowhere.recover(true, {});
+    EXPECT_FALSE(outcome.failure);
+    EXPECT_FALSE(outcome.changed);
 }

@@ -1,7 +1,12 @@
 // Taking sets out.
 #include "tests/store/StoreFixture.h"
 
+#include "tests/support/Command.h"
+#include "tests/support/Namespace.h"
+
 #include <filesystem>
+
+#include <sys/mount.h>
 
 namespace {
 
@@ -84,4 +89,15 @@ TEST_F(StoreRemove, RefusesAFolderInAFilesPlace) {
 TEST_F(StoreRemove, FailsWithoutADirectory) {
     EXPECT_EQ(remove(7), "failed: Cannot use the calibration directory " + cali +
                              ": No such file or directory\nunchanged, not complete\n");
+}
+
+TEST_F(StoreRemove, MakesRoomOnADiskThatIsCompletelyFull) {
+    support::inPrivateNamespaces([&] {
+        fs::create_directories(cali);
+        ASSERT_EQ(mount("none", cali.c_str(), "tmpfs", 0, "size=256k"), 0);
+        install(7);
+        ASSERT_EQ(support::run({"sh", "-c", "cat /dev/zero > full"}, cali).exitStatus, 1);
+        EXPECT_EQ(remove(7), all);
+        EXPECT_FALSE(fs::exists(cali + "/Cali-7.xml"));
+    });
 }

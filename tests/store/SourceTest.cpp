@@ -53,6 +53,9 @@ TEST_F(StoreSource, HasNoHiddenFolderOfItsOwn) {
     writeFile(stick + "/a/.zentho-cali/Cali-7.xml", "x");
     fs::create_directory_symlink(".zentho-cali", stick + "/link");
     EXPECT_EQ(found(), "");
+    fs::create_symlink(".zentho-cali/Cali-7.xml", stick + "/Cali-7.xml");
+    EXPECT_EQ(found(),
+              "Left out, since it is a link out of the source: " + stick + "/Cali-7.xml\n");
 }
 
 TEST_F(StoreSource, FollowsLinksInsideOnly) {

@@ -1,0 +1,105 @@
+#include "store/Obstacles.h"
+
+#include "store/Layout.h"
+#include "store/Stop.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+namespace zel::store {
+
+namespace {
+
+constexpr char const* cannotReplace = "Cannot replace";
+
+/// For folders, the journal and the record.
+constexpr std::uint64_t roomBesideFiles = 65536;
+
+/// @return The nearest folder above a path that exists, the path itself first.
+std::string nearestFolder(std::string path) {
+    struct stat status {};
+    while (stat(path.c_str(), &status) != 0 && errno == ENOENT && parentOf(path) != path)
+        path = parentOf(path);
+    return path;
+}
+
+/// Adds up without running over: a hostile source has files of any size.
+std::uint64_t sum(std::uint64_t a, std::uint64_t b) noexcept {
+    return a + std::min(b, UINT64_MAX - a);
+}
+
+std::uint64_t roundedUp(std::uint64_t bytes, std::uint64_t block) noexcept {
+    return sum(bytes, block - 1) / block * block;
+}
+
+std::uint64_t roomFor(InstallPlan const& plan, std::uint64_t block) noexcept {
+    std::uint64_t room = roomBesideFiles;
+    for (FileToStage const& file : plan.data)
+        room = sum(room, roundedUp(file.size, block));
+    return plan.description ? sum(room, roundedUp(plan.description->size, block)) : room;
+}
+
+struct statx statusOf(int folder, char const* name) noexcept {
+    struct statx status {};
+    // What the system does not tell stays zero, and is no obstacle then.
+    statx(folder, name, AT_SYMLINK_NOFOLLOW | (*name == '\0' ? AT_EMPTY_PATH : 0),
+          STATX_BASIC_STATS | STATX_MNT_ID, &status);
+    return status;
+}
+
+bool isFixed(struct statx const& status) noexcept {
+    return (status.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0;
+}
+
+/// In a folder with the sticky bit only the owner of a file, or of the folder, may replace it.
+bool isSomebodyElses(struct statx const& folder, struct statx const& file) noexcept {
+    uid_t const user = geteuid();
+    return (folder.stx_mode & S_ISVTX) != 0 && user != 0 && user != folder.stx_uid &&
+           user != file.stx_uid;
+}
+
+} // namespace
+
+void requireRoom(std::string const& directory, InstallPlan const& plan) {
+    struct statvfs disk {};
+    if (retried([&] { return statvfs(nearestFolder(directory).c_str(), &disk); }) != 0 ||
+        disk.f_blocks == 0)
+        return; // a file system that does not tell
+    std::uint64_t const block = std::max<std::uint64_t>(disk.f_frsize, 1);
+    std::uint64_t const needed = roomFor(plan, block);
+    std::uint64_t const available = disk.f_bavail * block;
+    if (needed <= available)
+        return;
+    Failure failure;
+    failure.kind = FailureKind::noRoom;
+    failure.message = "There is not enough room in";
+    failure.path = directory;
+    failure.error = ENOSPC;
+    failure.needed = needed;
+    failure.available = available;
+    throw Stop{std::move(failure)};
+}
+
+void requireMovable(Target const& target, std::vector<std::string> const& names) {
+    struct statx const folder = statusOf(target.folder().get(), "");
+    struct statx const hidden = statusOf(target.hidden().get(), "");
+    if (folder.stx_mnt_id != hidden.stx_mnt_id)
+        stop(FailureKind::inTheWay, "Another file system must not be mounted at",
+             target.hidden().path);
+    if (isFixed(folder))
+        stop(cannotReplace, target.folder().path, EPERM);
+    for (std::string const& name : names) {
+        struct statx const file = statusOf(target.folder().get(), name.c_str());
+        bool const isThere = (file.stx_mask & STATX_MODE) != 0;
+        if (isThere && (isFixed(file) || isSomebodyElses(folder, file)))
+            stop(cannotReplace, target.folder().pathOf(name), EPERM);
+    }
+}
+
+} // namespace zel::store

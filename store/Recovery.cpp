@@ -1,0 +1,64 @@
+#include "store/Recovery.h"
+
+#include "store/Lock.h"
+#include "store/Publication.h"
+#include "store/Stage.h"
+#include "store/Stop.h"
+
+#include <string>
+
+namespace zel::store {
+
+namespace {
+
+void removeLeftovers(Target const& target) {
+    removeStage(target);
+    for (std::string const& name : target.unfinishedJournals())
+        removeFile(target.hidden(), name.c_str());
+}
+
+} // namespace
+
+bool hasLeftovers(Target const& target) {
+    return hasStage(target) || !target.unfinishedJournals().empty();
+}
+
+void recover(Target const& target, RecoverOutcome& outcome) {
+    outcome.changed = hasLeftovers(target);
+    for (unsigned long const serial : target.openTransactions()) {
+        outcome.cameras.push_back(complete(target, serial));
+        outcome.changed = true;
+    }
+    removeLeftovers(target);
+}
+
+void tidyUp(Target& target) {
+    try {
+        if (!hasLeftovers(target))
+            return;
+        ProgressCallback const nobody;
+        Reporter reporter(nobody);
+        withLock(target, false, reporter, [&] {
+            if (target.openTransactions().empty())
+                removeLeftovers(target);
+        });
+    } catch (Stop const&) {
+        // Somebody else is at work there, or may do it next time.
+    }
+}
+
+std::vector<Remark> remarksOn(RecoverOutcome const& recovered) {
+    std::vector<Remark> remarks;
+    for (auto const& camera : recovered.cameras) {
+        remarks.insert(remarks.end(), camera.remarks.begin(), camera.remarks.end());
+        std::string message =
+            "An interrupted change of camera " + std::to_string(camera.serial) + " was completed.";
+        if (!camera.complete)
+            message = "An interrupted change of camera " + std::to_string(camera.serial) +
+                      " could not be completed; its description was taken out.";
+        remarks.push_back({"", std::move(message)});
+    }
+    return remarks;
+}
+
+} // namespace zel::store
