@@ -35,8 +35,12 @@ Suggestion readSuggestion(std::string const& path) noexcept try {
     return {}; // GCOVR_EXCL_LINE: no element of these names needs memory to be found
 }
 
-std::string configurationText(unsigned long serial, std::string const& calibrationDir,
-                              std::string const& formatsDir, Suggestion const& suggested) {
+namespace {
+
+/// What stands before and behind the optic and its range.
+std::string textAround(unsigned long serial, std::string const& calibrationDir,
+                       std::string const& formatsDir, std::string const& selection,
+                       std::string const& framerate) {
     // clang-format off
     return std::string(R"(<?xml version="1.0" encoding="UTF-8"?>
 <imager xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xmlns:xsd="http://www.w3.org/2001/XMLSchema">
@@ -44,20 +48,7 @@ std::string configurationText(unsigned long serial, std::string const& calibrati
   <videoformatindex>0</videoformatindex> <!-- index of the used video format (USB enpoint) -->
   <formatspath>)" + formatsDir + R"(</formatspath>
   <calipath>)" + calibrationDir + R"(</calipath>
-  <!-- Uncomment the following lines to specify user-defined parameters for the desired optic
-       and temperature range. Be aware to specify meaningful parameters.
-       See documentation for further information: )" ZENTHO_DOCUMENTATION_URL R"(
-       By default, the first available optic and the first meaningful temperature range are selected.
-  -->
-  <!--
-  <fov>)" + std::to_string(suggested.fov) + R"(</fov>
-  <temperature>
-    <min>)" + std::to_string(suggested.minimum) + R"(</min>
-    <max>)" + std::to_string(suggested.maximum) + R"(</max>
-  </temperature>
-  <optics_text></optics_text>
-  -->
-  <framerate>32.0</framerate>             <!-- scaled down frame rate, must be less or equal than camera frame rate -->
+)" + selection + R"(  <framerate>)" + framerate + R"(</framerate>             <!-- scaled down frame rate, must be less or equal than camera frame rate -->
   <bispectral>0</bispectral>              <!-- 0=only thermal sensor, 1=bispectral technology (only VK50/VK53) -->
   <average>0</average>                    <!-- average callback frames over intermediate frames -->
   <autoflag>
@@ -71,6 +62,42 @@ std::string configurationText(unsigned long serial, std::string const& calibrati
 </imager>
 )";
     // clang-format on
+}
+
+std::string selectionText(std::string const& fieldOfView, std::string const& minimum,
+                          std::string const& maximum, std::string const& opticsText) {
+    return "  <fov>" + fieldOfView + "</fov>\n  <temperature>\n    <min>" + minimum +
+           "</min>\n    <max>" + maximum + "</max>\n  </temperature>\n  <optics_text>" +
+           opticsText + "</optics_text>\n";
+}
+
+constexpr char const* usualFramerate = "32.0";
+
+} // namespace
+
+std::string configurationText(unsigned long serial, std::string const& calibrationDir,
+                              std::string const& formatsDir, Suggestion const& suggested) {
+    std::string const comment =
+        "  <!-- Uncomment the following lines to specify user-defined parameters for the desired"
+        " optic\n"
+        "       and temperature range. Be aware to specify meaningful parameters.\n"
+        "       See documentation for further information: " ZENTHO_DOCUMENTATION_URL "\n"
+        "       By default, the first available optic and the first meaningful temperature range"
+        " are selected.\n"
+        "  -->\n";
+    std::string const selection =
+        selectionText(std::to_string(suggested.fov), std::to_string(suggested.minimum),
+                      std::to_string(suggested.maximum), "");
+    return textAround(serial, calibrationDir, formatsDir,
+                      comment + "  <!--\n" + selection + "  -->\n", usualFramerate);
+}
+
+std::string configurationText(unsigned long serial, std::string const& calibrationDir,
+                              std::string const& formatsDir, Selection const& selected) {
+    return textAround(serial, calibrationDir, formatsDir,
+                      selectionText(selected.fieldOfView, selected.minimum, selected.maximum,
+                                    selected.opticsText),
+                      selected.framerate.empty() ? usualFramerate : selected.framerate);
 }
 
 } // namespace zel

@@ -10,6 +10,15 @@ class Reader;
 
 namespace zel {
 
+/// An optic, a temperature range and a frame rate, for the camera's programs to use.
+struct Selection {
+    std::string fieldOfView; ///< field of view
+    std::string minimum;     ///< low limit of the range
+    std::string maximum;     ///< high limit of the range
+    std::string opticsText;  ///< the optic's text, as in the description; may be empty
+    std::string framerate;   ///< in hertz; empty for the template's
+};
+
 /// The optic and temperature range that a configuration suggests in a comment.
 struct Suggestion {
     int fov = 0;       ///< field of view
@@ -31,5 +40,11 @@ Suggestion readSuggestion(std::string const& path) noexcept;
 /// @throws std::bad_alloc
 std::string configurationText(unsigned long serial, std::string const& calibrationDir,
                               std::string const& formatsDir, Suggestion const& suggested);
+
+/// As the other form, with a selection that holds instead of a suggestion in a comment; 27 lines.
+/// @return The configuration's XML text.
+/// @throws std::bad_alloc
+std::string configurationText(unsigned long serial, std::string const& calibrationDir,
+                              std::string const& formatsDir, Selection const& selected);
 
 } // namespace zel
