@@ -1,39 +1,110 @@
+#include "tool/companion/Answers.h"
 #include "tool/companion/CommandOptions.h"
 #include "tool/companion/Commands.h"
-#include "tool/companion/InstalledSet.h"
+#include "tool/companion/FileState.h"
+#include "tool/companion/Files.h"
+#include "tool/companion/Hints.h"
+
+#include "store/CalibrationStore.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cerrno>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace companion {
 
 namespace {
 
+using zel::store::CalibrationStore;
+using zel::store::File;
+using zel::store::FileState;
+using Files = std::vector<File>;
+
+bool holds(Files const& problems, FileState state) {
+    return std::any_of(problems.begin(), problems.end(),
+                       [&](File const& file) { return file.state == state; });
+}
+
+/// @return Whether somebody else may read one of the files.
+bool rightsAreMissing(Files const& problems, Options const& options) {
+    return std::any_of(problems.begin(), problems.end(), [&](File const& file) {
+        std::string const path = pathIn(options.directory, file.name);
+        return file.state == FileState::unreadable &&
+               faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 && errno == EACCES;
+    });
+}
+
+Hint whatHelps(unsigned long serial, Files const& problems, Options const& options) {
+    if (holds(problems, FileState::interrupted))
+        return howToRecover(options.directory);
+    if (rightsAreMissing(problems, options))
+        return asRoot(options);
+    return howToFetch(serial, options.directory);
+}
+
+/// Tells what keeps one camera's set from being complete.
+void tell(unsigned long serial, bool complete, Files const& problems, Options const& options,
+          Terminal const& terminal, Json& members, Result& result) {
+    members["complete"] = complete;
+    members["problems"] = problemMembers(problems, options.directory);
+    addNotes(problems, result);
+    result.text += stateLines(problems, terminal);
+    std::string const camera = "Camera " + std::to_string(serial);
+    if (complete && terminal.interactive)
+        result.text += camera + ": " + terminal.green("complete") + "\n";
+    if (complete)
+        return;
+    answerNo(result);
+    result.closing.push_back(camera + " is not complete: " + countsOf(problems) + ".");
+    addHint(result, whatHelps(serial, problems, options));
+}
+
+Result checkOne(Options const& options, Terminal const& terminal) {
+    auto const outcome = CalibrationStore(options.directory).check(options.serial);
+    requireSuccess(outcome.failure, options);
+    Result result = answerAbout(options.serial, options.directory);
+    tell(options.serial, outcome.complete, outcome.problems, options, terminal, result.members,
+         result);
+    addRemarks(outcome.remarks, result.members["problems"], result);
+    return result;
+}
+
+Result checkAll(Options const& options, Terminal const& terminal) {
+    auto const outcome = CalibrationStore(options.directory).list();
+    requireSuccess(outcome.failure, options);
+    Result result;
+    result.members["directory"] = options.directory;
+    Json& cameras = result.members["cameras"] = Json::array();
+    for (auto const& camera : outcome.cameras) {
+        Json members;
+        members["serial"] = camera.serial;
+        tell(camera.serial, camera.complete, camera.problems, options, terminal, members, result);
+        cameras.push_back(std::move(members));
+    }
+    if (outcome.cameras.empty())
+        result.closing.push_back("No camera's set is installed in " + options.directory + ".");
+    return result;
+}
+
 void addOptions(CLI::App& parser, Options& options) {
-    addSerial(parser, options);
+    addOptionalSerial(parser, options);
     addDirectory(parser, options);
 }
 
 Result run(Options const& options, Terminal const& terminal) {
-    InstalledSet const set(options.directory, options.serial);
-    auto const files = set.lookAtAll();
-    auto const missing = set.missing(files);
-    Result result = answerAbout(options.serial, options.directory);
-    result.notes = set.remarks(files);
-    result.members["complete"] = missing.empty();
-    result.members["missing"] = missing;
-    for (std::string const& name : missing)
-        result.text += terminal.sanitized(name) + "\n";
-    if (!missing.empty()) {
-        result.status = Status::no;
-        result.notes.push_back("Not complete. " + howToFetch(options));
-    }
-    return result;
+    return options.serial != 0 ? checkOne(options, terminal) : checkAll(options, terminal);
 }
 
 } // namespace
 
 Command const check{
     "check",
-    "List the files that are missing of an installed set",
-    "0 complete, 1 files are missing",
+    "List what keeps installed sets from being complete, by names and sizes",
+    "0 complete, 1 not",
     "zentho-cali check 14080045",
     addOptions,
     run,

@@ -65,8 +65,9 @@ bool asksForJson(int argc, char const* const* argv) {
 } // namespace
 
 std::optional<std::string> readCommandLine(int argc, char const* const* argv, Request& request) {
-    CLI::App app("Asks about the calibration files of an infrared camera and fetches them.");
+    CLI::App app("Installs and checks the calibration files of an infrared camera.");
     addCommands(app, request);
+    request.options.words.assign(argv + std::min(argc, 1), argv + argc);
     try {
         app.parse(argc, argv);
     } catch (CLI::CallForHelp const&) {
@@ -75,11 +76,15 @@ std::optional<std::string> readCommandLine(int argc, char const* const* argv, Re
         return std::string(version.what()) + "\n";
     } catch (CLI::ParseError const& mistake) {
         request.options.json = asksForJson(argc, argv);
-        std::string hint = "'zentho-cali";
+        std::string help = "zentho-cali";
         if (request.command != nullptr)
-            hint.append(" ").append(request.command->name);
-        hint += " --help' tells what fits.";
-        throw Failure{whatIsWrong(app, mistake), "", "", hint, Status::wrongUsage};
+            help.append(" ").append(request.command->name);
+        help += " --help";
+        throw Failure{whatIsWrong(app, mistake),
+                      "",
+                      "",
+                      {"This tells what fits:", {help}},
+                      Status::wrongUsage};
     }
     return std::nullopt;
 }

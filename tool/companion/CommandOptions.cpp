@@ -11,8 +11,6 @@ namespace companion {
 
 namespace {
 
-constexpr unsigned long largestSerial = 2147483647;
-
 /// @return Whether the text is a serial number: decimal, without sign or blank, and not 0.
 bool readSerial(std::string const& text, unsigned long& serial) {
     char const* const end = text.data() + text.size();
@@ -50,18 +48,36 @@ CLI::Option& addText(CLI::App& parser, char const* name, char const* type, std::
                 });
 }
 
-void addOptionalSerial(CLI::App& parser, Options& options) {
-    addSerialOption(parser, options);
+CLI::Option& addOptionalSerial(CLI::App& parser, Options& options) {
+    return addSerialOption(parser, options);
 }
 
 void addSerial(CLI::App& parser, Options& options) {
     addSerialOption(parser, options).required();
 }
 
+void addSerialOrAll(CLI::App& parser, Options& options, std::string const& help) {
+    CLI::Option& serial = addSerialOption(parser, options);
+    parser.add_flag("--all", options.all, help)->excludes(&serial);
+}
+
+void addSource(CLI::App& parser, Options& options, std::string const& help) {
+    addText(parser, "-s,--source", "DIR", options.source,
+            "The stick: searched with all directories below; " + help);
+}
+
 void addDirectory(CLI::App& parser, Options& options) {
     std::string const help =
         std::string("Calibration directory, instead of ") + zel::defaultCalibrationDir;
     addText(parser, "-t,--target", "DIR", options.directory, help);
+}
+
+void addDryRun(CLI::App& parser, Options& options) {
+    parser.add_flag("--dry-run", options.dryRun, "Only say what would be done");
+}
+
+void addNoWait(CLI::App& parser, Options& options) {
+    parser.add_flag("--no-wait", options.noWait, "Do not wait for another process");
 }
 
 void addCommonOptions(CLI::App& parser, Options& options) {

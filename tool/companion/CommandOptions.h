@@ -24,13 +24,28 @@ CLI::Option& addText(CLI::App& parser, char const* name, char const* type, std::
                      std::string const& help);
 
 /// Adds the camera's serial number, which may be left out.
-void addOptionalSerial(CLI::App& parser, Options& options);
+/// @return The option, owned by the parser.
+CLI::Option& addOptionalSerial(CLI::App& parser, Options& options);
 
 /// Adds the camera's serial number, which must be given.
 void addSerial(CLI::App& parser, Options& options);
 
+/// Adds the camera's serial number, and the option that takes every camera instead.
+/// @param help What every camera is.
+void addSerialOrAll(CLI::App& parser, Options& options, std::string const& help);
+
+/// Adds the stick, which may be left out.
+/// @param help What happens without it.
+void addSource(CLI::App& parser, Options& options, std::string const& help);
+
 /// Adds the calibration directory.
 void addDirectory(CLI::App& parser, Options& options);
+
+/// Adds what keeps a change from being made.
+void addDryRun(CLI::App& parser, Options& options);
+
+/// Adds what keeps a change from waiting for another process.
+void addNoWait(CLI::App& parser, Options& options);
 
 /// Adds what every sub-command takes: the form of the answer and the library's log.
 void addCommonOptions(CLI::App& parser, Options& options);

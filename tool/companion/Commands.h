@@ -9,10 +9,11 @@
 namespace companion {
 
 // Each is defined in the file of its name.
-extern Command const find, check, verify, optics, config, download, online;
+extern Command const find, install, check, verify, list, remove, recover, optics, config, download,
+    online;
 
 /// In the order of the help text.
-inline constexpr std::array allCommands{&find,   &check,    &verify, &optics,
-                                        &config, &download, &online};
+inline constexpr std::array allCommands{&find,    &install, &check,  &verify,   &list,  &remove,
+                                        &recover, &optics,  &config, &download, &online};
 
 } // namespace companion

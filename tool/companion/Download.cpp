@@ -1,11 +1,15 @@
+#include "tool/companion/Answers.h"
 #include "tool/companion/CommandOptions.h"
 #include "tool/companion/Commands.h"
 #include "tool/companion/FileState.h"
 #include "tool/companion/Files.h"
 #include "tool/companion/InstalledSet.h"
+#include "tool/companion/ProgressLine.h"
+#include "tool/companion/Signals.h"
 
 #include "sdk/IRCalibrationManager.h"
 #include "sdk/set/FileKinds.h"
+#include "store/CalibrationStore.h"
 #include "util/FileDescriptor.h"
 
 #include <algorithm>
@@ -20,6 +24,10 @@ namespace companion {
 
 namespace {
 
+using zel::store::CalibrationStore;
+using zel::store::File;
+using zel::store::FileState;
+using Files = std::vector<File>;
 using Names = std::vector<std::string>;
 
 bool holds(Names const& names, std::string const& name) {
@@ -43,27 +51,47 @@ zel::IRCalibrationManager& manager() {
     return manager != nullptr ? *manager : throw std::bad_alloc();
 }
 
+/// Makes a directory the working directory for a while: the library puts its path into a shell
+/// command without quotes, and "." needs none.
+class WorkingDirectory {
+public:
+    explicit WorkingDirectory(std::string const& directory)
+        : m_before(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+        if (chdir(directory.c_str()) != 0) {
+            // Only when the directory vanished after it was checked.
+            throw systemFailure("Cannot use the calibration directory", // GCOVR_EXCL_LINE
+                                directory, errno);                      // GCOVR_EXCL_LINE
+        }
+    }
+    ~WorkingDirectory() {
+        if (!m_before.valid() || fchdir(m_before.get()) != 0)
+            return; // whoever removed it needs it no more
+    }
+    WorkingDirectory(WorkingDirectory const&) = delete;
+    WorkingDirectory& operator=(WorkingDirectory const&) = delete;
+
+private:
+    zel::FileDescriptor m_before;
+};
+
 /// The files of the set in the working directory.
 struct Findings {
     Names wanted;   ///< the whole set
     Names empty;    ///< files without content
-    Names unusable; ///< missing files, a description without optics, and the empty files
+    Names unusable; ///< files that keep the set from being complete, also the empty ones
+    Files problems; ///< these once more, as the check told them
 };
 
 /// Looks at the set in the working directory. `wget` leaves an empty file for what the server
 /// lacks; the library takes that, like a description without optics, for a file that is there.
 Findings examineSet(unsigned long serial) {
-    InstalledSet const set(".", serial);
-    auto const files = set.lookAtAll();
     Findings findings;
-    findings.unusable = set.missing(files);
-    for (LookedAtFile const& file : files) {
-        bool const useless = file.name == set.descriptionName() && set.description() == nullptr;
-        findings.wanted.push_back(file.name);
-        if (file.look.empty)
-            findings.empty.push_back(file.name);
-        if (!set.isMissing(file) && (useless || file.look.empty))
-            findings.unusable.push_back(file.name);
+    findings.wanted = InstalledSet(".", serial).names();
+    findings.problems = CalibrationStore(".").check(serial).problems;
+    for (File const& problem : findings.problems) {
+        findings.unusable.push_back(problem.name);
+        if (problem.state == FileState::empty)
+            findings.empty.push_back(problem.name);
     }
     return findings;
 }
@@ -110,45 +138,85 @@ Names gained(std::set<std::string> const& before, Findings const& findingsBefore
     return names;
 }
 
-void tell(Result& result, Terminal const& terminal, FileState state, Names const& names) {
-    result.members[jsonName(state)] = names;
-    for (std::string const& name : names)
-        result.text += stateLine(name, state, terminal);
+/// What became of the set.
+struct Download {
+    bool wentThrough = true;
+    Names gained;
+    Findings now;
+};
+
+Download downloadInto(Options const& options) {
+    WorkingDirectory const working(options.directory);
+    auto const before = namesIn(".");
+    Findings const findingsBefore = examineSet(options.serial);
+    Download download;
+    if (!findingsBefore.unusable.empty())
+        download.wentThrough = fetch(findingsBefore, options.serial);
+    download.now = examineSet(options.serial);
+    download.gained = gained(before, findingsBefore, download.now);
+    removeLeftovers(before, download.now, options.serial);
+    for (File& problem : download.now.problems) { // these leftovers
+        if (problem.state == FileState::empty && before.count(problem.name) == 0)
+            problem.state = FileState::missing;
+    }
+    return download;
+}
+
+/// What the store completed before the download has to be told as well.
+void tellRecovered(zel::store::RecoverOutcome const& recovered, Result& result) {
+    for (auto const& camera : recovered.cameras) {
+        result.notes.push_back("What was interrupted for camera " + std::to_string(camera.serial) +
+                               (camera.complete ? " is completed." : " could not be completed."));
+        addRemarks(camera.remarks, result.members["problems"], result);
+    }
+}
+
+/// Nobody may take the record of the installation for that of the new files.
+void dropRecord(zel::store::DirectoryLock& lock, Options const& options) {
+    requireSuccess(lock.dropRecord(options.serial), options);
 }
 
 void addOptions(CLI::App& parser, Options& options) {
     addSerial(parser, options);
     addDirectory(parser, options);
+    addNoWait(parser, options);
+}
+
+zel::store::LockOutcome lockDirectory(Options const& options) {
+    ProgressLine progress(options.directory);
+    auto outcome =
+        CalibrationStore(options.directory).lockForOthers(!options.noWait, progress.callback());
+    requireSuccess(outcome.failure, options);
+    releaseSignals(); // wget would go on without us
+    return outcome;
 }
 
 Result run(Options const& options, Terminal const& terminal) {
     requireCalibrationDirectory(options.directory, R_OK | W_OK | X_OK);
-    zel::FileDescriptor const lock = lockOutOtherDownloads();
-    // The library puts the directory into a shell command without quotes. "." needs none.
-    if (chdir(options.directory.c_str()) != 0) {
-        // Only when the directory vanished after it was checked.
-        throw systemFailure("Cannot use the calibration directory", // GCOVR_EXCL_LINE
-                            options.directory, errno);              // GCOVR_EXCL_LINE
-    }
+    auto lock = lockDirectory(options);
+    zel::FileDescriptor const otherDownloads = lockOutOtherDownloads();
+    Download const download = downloadInto(options);
+    if (!download.gained.empty())
+        dropRecord(lock.lock, options);
 
-    auto const before = namesIn(".");
-    Findings const findingsBefore = examineSet(options.serial);
-    bool const fetched = findingsBefore.unusable.empty() || fetch(findingsBefore, options.serial);
-
-    Findings const now = examineSet(options.serial);
-    Names const& missing = now.unusable;
-    Names const installed = gained(before, findingsBefore, now);
-    removeLeftovers(before, now, options.serial);
-
+    Files files;
+    for (std::string const& name : download.gained)
+        files.push_back({name, FileState::installed, 0, {}, ""});
+    Files const& problems = download.now.problems;
+    files.insert(files.end(), problems.begin(), problems.end());
     Result result = answerAbout(options.serial, options.directory);
-    result.members["complete"] = missing.empty();
-    tell(result, terminal, FileState::installed, installed);
-    tell(result, terminal, FileState::stillMissing, missing);
-    if (!fetched)
-        result.notes.emplace_back("The download did not go through; -v tells why.");
-    if (!missing.empty()) {
-        result.status = Status::no;
-        result.notes.emplace_back("Not complete.");
+    result.members["changed"] = !download.gained.empty();
+    result.members["complete"] = problems.empty();
+    result.members["files"] = fileMembers(files);
+    result.members["problems"] = problemMembers(problems, options.directory);
+    tellRecovered(lock.recovered, result);
+    addNotes(problems, result);
+    result.text = stateLines(files, terminal);
+    if (!download.wentThrough)
+        result.closing.emplace_back("The download did not go through; -v tells why.");
+    if (!problems.empty()) {
+        answerNo(result);
+        result.closing.emplace_back("Not complete.");
     }
     return result;
 }

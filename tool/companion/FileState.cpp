@@ -1,47 +1,64 @@
 #include "tool/companion/FileState.h"
 
-#include <algorithm>
-#include <array>
+#include <map>
 
 namespace companion {
 
+using zel::store::File;
+using zel::store::FileState;
+
+bool isProblem(FileState state) {
+    switch (state) {
+    case FileState::installed:
+    case FileState::replaced:
+    case FileState::unchanged:
+    case FileState::removed:
+    case FileState::same:
+        return false;
+    default:
+        return true;
+    }
+}
+
 namespace {
 
-using Colour = std::string (Terminal::*)(std::string const&) const;
-
-/// The words for a state.
-struct Words {
-    FileState state;
-    char const* forPeople;
-    Colour colour;
-    char const* forPrograms; ///< as a value or as the name of a list
-};
-
-constexpr std::array<Words, 7> table{{
-    {FileState::same, "same", &Terminal::green, "same"},
-    {FileState::differs, "differs", &Terminal::red, "differs"},
-    {FileState::missingHere, "missing here", &Terminal::yellow, "missing here"},
-    {FileState::missingThere, "missing there", &Terminal::yellow, "missing there"},
-    {FileState::missingHereAndThere, "missing here and there", &Terminal::yellow,
-     "missing here and there"},
-    {FileState::installed, "installed", &Terminal::green, "installed"},
-    {FileState::stillMissing, "still missing", &Terminal::yellow, "missing"},
-}};
-
-Words const& wordsOf(FileState state) {
-    return *std::find_if(table.begin(), table.end(),
-                         [&](Words const& words) { return words.state == state; });
+/// What cannot be right is red, what is not there is yellow.
+std::string coloured(FileState state, Terminal const& terminal) {
+    char const* const text = zel::store::word(state);
+    switch (state) {
+    case FileState::damaged:
+    case FileState::ambiguous:
+    case FileState::empty:
+    case FileState::unreadable:
+    case FileState::altered:
+    case FileState::differs:
+        return terminal.red(text);
+    default:
+        return isProblem(state) ? terminal.yellow(text) : terminal.green(text);
+    }
 }
 
 } // namespace
 
-char const* jsonName(FileState state) {
-    return wordsOf(state).forPrograms;
+std::string stateLine(std::string const& fileName, FileState state, Terminal const& terminal) {
+    return terminal.sanitized(fileName) + ": " + coloured(state, terminal) + "\n";
 }
 
-std::string stateLine(std::string const& fileName, FileState state, Terminal const& terminal) {
-    Words const& words = wordsOf(state);
-    return terminal.sanitized(fileName) + ": " + (terminal.*words.colour)(words.forPeople) + "\n";
+std::string stateLines(std::vector<File> const& files, Terminal const& terminal) {
+    std::string lines;
+    for (File const& file : files)
+        lines += stateLine(file.name, file.state, terminal);
+    return lines;
+}
+
+std::string countsOf(std::vector<File> const& files) {
+    std::map<FileState, std::size_t> counts;
+    for (File const& file : files)
+        ++counts[file.state];
+    std::string text;
+    for (auto const& [state, count] : counts)
+        text += (text.empty() ? "" : ", ") + std::to_string(count) + " " + zel::store::word(state);
+    return text;
 }
 
 } // namespace companion

@@ -1,28 +1,27 @@
 /// @file
-/// The states of a file of a set.
+/// Showing the states of the files of a set.
 #pragma once
 
 #include "tool/companion/Terminal.h"
 
+#include "store/Results.h"
+
 #include <string>
+#include <vector>
 
 namespace companion {
 
-/// State of a file of a set. "Here" is the calibration directory, "there" the stick.
-enum class FileState {
-    same,                ///< the same bytes here and there
-    differs,             ///< other bytes here than there
-    missingHere,         ///< only there
-    missingThere,        ///< only here
-    missingHereAndThere, ///< in neither place, though the description asks for it
-    installed,           ///< came with this download
-    stillMissing,        ///< still cannot be used after this download
-};
-
-/// @return The state's name in JSON.
-char const* jsonName(FileState state);
+/// @return Whether a state is one that a person has to do something about.
+bool isProblem(zel::store::FileState state);
 
 /// @return A line for people with a file's name and state.
-std::string stateLine(std::string const& fileName, FileState state, Terminal const& terminal);
+std::string stateLine(std::string const& fileName, zel::store::FileState state,
+                      Terminal const& terminal);
+
+/// @return The lines of all files.
+std::string stateLines(std::vector<zel::store::File> const& files, Terminal const& terminal);
+
+/// @return How many files are in each state: "3 installed, 8 unchanged"; empty without files.
+std::string countsOf(std::vector<zel::store::File> const& files);
 
 } // namespace companion

@@ -5,7 +5,8 @@
 #include "sdk/manager/CameraSearch.h"
 #include "util/Logger.h"
 
-#include <cstring>
+#include <algorithm>
+#include <vector>
 
 #include <unistd.h>
 
@@ -15,22 +16,25 @@ namespace {
 
 using thalvo::LogLevel;
 using thalvo::report;
+using Serials = std::vector<unsigned long>;
 
 constexpr char const* sourceFile = "tool/companion/Find";
 
-/// @return The first camera in directory order that has this serial number, or any for 0; 0 when
-///         there is none.
+/// @param serial Serial number that is searched for; 0 for any.
+/// @param all    Whether to go on after the first.
+/// @return The cameras found, in directory order.
 /// @throws Failure when the device tree cannot be searched.
-unsigned long findCamera(unsigned long wanted) {
-    unsigned long found = 0;
+Serials findCameras(unsigned long serial, bool all) {
+    Serials found;
     int const error = zel::forEachCamera([&](zel::CameraEntry const& entry) {
         if (entry.error == 0) {
             report(LogLevel::debug, sourceFile, __LINE__, "Found device with serial ",
                    entry.serialText);
         }
-        if (wanted == 0 || entry.serial == wanted)
-            found = entry.serial;
-        return found == 0;
+        bool const fits = entry.serial != 0 && (serial == 0 || entry.serial == serial);
+        if (fits && std::find(found.begin(), found.end(), entry.serial) == found.end())
+            found.push_back(entry.serial);
+        return all || found.empty();
     });
     if (error != 0) // only when the tree vanished after it was checked
         throw systemFailure("Cannot use the USB device tree", zel::usbDevices, // GCOVR_EXCL_LINE
@@ -38,30 +42,51 @@ unsigned long findCamera(unsigned long wanted) {
     return found;
 }
 
+Result tellAll(Serials const& found) {
+    Result result;
+    Json& cameras = result.members["cameras"] = Json::array();
+    for (unsigned long const serial : found) {
+        cameras.push_back({{"serial", serial}, {"attached", true}});
+        result.text += std::to_string(serial) + "\n";
+    }
+    return result;
+}
+
+Result tellOne(Serials const& found, unsigned long wanted) {
+    Result result;
+    unsigned long const serial = found.empty() ? wanted : found.front();
+    result.members["serial"] = serial != 0 ? Json(serial) : Json(nullptr);
+    result.members["attached"] = !found.empty();
+    if (!found.empty())
+        result.text = std::to_string(serial) + "\n";
+    return result;
+}
+
+void addOptions(CLI::App& parser, Options& options) {
+    addSerialOrAll(parser, options, "Every attached camera");
+}
+
 Result run(Options const& options, Terminal const& /*terminal*/) {
     requireDirectory(zel::usbDevices, R_OK | X_OK, "USB device tree");
-    if (unsigned long const serial = findCamera(options.serial); serial != 0) {
-        std::string const text = std::to_string(serial);
-        return {Status::yes, text + "\n", {{"serial", serial}, {"attached", true}}, {}};
-    }
-    if (options.serial == 0) {
-        return {
-            Status::no, "", {{"serial", nullptr}, {"attached", false}}, {"No camera is attached."}};
-    }
-    return {Status::no,
-            "",
-            {{"serial", options.serial}, {"attached", false}},
-            {"Camera " + std::to_string(options.serial) + " is not attached."}};
+    Serials const found = findCameras(options.serial, options.all);
+    Result result = options.all ? tellAll(found) : tellOne(found, options.serial);
+    if (!found.empty())
+        return result;
+    answerNo(result);
+    result.closing.push_back(options.serial == 0 ? "No camera is attached."
+                                                 : "Camera " + std::to_string(options.serial) +
+                                                       " is not attached.");
+    return result;
 }
 
 } // namespace
 
 Command const find{
     "find",
-    "Find the first attached camera, or tell whether a certain one is attached",
+    "Find the first attached camera, every one, or tell whether a certain one is attached",
     "0 found, 1 not",
     "zentho-cali find",
-    addOptionalSerial,
+    addOptions,
     run,
 };
 

@@ -17,7 +17,12 @@ Result run(Options const& /*options*/, Terminal const& /*terminal*/) {
     if (access(program, X_OK) != 0)
         throw systemFailure("Cannot run", program, errno, "The package net-tools brings it.");
     bool const yes = zel::hasOneDefaultRoute();
-    return {yes ? Status::yes : Status::no, yes ? "yes\n" : "no\n", {{"online", yes}}, {}};
+    Result result;
+    result.members["online"] = yes;
+    result.text = yes ? "yes\n" : "no\n";
+    if (!yes)
+        answerNo(result);
+    return result;
 }
 
 } // namespace

@@ -29,13 +29,6 @@ std::string frameRatesText(FrameRates const& rates) {
     return text.empty() ? "none" : text + " Hz";
 }
 
-std::string opticText(OpticsDefinition const& optic) {
-    std::string text = std::to_string(optic.FOV);
-    if (optic.Text != nullptr && optic.Text[0] != '\0')
-        text += std::string(" ") + optic.Text.get();
-    return text;
-}
-
 Json rangeMembers(TempRangeDefinition const& range) {
     Json members;
     members["low"] = number(range.range.lo);
@@ -88,11 +81,11 @@ void addOptions(CLI::App& parser, Options& options) {
 Result run(Options const& options, Terminal const& terminal) {
     InstalledSet const set(options.directory, options.serial);
     Result result = answerAbout(options.serial, options.directory);
-    Json& listed = result.members["optics"] = Json::array();
+    result.members["optics"] = Json::array();
+    result.members["problems"] = Json::array();
     Description const* const description = set.description();
     if (description == nullptr) {
-        result.status = Status::no;
-        result.notes = set.whyNoDescription(options);
+        set.tellNoDescription(options, result);
         return result;
     }
     Table table({"OPTIC", "RANGE", "FRAME RATES"}, spanOf(description->optics));
@@ -100,7 +93,7 @@ Result run(Options const& options, Terminal const& terminal) {
         // The first optic of that field of view and text answers for all that share them.
         auto const& ranges = description->optics.find(OpticIdentity::of(optic))->tempRanges;
         addRows(table, optic, ranges);
-        listed.push_back(opticMembers(optic, ranges));
+        result.members["optics"].push_back(opticMembers(optic, ranges));
     }
     result.text = table.render(terminal);
     return result;

@@ -4,7 +4,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace companion {
@@ -20,32 +22,62 @@ enum class Status : int {
 /// Members keep their order, so that people find what matters first.
 using Json = nlohmann::ordered_json;
 
+/// What to do next.
+struct Hint {
+    Hint() = default;
+    /// @param says For people.
+    /// @param runs Command lines that can be pasted into a shell as they are.
+    Hint(std::string says, std::vector<std::string> runs = {})
+        : text(std::move(says)), commands(std::move(runs)) {}
+    /// @copydoc Hint(std::string, std::vector<std::string>)
+    Hint(char const* says) : text(says) {}
+
+    /// @return Whether there is nothing to do.
+    bool empty() const { return text.empty(); }
+
+    std::string text;                  ///< for people
+    std::vector<std::string> commands; ///< each stands on a line of its own, unwrapped
+};
+
+/// Why a question cannot be answered, or something could not be done. Thrown when that is the whole
+/// answer.
+struct Failure {
+    std::string message;            ///< what could not be done
+    std::string path;               ///< the file or directory concerned; may be empty
+    std::string reason;             ///< why, in the system's words; may be empty
+    Hint hint;                      ///< what to do next; may be empty
+    Status status = Status::notRun; ///< #Status::wrongUsage or #Status::notRun
+};
+
 /// The answer to a question that could be asked.
 struct Result {
-    Status status;                  ///< #Status::yes or #Status::no
-    std::string text;               ///< for people, on the standard output
-    Json members;                   ///< the same for programs, without command and status
-    std::vector<std::string> notes; ///< remarks and hints, on the standard error stream
+    Status status = Status::yes;      ///< #Status::yes or #Status::no, unless there is a failure
+    std::string text;                 ///< for people, on the standard output
+    Json members;                     ///< the same for programs, without command and status
+    std::vector<std::string> notes;   ///< remarks, on the standard error stream, before the text
+    std::vector<std::string> closing; ///< closing sentences, there as well, after the text
+    std::vector<Hint> hints;          ///< what to do next, after these
+    std::optional<Failure> failure;   ///< what went wrong nevertheless; its status counts then
 };
 
 /// @return The start of every answer about a set: a yes, with the camera's serial number and the
 ///         calibration directory.
 Result answerAbout(unsigned long serial, std::string const& directory);
 
-/// Thrown when a question cannot be answered.
-struct Failure {
-    std::string message;            ///< what could not be done
-    std::string path;               ///< the file or directory concerned; may be empty
-    std::string reason;             ///< why, in the system's words; may be empty
-    std::string hint;               ///< what to do next; may be empty
-    Status status = Status::notRun; ///< #Status::wrongUsage or #Status::notRun
-};
+/// Makes the answer a no, unless something worse is known.
+void answerNo(Result& result);
+
+/// Adds a hint, unless it was given already.
+void addHint(Result& result, Hint hint);
 
 /// @return A failure whose reason is that of a value of `errno`.
 Failure systemFailure(std::string const& message, std::string const& path, int error,
-                      std::string const& hint = "");
+                      Hint const& hint = {});
 
 /// @return A failure in one sentence, without its hint.
 std::string sentence(Failure const& failure);
+
+/// @return A failure as programs get it.
+Json failureMembers(Failure const& failure);
 
 } // namespace companion

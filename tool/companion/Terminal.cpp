@@ -1,6 +1,9 @@
 #include "tool/companion/Terminal.h"
 
+#include <algorithm>
+#include <array>
 #include <clocale>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -38,8 +41,29 @@ Character characterAt(std::string const& text, std::size_t position) {
         std::mbrtowc(&code, text.data() + position, text.size() - position, &state);
     // Not a character of the encoding, only the start of one, or the null character.
     if (count == 0 || count > text.size())
-        return {L'\0', 1, false};
+        return {L'\uFFFD', 1, false};
     return {code, count, std::iswprint(static_cast<wint_t>(code)) != 0};
+}
+
+/// @param bytes The character's bytes.
+bool isControl(Character const& character, std::string const& bytes) {
+    auto const first = static_cast<unsigned char>(bytes.front());
+    return first < 0x20 || first == 0x7F || std::iswcntrl(static_cast<wint_t>(character.code)) != 0;
+}
+
+/// Adds bytes as the C language writes them.
+void escape(std::string const& bytes, std::string& text) {
+    constexpr char const* letters = "abtnvfr"; // of the characters 7 to 13
+    for (char const byte : bytes) {
+        auto const code = static_cast<unsigned char>(byte);
+        if (code >= 7 && code <= 13) {
+            text.append(1, '\\').append(1, letters[code - 7]);
+            continue;
+        }
+        std::array<char, 5> digits{};
+        std::snprintf(digits.data(), digits.size(), "\\x%02x", static_cast<unsigned>(code));
+        text += digits.data();
+    }
 }
 
 } // namespace
@@ -57,15 +81,17 @@ Terminal Terminal::of(int descriptor) {
 }
 
 std::string Terminal::sanitized(std::string const& text) const {
-    if (!interactive)
-        return text;
+    if (std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; }))
+        return text; // there may be thousands of names
     std::string safe;
     for (std::size_t i = 0; i < text.size();) {
         Character const character = characterAt(text, i);
-        if (character.printable)
-            safe.append(text, i, character.bytes);
+        std::string const bytes = text.substr(i, character.bytes);
+        bool const kept = character.printable || (!interactive && !isControl(character, bytes));
+        if (kept)
+            safe += bytes;
         else
-            safe += '?';
+            escape(bytes, safe);
         i += character.bytes;
     }
     return safe;
@@ -76,6 +102,16 @@ std::string Terminal::inColour(char const* code, std::string const& text) const 
     if (colour)
         coloured.insert(0, "m").insert(0, code).insert(0, "\033[").append("\033[0m");
     return coloured;
+}
+
+void forEachCharacter(
+    std::string const& text,
+    std::function<void(std::string const& character, bool printable)> const& visit) {
+    for (std::size_t i = 0; i < text.size();) {
+        Character const character = characterAt(text, i);
+        visit(text.substr(i, character.bytes), character.printable);
+        i += character.bytes;
+    }
 }
 
 std::size_t displayWidth(std::string const& text) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 namespace companion {
@@ -27,14 +28,23 @@ struct Terminal {
     /// @copydoc red
     std::string bold(std::string const& text) const { return inColour("1", text); }
 
-    /// @return A text from outside, safe to print: a terminal gets question marks for characters
-    ///         that are not printable, since they could be commands to it. A file or a pipe gets
-    ///         the text unchanged.
+    /// @return A text from outside, safe to print on a line: control characters are escaped, such
+    ///         as "\\n" and "\\x1b". For a terminal, so is everything else that is not printable in
+    ///         its encoding, since it could be a command; a file or a pipe gets those bytes as they
+    ///         are.
     std::string sanitized(std::string const& text) const;
 
 private:
     std::string inColour(char const* code, std::string const& text) const;
 };
+
+/// Visits the characters of a text in the locale's encoding.
+/// @param visit Called with the bytes of each character, and whether it is printable. A byte that
+/// is
+///              not part of a character counts as one that is not.
+void forEachCharacter(
+    std::string const& text,
+    std::function<void(std::string const& character, bool printable)> const& visit);
 
 /// @return Columns that a sanitized text takes on a terminal.
 std::size_t displayWidth(std::string const& text);

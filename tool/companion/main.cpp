@@ -1,9 +1,12 @@
 #include "tool/companion/CommandLine.h"
 #include "tool/companion/Files.h"
+#include "tool/companion/Messages.h"
 #include "tool/companion/Result.h"
+#include "tool/companion/Signals.h"
 #include "tool/companion/Terminal.h"
 
 #include "sdk/IRLogger.h"
+#include "store/Files.h"
 
 #include <algorithm>
 #include <array>
@@ -52,62 +55,65 @@ std::string jsonText(Json const& object) {
     return object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-Json orNull(std::string const& text) {
-    return text.empty() ? Json(nullptr) : Json(text);
-}
-
-Json failureObject(Request const& request, Failure const& failure) {
+/// @return The object that programs get.
+/// @param failure What went wrong; null when nothing did.
+Json answerObject(Request const& request, Status status, Json const& members,
+                  Failure const* failure) {
     Json object;
-    object["command"] = orNull(request.command != nullptr ? request.command->name : "");
-    object["status"] = static_cast<int>(failure.status);
-    Json& error = object["error"];
-    error["message"] = failure.message;
-    error["path"] = orNull(failure.path);
-    error["reason"] = orNull(failure.reason);
-    error["hint"] = orNull(failure.hint);
+    object["command"] = request.command != nullptr ? Json(request.command->name) : Json(nullptr);
+    object["status"] = static_cast<int>(status);
+    if (members.is_object())
+        object.update(members);
+    if (failure != nullptr)
+        object["error"] = failureMembers(*failure);
     return object;
-}
-
-Json resultObject(Request const& request, Result const& result) {
-    Json object;
-    object["command"] = request.command->name;
-    object["status"] = static_cast<int>(result.status);
-    object.update(result.members);
-    return object;
-}
-
-void printError(std::string const& text) {
-    Terminal const terminal = Terminal::of(STDERR_FILENO);
-    std::string const prefix = "zentho-cali: ";
-    writeAll(STDERR_FILENO, terminal.bold(prefix) + terminal.sanitized(text) + "\n");
 }
 
 /// @return The status, unless the text cannot be written.
 Status print(std::string const& text, Status status) {
-    if (writeAll(STDOUT_FILENO, text))
+    if (zel::store::writeAll(STDOUT_FILENO, text))
         return status;
-    printError("Cannot write the standard output: " + std::string(std::strerror(errno)));
+    say("Cannot write the standard output: " + std::string(std::strerror(errno)));
     return Status::notRun;
 }
 
-Status fail(Request const& request, Failure const& failure) {
-    printError(sentence(failure));
+void sayFailure(Failure const& failure) {
+    say(sentence(failure));
     if (!failure.hint.empty())
-        printError("hint: " + failure.hint);
+        sayHint(failure.hint);
+}
+
+Status fail(Request const& request, Failure const& failure) {
+    sayFailure(failure);
     if (!request.options.json)
         return failure.status;
-    return print(jsonText(failureObject(request, failure)), failure.status);
+    return print(jsonText(answerObject(request, failure.status, {}, &failure)), failure.status);
+}
+
+/// Remarks come first, so that what counts most stands last.
+Status answer(Request const& request, Result const& result) {
+    Failure const* const failure = result.failure ? &*result.failure : nullptr;
+    Status const status = failure != nullptr ? failure->status : result.status;
+    for (std::string const& note : result.notes)
+        say(note);
+    Status const printed = print(
+        request.options.json ? jsonText(answerObject(request, status, result.members, failure))
+                             : result.text,
+        status);
+    for (std::string const& sentence : result.closing)
+        say(sentence);
+    if (failure != nullptr)
+        sayFailure(*failure);
+    for (Hint const& hint : result.hints)
+        sayHint(hint);
+    return printed;
 }
 
 Status run(int argc, char const* const* argv, Request& request) {
     if (auto const text = readCommandLine(argc, argv, request))
         return print(*text, Status::yes);
     configureLog(request.options);
-    Result const result = request.command->run(request.options, Terminal::of(STDOUT_FILENO));
-    for (std::string const& note : result.notes)
-        printError(note);
-    return print(request.options.json ? jsonText(resultObject(request, result)) : result.text,
-                 result.status);
+    return answer(request, request.command->run(request.options, Terminal::of(STDOUT_FILENO)));
 }
 
 /// Turns every failure into a message and an exit status.
@@ -119,7 +125,7 @@ Status runGuarded(int argc, char const* const* argv) {
         return fail(request, failure);
         // GCOVR_EXCL_START: no test lets the memory of this program run out
     } catch (std::exception const& exception) {
-        return fail(request, {"Something went wrong", "", exception.what(), ""});
+        return fail(request, {"Something went wrong", "", exception.what(), {}, Status::notRun});
     } // GCOVR_EXCL_STOP
 }
 
@@ -130,7 +136,9 @@ int main(int argc, char* argv[]) try {
     std::setlocale(LC_CTYPE, "");
     std::signal(SIGPIPE, SIG_IGN); // a reader that closed the pipe is then a failed write
     std::signal(SIGCHLD, SIG_DFL); // the process may have inherited that it is ignored
-    return static_cast<int>(runGuarded(argc, argv));
+    auto const status = runGuarded(argc, argv);
+    endByCaughtSignal();
+    return static_cast<int>(status);
     // GCOVR_EXCL_START: only without the memory to report a lack of memory
 } catch (...) {
     return static_cast<int>(Status::notRun);

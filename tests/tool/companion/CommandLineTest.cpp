@@ -14,7 +14,8 @@ using CompanionCommandLine = companiontest::Companion;
 std::string wrongUsage(std::string const& mistake, std::string const& command = "") {
     auto const asked = command.empty() ? "" : " " + command;
     return exited(2, "",
-                  said(mistake) + said("hint: 'zentho-cali" + asked + " --help' tells what fits."));
+                  said(mistake) + companiontest::hinted("This tells what fits:",
+                                                        {"zentho-cali" + asked + " --help"}));
 }
 
 std::string noSerial(std::string const& text) {
@@ -61,11 +62,24 @@ TEST_F(CompanionCommandLine, NamesUnexpectedArgumentsInTheirOrder) {
 }
 
 TEST_F(CompanionCommandLine, NeedsASerial) {
-    EXPECT_EQ(seenOf({"check"}), wrongUsage("SERIAL is required", "check"));
+    for (auto const* command : {"remove", "optics", "config", "download"})
+        EXPECT_EQ(seenOf({command}), wrongUsage("SERIAL is required", command));
 }
 
-TEST_F(CompanionCommandLine, NeedsAStickToVerify) {
-    EXPECT_EQ(seenOf({"verify", "7"}), wrongUsage("--source is required", "verify"));
+TEST_F(CompanionCommandLine, RefusesASerialWithEveryCamera) {
+    for (auto const* command : {"install", "find"})
+        EXPECT_EQ(seenOf({command, "7", "--all"}), wrongUsage("SERIAL excludes --all", command));
+}
+
+TEST_F(CompanionCommandLine, RefusesARangeThatIsNone) {
+    EXPECT_EQ(seenOf({"config", "7", "--range", "100"}),
+              wrongUsage("--range: must be as in \"-20 to 100\"", "config"));
+}
+
+TEST_F(CompanionCommandLine, RefusesAFrameRateThatIsNoNumber) {
+    for (auto const* rate : {"fast", "-1", "inf", "0"})
+        EXPECT_EQ(seenOf({"config", "7", "--framerate", rate}),
+                  wrongUsage("--framerate: must be a number of hertz", "config"));
 }
 
 TEST_F(CompanionCommandLine, RefusesASecondSerial) {
@@ -114,7 +128,8 @@ TEST_F(CompanionCommandLine, RefusesAnEmptySerial) {
 }
 
 TEST_F(CompanionCommandLine, AcceptsTheLargestSerialOf32Bits) {
-    EXPECT_EQ(ask({"check", "2147483647", "-t", "cali"}).standardOutput, "Cali-2147483647.xml\n");
+    EXPECT_EQ(ask({"check", "2147483647", "-t", "cali"}).standardOutput,
+              "Cali-2147483647.xml: missing\n");
 }
 
 TEST_F(CompanionCommandLine, TakesTheLastOfSeveralDirectories) {
@@ -131,7 +146,7 @@ TEST_F(CompanionCommandLine, AnswersWrongUsageInJson) {
               " 2147483647\",\n"
               "    \"path\": null,\n"
               "    \"reason\": null,\n"
-              "    \"hint\": \"'zentho-cali check --help' tells what fits.\"\n"
+              "    \"hint\": \"This tells what fits:\\nzentho-cali check --help\"\n"
               "  }\n"
               "}\n");
 }
@@ -148,7 +163,7 @@ TEST_F(CompanionCommandLine, PrintsItsVersion) {
 TEST_F(CompanionCommandLine, ListsItsCommandsAsHelp) {
     EXPECT_EQ(seenOf({"--help"}),
               exited(0,
-                     "Asks about the calibration files of an infrared camera and fetches them.\n"
+                     "Installs and checks the calibration files of an infrared camera.\n"
                      "Usage: zentho-cali [OPTIONS] SUBCOMMAND\n"
                      "\n"
                      "Options:\n"
@@ -156,11 +171,18 @@ TEST_F(CompanionCommandLine, ListsItsCommandsAsHelp) {
                      "  --version             Print the version and exit\n"
                      "\n"
                      "Subcommands:\n"
-                     "  find                  Find the first attached camera, or tell whether a"
-                     " certain one is attached\n"
-                     "  check                 List the files that are missing of an installed set\n"
-                     "  verify                Compare the installed files with a stick, byte by"
-                     " byte\n"
+                     "  find                  Find the first attached camera, every one, or tell"
+                     " whether a certain one is attached\n"
+                     "  install               Install a camera's whole set from a stick, or nothing"
+                     " at all\n"
+                     "  check                 List what keeps installed sets from being complete,"
+                     " by names and sizes\n"
+                     "  verify                Compare every byte of installed sets with their"
+                     " record, or with a stick\n"
+                     "  list                  List the cameras whose sets are installed, or are on"
+                     " a stick\n"
+                     "  remove                Remove a camera's files\n"
+                     "  recover               Complete what was interrupted, without the stick\n"
                      "  optics                Show a camera's optics, temperature ranges and frame"
                      " rates\n"
                      "  config                Write a camera's configuration\n"
@@ -198,5 +220,5 @@ TEST_P(CompanionHelp, OfACommandNamesTheOptionsThatAllHave) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Every, CompanionHelp,
-                         testing::Values("find", "check", "verify", "optics", "config", "download",
-                                         "online"));
+                         testing::Values("find", "install", "check", "verify", "list", "remove",
+                                         "recover", "optics", "config", "download", "online"));

@@ -27,9 +27,21 @@ std::string said(std::string const& text) {
     return "zentho-cali: " + text + "\n";
 }
 
+std::string hinted(std::string const& text, Words const& commands) {
+    std::string hint = said("hint: " + text);
+    for (std::string const& command : commands)
+        hint += "  " + command + "\n";
+    return hint;
+}
+
+std::string makeHint(std::string const& directory) {
+    return hinted("-t names another directory; this makes it:", {"mkdir -p " + directory});
+}
+
 std::string fetchHint(std::string const& serial) {
-    return "'zentho-cali download " + serial + " -t cali' or 'zentho-cali-install -d" + serial +
-           " -s DIR -t cali' fetches what is missing.";
+    return hinted("From a stick, or from the maker's server:",
+                  {"zentho-cali install " + serial + " -t cali",
+                   "zentho-cali download " + serial + " -t cali"});
 }
 
 testing::AssertionResult fitsTheSchema(std::string const& answer) {
@@ -75,6 +87,10 @@ std::string Companion::onTerminal(Words environment, std::string const& command)
     auto const shell = "stty cols 60 -onlcr; " + command;
     return support::run(joined(environment, {"script", "-qec", shell, "/dev/null"}), root.path())
         .standardOutput;
+}
+
+void Companion::installSafely(std::string const& serial) const {
+    EXPECT_EQ(ask({"install", serial, "-s", stick, "-t", "cali"}).exitStatus, 0);
 }
 
 void Companion::install(std::string const& serial) const {

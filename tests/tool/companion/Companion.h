@@ -21,6 +21,12 @@ extern std::string const stick;
 /// A line of the companion on the standard error stream.
 std::string said(std::string const& text);
 
+/// A hint of the companion on the standard error stream, with commands on lines of their own.
+std::string hinted(std::string const& text, std::vector<std::string> const& commands = {});
+
+/// The hint for a person whose calibration directory does not exist.
+std::string makeHint(std::string const& directory);
+
 /// The hint for a person who lacks this camera's files in the directory "cali".
 std::string fetchHint(std::string const& serial);
 
@@ -43,6 +49,8 @@ protected:
     /// What a shell command, in which $program is the program, prints on a terminal of 60 columns.
     std::string onTerminal(std::vector<std::string> environment, std::string const& command) const;
 
+    /// Has the companion install a camera's set from the sample stick.
+    void installSafely(std::string const& serial) const;
     /// Copies a camera's files from the sample stick into the calibration directory.
     void install(std::string const& serial) const;
     std::string installed(std::string const& name) const { return cali + "/" + name; }

@@ -1,5 +1,6 @@
 #include "tests/tool/companion/Companion.h"
 
+#include "tests/support/Camera.h"
 #include "tests/support/ConfigurationText.h"
 #include "tests/support/Namespace.h"
 
@@ -19,6 +20,8 @@ namespace {
 namespace fs = std::filesystem;
 
 using companiontest::fetchHint;
+using companiontest::hinted;
+using companiontest::makeHint;
 using companiontest::said;
 using support::exited;
 using support::readFile;
@@ -98,7 +101,7 @@ TEST_F(CompanionConfig, ReplacesNoFileThatExists) {
     writeFile(file, "mine");
     EXPECT_EQ(written("camera.xml"), exited(3, "",
                                             said("Cannot write camera.xml: File exists") +
-                                                said("hint: With --force it is replaced.")));
+                                                hinted("With --force it is replaced.")));
     EXPECT_EQ(readFile(file), "mine");
 }
 
@@ -112,7 +115,7 @@ TEST_F(CompanionConfig, ReplacesNoLinkThatLeadsNowhere) {
     fs::create_symlink("nowhere", file);
     EXPECT_EQ(written("camera.xml"), exited(3, "",
                                             said("Cannot write camera.xml: File exists") +
-                                                said("hint: With --force it is replaced.")));
+                                                hinted("With --force it is replaced.")));
 }
 
 TEST_F(CompanionConfig, ReplacesAFileByForce) {
@@ -196,7 +199,7 @@ TEST_F(CompanionConfig, SaysThatThereIsNoDescription) {
     EXPECT_EQ(
         seenOf({"config", "7", "-t", "cali"}),
         exited(1, "",
-               said("There is no description " + cali + "/Cali-7.xml to read. " + fetchHint("7"))));
+               said("There is no description " + cali + "/Cali-7.xml to read.") + fetchHint("7")));
 }
 
 TEST_F(CompanionConfig, WritesNoFileWithoutADescription) {
@@ -204,11 +207,91 @@ TEST_F(CompanionConfig, WritesNoFileWithoutADescription) {
     EXPECT_FALSE(fs::exists(file));
 }
 
+TEST_F(CompanionConfig, SelectsTheOpticRangeAndFrameRateThatArePickedOut) {
+    auto const outcome = ask({"config", "14080045", "-t", "cali", "--optic", "54 Macro", "--range",
+                              "-20 to 100", "--framerate", "27"});
+    EXPECT_EQ(outcome.exitStatus, 0) << outcome.standardError;
+    EXPECT_NE(outcome.standardOutput.find("  <fov>54</fov>\n"
+                                          "  <temperature>\n"
+                                          "    <min>-20</min>\n"
+                                          "    <max>100</max>\n"
+                                          "  </temperature>\n"
+                                          "  <optics_text>Macro</optics_text>\n"
+                                          "  <framerate>27</framerate> "),
+              std::string::npos)
+        << outcome.standardOutput;
+    EXPECT_EQ(outcome.standardOutput.find("<!--\n"), std::string::npos);
+}
+
+TEST_F(CompanionConfig, TakesTheFirstRangeOfTheOpticThatIsPickedOut) {
+    auto const text = ask({"config", "14080045", "-t", "cali", "--optic", "54"}).standardOutput;
+    EXPECT_NE(text.find("  <fov>54</fov>\n  <temperature>\n    <min>-20</min>\n"),
+              std::string::npos)
+        << text;
+}
+
+TEST_F(CompanionConfig, ReadsARangeWithDotsOrAColon) {
+    for (auto const* range : {"0..250", "0:250", " 0 to 250 "}) {
+        auto const text =
+            ask({"config", "14080045", "-t", "cali", "--range", range}).standardOutput;
+        EXPECT_NE(text.find("    <min>0</min>\n    <max>250</max>\n"), std::string::npos) << range;
+    }
+}
+
+TEST_F(CompanionConfig, TakesAnyFrameRateOfARangeThatIsNotSplitByIt) {
+    EXPECT_EQ(ask({"config", "14080045", "-t", "cali", "--range", "0 to 250", "--framerate", "50"})
+                  .exitStatus,
+              0);
+}
+
+TEST_F(CompanionConfig, RefusesAnOpticThatTheDescriptionLacks) {
+    EXPECT_EQ(seenOf({"config", "14080045", "-t", "cali", "--optic", "99"}),
+              exited(1, "", said("The description names no optic 99, but: 23, 54 Macro.")));
+}
+
+TEST_F(CompanionConfig, RefusesAFieldOfViewThatSeveralOpticsHave) {
+    auto const camera =
+        support::camera(7).optic(23).text("a").range(0, 1).optic(23).text("b").range(0, 1);
+    writeFile(installed("Cali-7.xml"), camera.description());
+    EXPECT_EQ(seenOf({"config", "7", "-t", "cali", "--optic", "23"}),
+              exited(1, "", said("The description names several optics 23: 23 a, 23 b.")));
+}
+
+TEST_F(CompanionConfig, RefusesARangeThatTheOpticLacks) {
+    EXPECT_EQ(seenOf({"config", "14080045", "-t", "cali", "--range", "0 to 300"}),
+              exited(1, "",
+                     said("The optic has no range 0 to 300, but: -20 to 100, 0 to 250, 150 to"
+                          " 900.")));
+}
+
+TEST_F(CompanionConfig, RefusesAFrameRateThatTheRangeLacks) {
+    EXPECT_EQ(seenOf({"config", "14080045", "-t", "cali", "--framerate", "50"}),
+              exited(1, "", said("The range -20 to 100 has no frame rate 50, but: 27, 80.")));
+}
+
+TEST_F(CompanionConfig, RefusesAnOpticWithoutRanges) {
+    writeFile(installed("Cali-7.xml"), support::camera(7).optic(23).withoutRanges().description());
+    EXPECT_EQ(seenOf({"config", "7", "-t", "cali", "--optic", "23"}),
+              exited(1, "", said("The optic 23 has no ranges.")));
+}
+
+TEST_F(CompanionConfig, WritesNoFileOfARefusedChoice) {
+    written("camera.xml", {"--optic", "99"});
+    EXPECT_FALSE(fs::exists(file));
+}
+
+TEST_F(CompanionConfig, AnswersInJsonWithARefusal) {
+    auto const answer = jsonOf({"config", "14080045", "-t", "cali", "--optic", "99"});
+    EXPECT_NE(answer.find("\"message\": \"The description names no optic 99, but: 23, 54 Macro.\""),
+              std::string::npos)
+        << answer;
+}
+
 TEST_F(CompanionConfig, NamesADirectoryThatDoesNotExist) {
     EXPECT_EQ(seenOf({"config", "7", "-t", "none"}),
               exited(3, "",
                      said("Cannot use the calibration directory none: No such file or directory") +
-                         said("hint: 'mkdir -p none' makes it; -t names another one.")));
+                         makeHint("none")));
 }
 
 TEST_F(CompanionConfig, NamesADirectoryThatMayNotBeRead) {
@@ -235,7 +318,9 @@ TEST_F(CompanionConfig, AnswersInJsonWithTheText) {
 
 TEST_F(CompanionConfig, AnswersInJsonWithTheFile) {
     auto const answer = jsonOf({"config", "14080045", "-t", "cali", "-o", "camera.xml"});
-    EXPECT_NE(answer.find("  \"file\": \"camera.xml\"\n}\n"), std::string::npos) << answer;
+    EXPECT_NE(answer.find("  \"file\": \"camera.xml\",\n  \"problems\": []\n}\n"),
+              std::string::npos)
+        << answer;
 }
 
 TEST_F(CompanionConfig, AnswersInJsonWithoutADescription) {
@@ -245,8 +330,18 @@ TEST_F(CompanionConfig, AnswersInJsonWithoutADescription) {
                                                      "  \"serial\": 7,\n"
                                                      "  \"directory\": \"cali\",\n"
                                                      "  \"configuration\": null,\n"
-                                                     "  \"file\": null\n"
-                                                     "}\n");
+                                                     "  \"file\": null,\n"
+                                                     "  \"problems\": [\n"
+                                                     "    {\n"
+                                                     "      \"name\": \"Cali-7.xml\",\n"
+                                                     "      \"state\": \"missing\",\n"
+                                                     "      \"path\": \"" +
+                                                         cali +
+                                                         "/Cali-7.xml\",\n"
+                                                         "      \"message\": \"It is missing.\"\n"
+                                                         "    }\n"
+                                                         "  ]\n"
+                                                         "}\n");
 }
 
 TEST_F(CompanionConfig, AnswersInJsonAlsoOnFailure) {

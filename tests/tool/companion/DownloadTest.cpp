@@ -20,6 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using companiontest::makeHint;
 using companiontest::said;
 using support::DownloadWorld;
 using support::HttpServer;
@@ -130,8 +131,8 @@ TEST_F(CompanionDownload, NamesAFileThatTheServerLacksAsStillMissing) {
     served({description, data}, [](DownloadWorld const& world) {
         auto const outcome = download(world);
         EXPECT_EQ(outcome.exitStatus, 1);
-        EXPECT_EQ(outcome.standardOutput, description + ": installed\n" + data + ": installed\n" +
-                                              curve + ": still missing\n");
+        EXPECT_EQ(outcome.standardOutput,
+                  description + ": installed\n" + data + ": installed\n" + curve + ": missing\n");
         EXPECT_EQ(remarksIn(outcome), said("Not complete."));
     });
 }
@@ -147,7 +148,7 @@ TEST_F(CompanionDownload, NamesTheDescriptionOfACameraThatTheServerDoesNotKnow) 
     served({}, [](DownloadWorld const& world) {
         auto const outcome = download(world);
         EXPECT_EQ(outcome.exitStatus, 1);
-        EXPECT_EQ(outcome.standardOutput, description + ": still missing\n");
+        EXPECT_EQ(outcome.standardOutput, description + ": missing\n");
         EXPECT_EQ(support::tree(world.target()), Tree{});
     });
 }
@@ -178,7 +179,7 @@ TEST_F(CompanionDownload, KeepsAnEmptyFileOfTheCallers) {
         writeFile(world.target() + "/" + curve, "");
         auto const outcome = download(world);
         EXPECT_EQ(outcome.exitStatus, 1);
-        EXPECT_EQ(outcome.standardOutput, curve + ": still missing\n");
+        EXPECT_EQ(outcome.standardOutput, curve + ": empty\n");
         EXPECT_TRUE(fs::exists(world.target() + "/" + curve));
     });
 }
@@ -190,7 +191,7 @@ TEST_F(CompanionDownload, DoesNotTakeAPageOfAnotherServerForADescription) {
         HttpServer const web(world.served(""));
         auto const outcome = download(world);
         EXPECT_EQ(outcome.exitStatus, 1);
-        EXPECT_EQ(outcome.standardOutput, description + ": still missing\n");
+        EXPECT_EQ(outcome.standardOutput, description + ": unreadable\n");
     });
 }
 
@@ -228,7 +229,7 @@ TEST_F(CompanionDownload, SaysThatTheDownloadFailed) {
     support::inDownloadWorld([](DownloadWorld const& world) {
         auto const outcome = download(world);
         EXPECT_EQ(outcome.exitStatus, 1);
-        EXPECT_EQ(outcome.standardOutput, description + ": still missing\n");
+        EXPECT_EQ(outcome.standardOutput, description + ": missing\n");
         EXPECT_EQ(remarksIn(outcome),
                   said("The download did not go through; -v tells why.") + said("Not complete."));
     });
@@ -264,7 +265,7 @@ TEST_F(CompanionDownload, NamesADirectoryThatDoesNotExist) {
                   support::exited(
                       3, "",
                       said("Cannot use the calibration directory none: No such file or directory") +
-                          said("hint: 'mkdir -p none' makes it; -t names another one.")));
+                          makeHint("none")));
     });
 }
 
@@ -287,7 +288,7 @@ TEST_F(CompanionDownload, RefusesToRunBesideAnotherDownload) {
         EXPECT_EQ(support::seen(download(world)),
                   support::exited(3, "",
                                   said("Cannot lock /tmp: Resource temporarily unavailable") +
-                                      said("hint: Another download is under way.")));
+                                      companiontest::hinted("Another download is under way.")));
         close(other);
     });
 }
@@ -303,6 +304,52 @@ TEST_F(CompanionDownload, NeedsADirectoryForTheLinksFile) {
     });
 }
 
+TEST_F(CompanionDownload, DropsTheRecordOfAnInstallationWhenItFetchesAFile) {
+    served({curve}, [](DownloadWorld const& world) {
+        std::string const usb = world.target() + "/../usb";
+        support::writeSmallSet(usb, serial);
+        auto const where = fs::path(world.target()).parent_path();
+        support::run({companiontest::program, "install", "12345678", "-s", "usb", "-t", "target"},
+                     where);
+        fs::remove(world.target() + "/" + curve);
+        EXPECT_EQ(download(world).exitStatus, 0);
+        auto const verified =
+            support::run({companiontest::program, "verify", "12345678", "-t", "target"}, where);
+        EXPECT_EQ(verified.exitStatus, 3) << verified.standardOutput;
+    });
+}
+
+TEST_F(CompanionDownload, KeepsTheRecordOfACompleteInstallation) {
+    support::inDownloadWorld([](DownloadWorld const& world) {
+        std::string const usb = world.target() + "/../usb";
+        support::writeSmallSet(usb, serial);
+        auto const where = fs::path(world.target()).parent_path();
+        support::run({companiontest::program, "install", "12345678", "-s", "usb", "-t", "target"},
+                     where);
+        EXPECT_EQ(download(world).exitStatus, 0);
+        EXPECT_EQ(
+            support::run({companiontest::program, "verify", "12345678", "-t", "target"}, where)
+                .exitStatus,
+            0);
+    });
+}
+
+TEST_F(CompanionDownload, RefusesToRunBesideAnInstallation) {
+    support::inDownloadWorld([](DownloadWorld const& world) {
+        fs::create_directory(world.target() + "/.zentho-cali");
+        int const lock = open((world.target() + "/.zentho-cali/lock").c_str(),
+                              O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        struct flock whole {};
+        whole.l_type = F_WRLCK;
+        ASSERT_EQ(fcntl(lock, F_OFD_SETLK, &whole), 0);
+        auto const outcome = download(world, {"--no-wait"});
+        EXPECT_EQ(outcome.exitStatus, 3);
+        EXPECT_NE(outcome.standardError.find("changes target\n"), std::string::npos)
+            << outcome.standardError;
+        close(lock);
+    });
+}
+
 TEST_F(CompanionDownload, AnswersInJson) {
     served({description, data}, [](DownloadWorld const& world) {
         auto const answer = download(world, {"--json"}).standardOutput;
@@ -311,13 +358,29 @@ TEST_F(CompanionDownload, AnswersInJson) {
                           "  \"status\": 1,\n"
                           "  \"serial\": 12345678,\n"
                           "  \"directory\": \"target\",\n"
+                          "  \"changed\": true,\n"
                           "  \"complete\": false,\n"
-                          "  \"installed\": [\n"
-                          "    \"Cali-12345678.xml\",\n"
-                          "    \"Cali-12345678-23-M20-100.dat\"\n"
+                          "  \"files\": [\n"
+                          "    {\n"
+                          "      \"name\": \"Cali-12345678.xml\",\n"
+                          "      \"state\": \"installed\"\n"
+                          "    },\n"
+                          "    {\n"
+                          "      \"name\": \"Cali-12345678-23-M20-100.dat\",\n"
+                          "      \"state\": \"installed\"\n"
+                          "    },\n"
+                          "    {\n"
+                          "      \"name\": \"Kennlinie-12345678-23-M20-100.prn\",\n"
+                          "      \"state\": \"missing\"\n"
+                          "    }\n"
                           "  ],\n"
-                          "  \"missing\": [\n"
-                          "    \"Kennlinie-12345678-23-M20-100.prn\"\n"
+                          "  \"problems\": [\n"
+                          "    {\n"
+                          "      \"name\": \"Kennlinie-12345678-23-M20-100.prn\",\n"
+                          "      \"state\": \"missing\",\n"
+                          "      \"path\": \"target/Kennlinie-12345678-23-M20-100.prn\",\n"
+                          "      \"message\": \"missing\"\n"
+                          "    }\n"
                           "  ]\n"
                           "}\n");
         EXPECT_TRUE(companiontest::fitsTheSchema(answer));

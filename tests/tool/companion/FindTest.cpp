@@ -5,6 +5,8 @@
 
 #include <filesystem>
 #include <functional>
+#include <set>
+#include <sstream>
 
 namespace {
 
@@ -54,6 +56,42 @@ TEST_F(CompanionFind, SaysThatAnotherCameraIsAttached) {
         attachCamera();
         EXPECT_EQ(seenOf({"find", "15110023"}),
                   exited(1, "", said("Camera 15110023 is not attached.")));
+    });
+}
+
+TEST_F(CompanionFind, PrintsTheSerialNumbersOfAllCameras) {
+    onBus([&] {
+        attachCamera();
+        support::attach("1-2", support::camera("15110023\n"));
+        auto const outcome = ask({"find", "--all"});
+        EXPECT_EQ(outcome.exitStatus, 0);
+        std::istringstream lines(outcome.standardOutput);
+        std::set<std::string> found;
+        for (std::string line; std::getline(lines, line);)
+            found.insert(line);
+        EXPECT_EQ(found, (std::set<std::string>{"14080045", "15110023"}));
+    });
+}
+
+TEST_F(CompanionFind, SaysThatNotEvenOneCameraIsAttached) {
+    onBus([&] {
+        EXPECT_EQ(seenOf({"find", "--all"}), exited(1, "", said("No camera is attached.")));
+    });
+}
+
+TEST_F(CompanionFind, AnswersInJsonWithAllCameras) {
+    onBus([&] {
+        attachCamera();
+        EXPECT_EQ(jsonOf({"find", "--all"}), "{\n"
+                                             "  \"command\": \"find\",\n"
+                                             "  \"status\": 0,\n"
+                                             "  \"cameras\": [\n"
+                                             "    {\n"
+                                             "      \"serial\": 14080045,\n"
+                                             "      \"attached\": true\n"
+                                             "    }\n"
+                                             "  ]\n"
+                                             "}\n");
     });
 }
 

@@ -5,6 +5,7 @@
 namespace {
 
 using companiontest::fetchHint;
+using companiontest::makeHint;
 using companiontest::said;
 using support::exited;
 using support::writeFile;
@@ -128,11 +129,11 @@ TEST_F(CompanionOptics, AlignsTextBeyondAsciiByItsColumns) {
               "5         0 to 1    any\n");
 }
 
-TEST_F(CompanionOptics, ShowsNoControlCharactersOfATextOnATerminal) {
+TEST_F(CompanionOptics, EscapesControlCharactersOfAText) {
     describe(support::camera(7).optic(23).text("a\033[2Jb").range(0, 250));
     EXPECT_EQ(onTerminal({"NO_COLOR=1"}, "stty cols 40; $program optics 7 -t cali"),
-              "OPTIC      RANGE     FRAME RATES\n"
-              "23 a?[2Jb  0 to 250  any\n");
+              "OPTIC         RANGE     FRAME RATES\n"
+              "23 a\\x1b[2Jb  0 to 250  any\n");
 }
 
 TEST_F(CompanionOptics, ShowsFractionsOfLimits) {
@@ -158,33 +159,32 @@ TEST_F(CompanionOptics, ShowsAnOpticWithoutRanges) {
 TEST_F(CompanionOptics, SaysThatThereIsNoDescription) {
     EXPECT_EQ(seenOf({"optics", "14080045", "-t", "cali"}),
               exited(1, "",
-                     said("There is no description cali/Cali-14080045.xml to read. " +
-                          fetchHint("14080045"))));
+                     said("There is no description cali/Cali-14080045.xml to read.") +
+                         fetchHint("14080045")));
 }
 
 TEST_F(CompanionOptics, SaysThatThereIsNoDescriptionForAWrongSerial) {
     install("14080045");
     EXPECT_EQ(seenOf({"optics", "1408004", "-t", "cali"}),
               exited(1, "",
-                     said("There is no description cali/Cali-1408004.xml to read. " +
-                          fetchHint("1408004"))));
+                     said("There is no description cali/Cali-1408004.xml to read.") +
+                         fetchHint("1408004")));
 }
 
 TEST_F(CompanionOptics, SaysThatADescriptionNamesNoOptic) {
     writeFile(installed("Cali-7.xml"), "<CaliData>\n</CaliData>\n");
-    EXPECT_EQ(
-        seenOf({"optics", "7", "-t", "cali"}),
-        exited(1, "",
-               said("The description cali/Cali-7.xml names no optic, so it asks for no"
-                    " files.") +
-                   said("There is no description cali/Cali-7.xml to read. " + fetchHint("7"))));
+    EXPECT_EQ(seenOf({"optics", "7", "-t", "cali"}),
+              exited(1, "",
+                     said("The description cali/Cali-7.xml names no optic.") +
+                         said("There is no description cali/Cali-7.xml to read.") +
+                         fetchHint("7")));
 }
 
 TEST_F(CompanionOptics, NamesADirectoryThatDoesNotExist) {
     EXPECT_EQ(seenOf({"optics", "7", "-t", "none"}),
               exited(3, "",
                      said("Cannot use the calibration directory none: No such file or directory") +
-                         said("hint: 'mkdir -p none' makes it; -t names another one.")));
+                         makeHint("none")));
 }
 
 TEST_F(CompanionOptics, AnswersInJson) {
@@ -228,7 +228,8 @@ TEST_F(CompanionOptics, AnswersInJson) {
                                                      "        }\n"
                                                      "      ]\n"
                                                      "    }\n"
-                                                     "  ]\n"
+                                                     "  ],\n"
+                                                     "  \"problems\": []\n"
                                                      "}\n");
 }
 
@@ -246,6 +247,14 @@ TEST_F(CompanionOptics, AnswersInJsonWithoutADescription) {
                                                      "  \"status\": 1,\n"
                                                      "  \"serial\": 7,\n"
                                                      "  \"directory\": \"cali\",\n"
-                                                     "  \"optics\": []\n"
+                                                     "  \"optics\": [],\n"
+                                                     "  \"problems\": [\n"
+                                                     "    {\n"
+                                                     "      \"name\": \"Cali-7.xml\",\n"
+                                                     "      \"state\": \"missing\",\n"
+                                                     "      \"path\": \"cali/Cali-7.xml\",\n"
+                                                     "      \"message\": \"It is missing.\"\n"
+                                                     "    }\n"
+                                                     "  ]\n"
                                                      "}\n");
 }

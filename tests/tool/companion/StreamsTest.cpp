@@ -11,6 +11,7 @@ namespace {
 namespace fs = std::filesystem;
 
 using companiontest::fetchHint;
+using companiontest::makeHint;
 using companiontest::said;
 using support::exited;
 using support::writeFile;
@@ -47,8 +48,7 @@ TEST_F(CompanionStreams, FailInJsonAlsoWhenTheStandardOutputIsFull) {
     EXPECT_EQ(seenOfShell("\"$0\" check 7 -t none --json > /dev/full"),
               exited(3, "",
                      said("Cannot use the calibration directory none: No such file or directory") +
-                         said("hint: 'mkdir -p none' makes it; -t names another one.") +
-                         said(cannotWrite + "No space left on device")));
+                         makeHint("none") + said(cannotWrite + "No space left on device")));
 }
 
 TEST_F(CompanionStreams, ThatAreClosedAreNotTakenForTheLog) {
@@ -56,21 +56,21 @@ TEST_F(CompanionStreams, ThatAreClosedAreNotTakenForTheLog) {
     auto const files = support::tree(root.path());
     auto const log = files.lower_bound("log_");
     ASSERT_NE(log, files.end());
-    EXPECT_EQ(log->second.find("Not complete"), std::string::npos) << log->second;
+    EXPECT_EQ(log->second.find("not complete"), std::string::npos) << log->second;
 }
 
 TEST_F(CompanionStreams, HideTheLogWithoutAnOption) {
     installMalformed();
-    EXPECT_EQ(seenOf({"check", "7", "-t", "cali"}),
-              exited(1, "Cali-7.xml\n",
-                     said("cali/Cali-7.xml is there, but cannot be read as a description; -v tells"
-                          " why.") +
-                         said("Not complete. " + fetchHint("7"))));
+    EXPECT_EQ(seenOf({"optics", "7", "-t", "cali"}),
+              exited(1, "",
+                     said("The format of cali/Cali-7.xml is wrong: its comments do not pair up.") +
+                         said("There is no description cali/Cali-7.xml to read.") +
+                         fetchHint("7")));
 }
 
 TEST_F(CompanionStreams, SayVerboselyWhatIsWrongWithADescription) {
     installMalformed();
-    auto const error = seenOf({"check", "7", "-t", "cali", "-v"});
+    auto const error = seenOf({"optics", "7", "-t", "cali", "-v"});
     EXPECT_NE(error.find("ERROR [tool/companion/InstalledSet:LINE] @ TIMEs :The format of"
                          " cali/Cali-7.xml is wrong: its comments do not pair up.\n"),
               std::string::npos)
@@ -80,26 +80,25 @@ TEST_F(CompanionStreams, SayVerboselyWhatIsWrongWithADescription) {
 TEST_F(CompanionStreams, SayVerboselyWhyADescriptionCannotBeRead) {
     writeFile(installed("Cali-7.xml"), "");
     fs::resize_file(installed("Cali-7.xml"), std::uintmax_t{1} << 31U); // one byte too large
-    auto const error = seenOf({"check", "7", "-t", "cali", "-v"});
-    EXPECT_NE(error.find("ERROR [tool/companion/InstalledSet:LINE] @ TIMEs :Cannot read"
-                         " cali/Cali-7.xml: File too large\n"),
+    auto const error = seenOf({"optics", "7", "-t", "cali", "-v"});
+    EXPECT_NE(error.find("ERROR [tool/companion/InstalledSet:LINE] @ TIMEs :cali/Cali-7.xml"
+                         " cannot be read: File too large.\n"),
               std::string::npos)
         << error;
 }
 
 TEST_F(CompanionStreams, KeepTheLogOffTheStandardOutput) {
     installMalformed();
-    EXPECT_EQ(ask({"check", "7", "-t", "cali", "-vvvv"}).standardOutput, "Cali-7.xml\n");
+    EXPECT_EQ(ask({"optics", "7", "-t", "cali", "-vvvv"}).standardOutput, "");
 }
 
 TEST_F(CompanionStreams, LeaveTheWholeLogToAFile) {
     install("14080045");
     fs::create_directory(root.path() + "/logs");
-    EXPECT_EQ(seenOf({"check", "14080045", "-t", "cali", "--log", "logs/check"}),
-              exited(0, "", ""));
+    EXPECT_EQ(ask({"optics", "14080045", "-t", "cali", "--log", "logs/optics"}).standardError, "");
     auto const files = support::tree(root.path() + "/logs");
     ASSERT_EQ(files.size(), 1U);
-    EXPECT_EQ(files.begin()->first.substr(0, 6), "check_");
+    EXPECT_EQ(files.begin()->first.substr(0, 7), "optics_");
     EXPECT_NE(files.begin()->second.find("DEBUG [tool/companion/InstalledSet:"), std::string::npos);
 }
 
@@ -132,5 +131,6 @@ TEST_F(CompanionStreams, ShowErrorsWithABoldNameOnATerminal) {
     EXPECT_EQ(onTerminal({}, "$program find 0"),
               "\033[1mzentho-cali: \033[0mSERIAL: '0' is no serial number: decimal digits, 1 to"
               " 2147483647\n"
-              "\033[1mzentho-cali: \033[0mhint: 'zentho-cali find --help' tells what fits.\n");
+              "\033[1mzentho-cali: \033[0mhint: This tells what fits:\n"
+              "  zentho-cali find --help\n");
 }

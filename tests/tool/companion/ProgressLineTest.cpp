@@ -1,0 +1,44 @@
+// The line that says how far an operation is. Delays come at an exact system call.
+#include "tests/tool/companion/Companion.h"
+
+#include "tests/support/SmallSet.h"
+
+namespace {
+
+class CompanionProgressLine : public companiontest::Companion {
+protected:
+    CompanionProgressLine() { support::writeSmallSet(root.path() + "/usb", 7); }
+
+    std::string const install = "$program install 7 -s usb -t cali";
+    /// The same, with a medium that takes its time.
+    std::string const slowInstall = "env ASAN_OPTIONS=detect_leaks=0 strace -f -qq -o /dev/null"
+                                    " -e inject=syncfs:delay_enter=700000 " +
+                                    install;
+};
+
+} // namespace
+
+TEST_F(CompanionProgressLine, ShowsOnATerminalHowFarAnInstallationIs) {
+    auto const seen = onTerminal({"NO_COLOR=1"}, slowInstall);
+    EXPECT_NE(seen.find("\rReading back: 0 of "), std::string::npos) << seen;
+}
+
+TEST_F(CompanionProgressLine, IsGoneBeforeAnythingElseIsSaid) {
+    auto const seen = onTerminal({"NO_COLOR=1"}, slowInstall);
+    EXPECT_NE(seen.find("\r\033[Kzentho-cali: From here on"), std::string::npos) << seen;
+}
+
+TEST_F(CompanionProgressLine, ShowsNothingOfAQuickInstallation) {
+    auto const seen = onTerminal({"NO_COLOR=1"}, install);
+    EXPECT_EQ(seen.find('\r'), std::string::npos) << seen;
+}
+
+TEST_F(CompanionProgressLine, ShowsNothingOnADumbTerminal) {
+    auto const seen = onTerminal({"TERM=dumb"}, slowInstall);
+    EXPECT_EQ(seen.find('\r'), std::string::npos) << seen;
+}
+
+TEST_F(CompanionProgressLine, ShowsNothingWithoutATerminal) {
+    auto const seen = onTerminal({"NO_COLOR=1"}, slowInstall + " 2> errors; cat -A errors");
+    EXPECT_EQ(seen.find("^M"), std::string::npos) << seen;
+}

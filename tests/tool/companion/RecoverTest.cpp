@@ -1,0 +1,109 @@
+// Completing what was interrupted. The interruptions are real: the system kills the program when it
+// is about to move a file.
+#include "tests/tool/companion/Companion.h"
+
+#include "tests/support/SmallSet.h"
+
+#include <csignal>
+#include <filesystem>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using companiontest::hinted;
+using companiontest::said;
+using support::exited;
+
+std::string const data = "Cali-7-23-M20-100.dat";
+std::string const description = "Cali-7.xml";
+std::string const curve = "Kennlinie-7-23-M20-100.prn";
+
+class CompanionRecover : public companiontest::Companion {
+protected:
+    CompanionRecover() { support::writeSmallSet(usb, 7); }
+
+    /// Installs camera 7, but is killed when it is about to move a file for this time; the journal
+    /// is the first. Then the source is gone.
+    void interruptAt(int move) const {
+        auto const outcome = support::run(
+            {"env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-f", "-qq", "-o", "/dev/null", "-e",
+             "inject=renameat:signal=KILL:when=" + std::to_string(move), companiontest::program,
+             "install", "7", "-s", "usb", "-t", "cali"},
+            root.path());
+        EXPECT_EQ(outcome.signal, SIGKILL) << outcome.standardError;
+        fs::remove_all(usb);
+    }
+
+    std::string const usb = root.path() + "/usb";
+};
+
+} // namespace
+
+TEST_F(CompanionRecover, SaysThatNothingWasInterrupted) {
+    EXPECT_EQ(seenOf({"recover", "-t", "cali"}), exited(0, "", said("Nothing was interrupted.")));
+    EXPECT_EQ(support::tree(cali), support::Tree{});
+}
+
+TEST_F(CompanionRecover, CompletesAnInstallationWithoutItsSource) {
+    interruptAt(3);
+    EXPECT_EQ(ask({"check", "7", "-t", "cali"}).standardOutput, description + ": interrupted\n");
+    EXPECT_EQ(
+        seenOf({"recover", "-t", "cali"}),
+        exited(0, data + ": installed\n" + description + ": installed\n" + curve + ": installed\n",
+               said("What was interrupted for camera 7 is completed.")));
+    EXPECT_EQ(ask({"verify", "7", "-t", "cali"}).exitStatus, 0);
+}
+
+TEST_F(CompanionRecover, CleansUpWhatAKilledProcessStaged) {
+    interruptAt(1);
+    EXPECT_EQ(seenOf({"recover", "-t", "cali"}),
+              exited(0, "", said("What a process that ended had staged is removed.")));
+    EXPECT_EQ(support::tree(cali), support::Tree{});
+}
+
+TEST_F(CompanionRecover, SaysThatStagedFilesAreLost) {
+    interruptAt(2);
+    for (auto const& entry : fs::recursive_directory_iterator(cali)) {
+        if (entry.is_regular_file() && entry.path().filename() == "1")
+            support::writeFile(entry.path(), "torn");
+    }
+    auto const outcome = ask({"recover", "-t", "cali"});
+    EXPECT_EQ(outcome.exitStatus, 1);
+    EXPECT_NE(outcome.standardError.find("cannot be completed"), std::string::npos)
+        << outcome.standardError;
+    EXPECT_EQ(ask({"check", "7", "-t", "cali"}).exitStatus, 1);
+}
+
+TEST_F(CompanionRecover, IsDoneByTheNextInstallation) {
+    interruptAt(3);
+    support::writeSmallSet(usb, 8);
+    auto const outcome = ask({"install", "8", "-s", "usb", "-t", "cali"});
+    EXPECT_EQ(outcome.exitStatus, 0) << outcome.standardError;
+    EXPECT_EQ(ask({"check", "-t", "cali"}).exitStatus, 0);
+}
+
+TEST_F(CompanionRecover, AnswersInJson) {
+    interruptAt(3);
+    auto const answer = jsonOf({"recover", "-t", "cali"});
+    std::string const start = "{\n"
+                              "  \"command\": \"recover\",\n"
+                              "  \"status\": 0,\n"
+                              "  \"directory\": \"cali\",\n"
+                              "  \"changed\": true,\n"
+                              "  \"cameras\": [\n"
+                              "    {\n"
+                              "      \"serial\": 7,\n"
+                              "      \"complete\": true,\n";
+    EXPECT_EQ(answer.substr(0, start.size()), start);
+}
+
+TEST_F(CompanionRecover, AnswersInJsonWithNothing) {
+    EXPECT_EQ(jsonOf({"recover", "-t", "cali"}), "{\n"
+                                                 "  \"command\": \"recover\",\n"
+                                                 "  \"status\": 0,\n"
+                                                 "  \"directory\": \"cali\",\n"
+                                                 "  \"changed\": false,\n"
+                                                 "  \"cameras\": []\n"
+                                                 "}\n");
+}

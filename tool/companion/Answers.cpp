@@ -1,0 +1,165 @@
+#include "tool/companion/Answers.h"
+
+#include "tool/companion/FileState.h"
+#include "tool/companion/Files.h"
+#include "tool/companion/Hints.h"
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace companion {
+
+using zel::store::FailureKind;
+using zel::store::File;
+using zel::store::FileState;
+using zel::store::Remark;
+
+namespace {
+
+Json problem(Json name, Json state, std::string const& path, std::string const& message) {
+    return {{"name", std::move(name)},
+            {"state", std::move(state)},
+            {"path", path},
+            {"message", message}};
+}
+
+std::string sentenceOf(Remark const& remark) {
+    return remark.path.empty() ? remark.message : remark.message + " " + remark.path;
+}
+
+bool hasMoreToSay(File const& file) {
+    return !file.message.empty() || !file.paths.empty();
+}
+
+std::string messageOn(File const& file) {
+    return file.message.empty() ? zel::store::word(file.state) : file.message;
+}
+
+bool beginsWith(std::string const& text, std::string const& start) {
+    return text.compare(0, start.size(), start) == 0;
+}
+
+/// @return Whether a path is that of the directory, of something in it, or of something above.
+bool concerns(std::string const& path, std::string const& directory) {
+    return beginsWith(path, directory) || beginsWith(directory, path);
+}
+
+Hint hintFor(zel::store::Failure const& store, Options const& options) {
+    switch (store.kind) {
+    case FailureKind::locked:
+        return options.noWait ? "Without --no-wait, this waits for up to a minute."
+                              : "Try again when it has ended.";
+    case FailureKind::noRecord:
+        return {"Name what to compare with:", {again(options, {"-s", "SOURCE"})}};
+    case FailureKind::system:
+        break;
+    default:
+        return {};
+    }
+    if (store.error == ENOENT && store.path == options.directory)
+        return howToMakeDirectory(options.directory);
+    bool const rightsAreMissing = store.error == EACCES || store.error == EPERM;
+    return rightsAreMissing && concerns(store.path, options.directory) ? asRoot(options) : Hint();
+}
+
+std::string reasonOf(zel::store::Failure const& store) {
+    if (store.kind == FailureKind::noRoom) {
+        return std::to_string(store.needed) + " bytes are needed, " +
+               std::to_string(store.available) + " are available";
+    }
+    return store.error != 0 ? std::strerror(store.error) : "";
+}
+
+std::string messageOf(zel::store::Failure const& store) {
+    switch (store.kind) {
+    case FailureKind::locked:
+        if (store.holder != 0)
+            return "Process " + std::to_string(store.holder) + " changes";
+        break;
+    case FailureKind::cancelled:
+        return "Interrupted";
+    case FailureKind::noMemory:
+        return "Memory ran out";
+    default:
+        break;
+    }
+    return store.message;
+}
+
+} // namespace
+
+Json fileMembers(std::vector<File> const& files) {
+    Json members = Json::array();
+    for (File const& file : files)
+        members.push_back({{"name", file.name}, {"state", zel::store::word(file.state)}});
+    return members;
+}
+
+std::uint64_t newBytes(std::vector<File> const& files) {
+    std::uint64_t bytes = 0;
+    for (File const& file : files) {
+        if (file.state == FileState::installed || file.state == FileState::replaced)
+            bytes += file.bytes;
+    }
+    return bytes;
+}
+
+Json problemMembers(std::vector<File> const& files, std::string const& directory) {
+    Json members = Json::array();
+    for (File const& file : files) {
+        if (!isProblem(file.state) && !hasMoreToSay(file))
+            continue;
+        auto paths = file.paths;
+        if (paths.empty())
+            paths.push_back(pathIn(directory, file.name));
+        for (std::string const& path : paths)
+            members.push_back(
+                problem(file.name, zel::store::word(file.state), path, messageOn(file)));
+    }
+    return members;
+}
+
+void addRemarks(std::vector<Remark> const& remarks, Json& problems, Result& result) {
+    for (Remark const& remark : remarks) {
+        problems.push_back(problem(nullptr, nullptr, remark.path, remark.message));
+        result.notes.push_back(sentenceOf(remark));
+    }
+}
+
+void addNotes(std::vector<File> const& files, Result& result) {
+    for (File const& file : files) {
+        if (!hasMoreToSay(file))
+            continue;
+        std::string subject;
+        for (std::string const& path : file.paths)
+            subject += (subject.empty() ? "" : ", ") + path;
+        result.notes.push_back((subject.empty() ? file.name : subject) + ": " + messageOn(file));
+    }
+}
+
+Failure failureOf(zel::store::Failure const& store, Options const& options) {
+    return {messageOf(store), store.path, reasonOf(store), hintFor(store, options), Status::notRun};
+}
+
+void requireSuccess(std::optional<zel::store::Failure> const& failure, Options const& options) {
+    if (failure)
+        throw failureOf(*failure, options);
+}
+
+void addFailure(Result& result, Failure failure) {
+    if (!result.failure)
+        result.failure = std::move(failure);
+}
+
+std::string listed(std::vector<unsigned long> const& serials) {
+    std::string text;
+    for (std::size_t i = 0; i < serials.size(); ++i) {
+        bool const last = i + 1 == serials.size();
+        text += i == 0 ? "" : (last ? " and " : ", ");
+        text += std::to_string(serials[i]);
+    }
+    return text;
+}
+
+} // namespace companion

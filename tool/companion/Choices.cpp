@@ -1,0 +1,98 @@
+#include "tool/companion/Choices.h"
+
+#include "tool/companion/Answers.h"
+#include "tool/companion/Files.h"
+#include "tool/companion/Hints.h"
+#include "tool/companion/Messages.h"
+
+#include "sdk/manager/CameraSearch.h"
+#include "store/CalibrationStore.h"
+
+#include <utility>
+
+namespace companion {
+
+namespace {
+
+using zel::store::ProgressCallback;
+using zel::store::Source;
+
+Failure severalCameras(std::set<unsigned long> const& cameras, Options const& options) {
+    std::vector<std::string> commands;
+    for (unsigned long const camera : cameras)
+        commands.push_back(again(options, {std::to_string(camera)}));
+    std::string const text = listed({cameras.begin(), cameras.end()});
+    return {"Several cameras are attached: " + text, "", "", {"Name one:", commands}};
+}
+
+Source openSource(Options const& options, ProgressCallback const& progress) {
+    auto opened = Source::open(options.source, progress);
+    requireSuccess(opened.failure, options);
+    return std::move(*opened.source);
+}
+
+Failure severalSources(std::vector<Source> const& sources, Options const& options) {
+    std::string paths;
+    std::vector<std::string> commands;
+    for (Source const& source : sources) {
+        paths += (paths.empty() ? "" : ", ") + source.path();
+        commands.push_back(again(options, {"-s", source.path()}));
+    }
+    return {"Several mounted media hold it: " + paths, "", "", {"Name one:", commands}};
+}
+
+Failure noSource(unsigned long serial, Options const& options) {
+    std::string const what = serial == 0 ? "the description of a camera"
+                                         : "the description of camera " + std::to_string(serial);
+    return {"No medium that is mounted below /media, /run/media or /mnt holds " + what,
+            "",
+            "",
+            {"Name a directory that does:", {again(options, {"-s", "SOURCE"})}}};
+}
+
+} // namespace
+
+std::optional<std::set<unsigned long>> attachedCameras() {
+    std::set<unsigned long> cameras;
+    int const error = zel::forEachCamera([&](zel::CameraEntry const& entry) {
+        if (entry.error == 0 && entry.serial >= 1 && entry.serial <= largestSerial)
+            cameras.insert(entry.serial);
+        return true;
+    });
+    if (error != 0)
+        return std::nullopt;
+    return cameras;
+}
+
+unsigned long chosenCamera(Options const& options) {
+    if (options.serial != 0)
+        return options.serial;
+    auto const cameras = attachedCameras();
+    if (cameras && cameras->size() == 1)
+        return *cameras->begin();
+    if (cameras && !cameras->empty())
+        throw severalCameras(*cameras, options);
+    throw Failure{"No camera is attached",
+                  "",
+                  "",
+                  {"Name its serial number, or take every camera that the source holds:",
+                   {again(options, {"SERIAL"}), again(options, {"--all"})}}};
+}
+
+Source chosenSource(unsigned long serial, Options const& options, ProgressLine& progress,
+                    std::vector<zel::store::Remark>& remarks) {
+    if (!options.source.empty())
+        return openSource(options, progress.callback());
+    auto found = zel::store::findMedia(serial, progress.callback());
+    remarks = std::move(found.remarks);
+    requireSuccess(found.failure, options);
+    if (found.sources.empty())
+        throw noSource(serial, options);
+    if (found.sources.size() > 1)
+        throw severalSources(found.sources, options);
+    progress.clear();
+    say("Taking the files from " + found.sources.front().path() + ".");
+    return std::move(found.sources.front());
+}
+
+} // namespace companion

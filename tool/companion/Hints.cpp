@@ -1,0 +1,96 @@
+#include "tool/companion/Hints.h"
+
+#include "tool/companion/Quoting.h"
+
+#include "util/DefaultDirectories.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace companion {
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+bool isRoot() {
+    return geteuid() == 0;
+}
+
+/// @return Path of the directory that holds another.
+std::string parentOf(std::string path) {
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    auto const slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return ".";
+    return path.substr(0, slash == 0 ? 1 : slash);
+}
+
+/// @return Whether root alone can change the directory, or make it.
+bool needsRoot(std::string directory) {
+    if (isRoot())
+        return false;
+    while (faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+        if (errno != ENOENT)
+            return errno == EACCES || errno == EPERM;
+        std::string parent = parentOf(directory);
+        if (parent == directory)
+            return false;
+        directory.swap(parent);
+    }
+    return false;
+}
+
+/// @return A command that changes the directory, as this person has to run it.
+std::string changing(std::string const& directory, Words words) {
+    if (needsRoot(directory))
+        words.insert(words.begin(), "sudo");
+    return commandLine(words);
+}
+
+/// @return A sub-command that changes the directory.
+std::string changingSet(std::string const& directory, Words words) {
+    words.insert(words.begin(), "zentho-cali");
+    if (directory != zel::defaultCalibrationDir)
+        words.insert(words.end(), {"-t", directory});
+    return changing(directory, words);
+}
+
+} // namespace
+
+std::string again(Options const& options, Words const& added) {
+    Words words = options.words;
+    words.insert(words.begin(), "zentho-cali");
+    auto const afterName = words.begin() + (words.size() > 1 ? 2 : 1);
+    words.insert(afterName, added.begin(), added.end());
+    return commandLine(words);
+}
+
+Hint asRoot(Options const& options) {
+    if (isRoot())
+        return {};
+    return {"Root may do this:", {"sudo " + again(options, {})}};
+}
+
+Hint howToMakeDirectory(std::string const& directory) {
+    Words words{"mkdir", "-p", directory};
+    if (directory.front() == '-')
+        words.insert(words.end() - 1, "--");
+    return {"-t names another directory; this makes it:", {changing(directory, words)}};
+}
+
+Hint howToFetch(unsigned long serial, std::string const& directory) {
+    std::string const text = std::to_string(serial);
+    return {
+        "From a stick, or from the maker's server:",
+        {changingSet(directory, {"install", text}), changingSet(directory, {"download", text})}};
+}
+
+Hint howToRecover(std::string const& directory) {
+    return {"This completes what was interrupted:", {changingSet(directory, {"recover"})}};
+}
+
+} // namespace companion

@@ -1,0 +1,75 @@
+#include "tool/companion/Answers.h"
+#include "tool/companion/CommandOptions.h"
+#include "tool/companion/Commands.h"
+#include "tool/companion/FileState.h"
+#include "tool/companion/Hints.h"
+#include "tool/companion/ProgressLine.h"
+
+#include "store/CalibrationStore.h"
+
+#include <CLI/CLI.hpp>
+
+namespace companion {
+
+namespace {
+
+using zel::store::InstallOutcome;
+
+std::string closingSentence(InstallOutcome const& outcome, Options const& options) {
+    std::string const camera = "camera " + std::to_string(options.serial);
+    if (!outcome.changed)
+        return "There is nothing of " + camera + " in " + options.directory + ".";
+    return "C" + camera.substr(1) + (options.dryRun ? " would be removed: " : " is removed: ") +
+           countsOf(outcome.files) + ".";
+}
+
+void addOptions(CLI::App& parser, Options& options) {
+    addSerial(parser, options);
+    addDirectory(parser, options);
+    addDryRun(parser, options);
+    addNoWait(parser, options);
+}
+
+Result run(Options const& options, Terminal const& terminal) {
+    zel::store::InstallOptions asked;
+    asked.dryRun = options.dryRun;
+    asked.wait = !options.noWait;
+    zel::store::CalibrationStore store(options.directory);
+    ProgressLine progress(options.directory);
+    auto const outcome = store.remove(options.serial, asked, progress.callback());
+
+    Result result = answerAbout(options.serial, options.directory);
+    result.members["changed"] = outcome.changed;
+    if (outcome.failure) { // what was planned by then became of no file
+        result.members["files"] = Json::array();
+        addRemarks(outcome.remarks, result.members["problems"] = Json::array(), result);
+        addFailure(result, failureOf(*outcome.failure, options));
+        if (outcome.interrupted)
+            addHint(result, howToRecover(options.directory));
+        return result;
+    }
+    result.members["files"] = fileMembers(outcome.files);
+    Json& problems = result.members["problems"] = problemMembers(outcome.files, options.directory);
+    addNotes(outcome.files, result);
+    addRemarks(outcome.remarks, problems, result);
+    result.text = stateLines(outcome.files, terminal);
+    if (outcome.cancelledTooLate)
+        result.closing.emplace_back("It was too late to stop: the removal was finished.");
+    if (!outcome.changed)
+        answerNo(result);
+    result.closing.push_back(closingSentence(outcome, options));
+    return result;
+}
+
+} // namespace
+
+Command const remove{
+    "remove",
+    "Remove a camera's files",
+    "0 removed, 1 there was nothing",
+    "zentho-cali remove 14080045",
+    addOptions,
+    run,
+};
+
+} // namespace companion
