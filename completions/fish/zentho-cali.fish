@@ -1,10 +1,11 @@
 # fish completions for zentho-cali
 
-set -l commands find check verify optics config download online
-set -l on_set check verify optics config download
+set -l of_serial install check verify remove optics config download
+set -l on_set $of_serial list recover
+set -l commands find $on_set online
 
-# One serial number, and none for "online".
-set -l wants_serial "__fish_seen_subcommand_from find $on_set
+# One serial number, and none for some commands.
+set -l wants_serial "__fish_seen_subcommand_from find $of_serial
     and not string match --quiet --regex -- '^[1-9][0-9]*\$' (commandline -opc)"
 
 # In "--target=DIR", the directory begins after the "=".
@@ -12,9 +13,13 @@ set -l directories "(__fish_complete_directories (string replace --regex -- '^--
 
 complete -c zentho-cali -f
 complete -c zentho-cali -n "not __fish_seen_subcommand_from $commands" -l version -d "Print the version and exit"
-complete -c zentho-cali -n __fish_use_subcommand -a find -d "Find the first attached camera, or tell whether a certain one is attached"
-complete -c zentho-cali -n __fish_use_subcommand -a check -d "List the files that are missing of an installed set"
-complete -c zentho-cali -n __fish_use_subcommand -a verify -d "Compare the installed files with a stick, byte by byte"
+complete -c zentho-cali -n __fish_use_subcommand -a find -d "Find the first attached camera, every one, or tell whether a certain one is attached"
+complete -c zentho-cali -n __fish_use_subcommand -a install -d "Install a whole set from a stick, or nothing at all"
+complete -c zentho-cali -n __fish_use_subcommand -a check -d "List what keeps installed sets from being complete"
+complete -c zentho-cali -n __fish_use_subcommand -a verify -d "Compare every byte with the record, or with a stick"
+complete -c zentho-cali -n __fish_use_subcommand -a list -d "List the cameras whose sets are installed, or are on a stick"
+complete -c zentho-cali -n __fish_use_subcommand -a remove -d "Remove a camera's files"
+complete -c zentho-cali -n __fish_use_subcommand -a recover -d "Complete what was interrupted, without the stick"
 complete -c zentho-cali -n __fish_use_subcommand -a optics -d "Show optics, temperature ranges and frame rates"
 complete -c zentho-cali -n __fish_use_subcommand -a config -d "Write a configuration"
 complete -c zentho-cali -n __fish_use_subcommand -a download -d "Download the files that are missing of a set"
@@ -25,7 +30,15 @@ complete -c zentho-cali -n "__fish_seen_subcommand_from $commands" -l json -d "A
 complete -c zentho-cali -n "__fish_seen_subcommand_from $commands" -s v -l verbose -d "Show the log of the library"
 complete -c zentho-cali -n "__fish_seen_subcommand_from $commands" -l log -r -F -d "Write the whole log to a file"
 complete -c zentho-cali -n "__fish_seen_subcommand_from $on_set" -s t -l target -x -a $directories -d "Calibration directory"
-complete -c zentho-cali -n "__fish_seen_subcommand_from verify" -s s -l source -x -a $directories -d "The stick"
+complete -c zentho-cali -n "__fish_seen_subcommand_from install verify list" -s s -l source -x -a $directories -d "The stick"
+complete -c zentho-cali -n "__fish_seen_subcommand_from find install" -l all -d "Every camera"
+complete -c zentho-cali -n "__fish_seen_subcommand_from install" -l partial -d "Install what there is although files are missing"
+complete -c zentho-cali -n "__fish_seen_subcommand_from install" -l prune -d "Remove files that neither stick nor description names"
+complete -c zentho-cali -n "__fish_seen_subcommand_from install remove" -l dry-run -d "Only say what would be done"
+complete -c zentho-cali -n "__fish_seen_subcommand_from install remove recover download" -l no-wait -d "Do not wait for another process"
+complete -c zentho-cali -n "__fish_seen_subcommand_from config" -l optic -x -d "Use this optic"
+complete -c zentho-cali -n "__fish_seen_subcommand_from config" -l range -x -d "Use this range of it"
+complete -c zentho-cali -n "__fish_seen_subcommand_from config" -l framerate -x -d "Use this frame rate of the range"
 complete -c zentho-cali -n "__fish_seen_subcommand_from config" -s o -l output -r -F -d "Write to this file"
 complete -c zentho-cali -n "__fish_seen_subcommand_from config" -l force -d "Replace the file if it exists"
 complete -c zentho-cali -n "$wants_serial" -a "(__zentho_cali_serials)" -d "Serial number"

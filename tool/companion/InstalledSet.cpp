@@ -113,7 +113,7 @@ void InstalledSet::tellNoDescription(Options const& options, Result& result) con
         {{"name", m_descriptionName},
          {"state", word(missing ? FileState::missing : FileState::unreadable)},
          {"path", path},
-         {"message", missing ? "It is missing." : m_whyNot}});
+         {"message", missing ? word(FileState::missing) : m_whyNot}});
     if (!missing)
         result.notes.push_back(m_whyNot);
     result.closing.push_back("There is no description " + path + " to read.");

@@ -338,7 +338,7 @@ TEST_F(CompanionConfig, AnswersInJsonWithoutADescription) {
                                                      "      \"path\": \"" +
                                                          cali +
                                                          "/Cali-7.xml\",\n"
-                                                         "      \"message\": \"It is missing.\"\n"
+                                                         "      \"message\": \"missing\"\n"
                                                          "    }\n"
                                                          "  ]\n"
                                                          "}\n");

@@ -253,7 +253,7 @@ TEST_F(CompanionOptics, AnswersInJsonWithoutADescription) {
                                                      "      \"name\": \"Cali-7.xml\",\n"
                                                      "      \"state\": \"missing\",\n"
                                                      "      \"path\": \"cali/Cali-7.xml\",\n"
-                                                     "      \"message\": \"It is missing.\"\n"
+                                                     "      \"message\": \"missing\"\n"
                                                      "    }\n"
                                                      "  ]\n"
                                                      "}\n");
