@@ -1,11 +1,11 @@
 # fish completions for zentho-cali
 
-set -l of_serial install check verify remove optics config download
-set -l on_set $of_serial list recover
-set -l commands find $on_set online
+set -l commands find install check verify list remove recover optics config download online
+set -l on_set install check verify list remove recover optics config download
+set -l of_serial find install check verify remove optics config download
 
 # One serial number, and none for some commands.
-set -l wants_serial "__fish_seen_subcommand_from find $of_serial
+set -l wants_serial "__fish_seen_subcommand_from $of_serial
     and not string match --quiet --regex -- '^[1-9][0-9]*\$' (commandline -opc)"
 
 # In "--target=DIR", the directory begins after the "=".
