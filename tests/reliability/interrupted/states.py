@@ -22,7 +22,7 @@ class States:
         self._flushed = bytearray(recording.image)  # what is on the medium for certain
         self._flushed_entries = 0
         self._chunks = {offset for offset in range(0, len(self._flushed), CHUNK)
-                        if any(self._flushed[offset:offset + CHUNK])}
+                        if self._flushed[offset:offset + CHUNK].strip(b"\0")}
 
     def make(self, cut):
         """Writes the disk as it is after a number of entries: all of them (kind "prefix"), or a
