@@ -37,7 +37,7 @@ LOOP_CTL_GET_FREE = 0x4C82
 LO_FLAGS_AUTOCLEAR = 4
 BTRFS_IOC_FORGET_DEV = 0x50009405
 CLONE_NEWNS = 0x00020000
-MS_REC, MS_PRIVATE = 0x4000, 1 << 18
+MS_REMOUNT, MS_REC, MS_PRIVATE = 1 << 5, 1 << 14, 1 << 18
 
 _libc = ctypes.CDLL(None, use_errno=True)
 
@@ -83,6 +83,21 @@ def mounted(system, path, directory):
     finally:
         _unmount(directory)
         _forget(system)
+
+
+@contextlib.contextmanager
+def in_memory(directory):
+    """Mounts an empty file system in memory."""
+    _mount(b"none", directory.encode(), b"tmpfs", 0, b"mode=0755")
+    try:
+        yield
+    finally:
+        _unmount(directory)
+
+
+def remount(kind, directory, options):
+    """Gives a mounted file system other options."""
+    _mount(b"none", directory.encode(), kind.encode(), MS_REMOUNT, options.encode())
 
 
 def flush(directory):
