@@ -269,6 +269,34 @@ TEST_F(CompanionCheck, SaysThatNothingIsInstalled) {
               exited(0, "", said("No camera's set is installed in cali.")));
 }
 
+TEST_F(CompanionCheck, HintsAtRootToAnOrdinaryUserWhoCannotMakeTheDirectory) {
+    EXPECT_EQ(seenOfOrdinaryUser("check 7 -t none/cali"),
+              exited(3, "",
+                     said("Cannot use the calibration directory none/cali: No such file or"
+                          " directory") +
+                         hinted("-t names another directory; this makes it:",
+                                {"sudo mkdir -p none/cali"})));
+}
+
+TEST_F(CompanionCheck, HintsAtRootToAnOrdinaryUserWhoCannotInstall) {
+    EXPECT_EQ(
+        seenOfOrdinaryUser("check 7 -t cali"),
+        exited(1, "Cali-7.xml: missing\n",
+               notComplete("7", "1 missing") + hinted("From a stick, or from the maker's server:",
+                                                      {"sudo zentho-cali install 7 -t cali",
+                                                       "sudo zentho-cali download 7 -t cali"})));
+}
+
+TEST_F(CompanionCheck, HintsAtRootToAnOrdinaryUserWhoMayNotReadAFile) {
+    install("14080045");
+    fs::permissions(installed(someFile), fs::perms::none);
+    EXPECT_EQ(seenOfOrdinaryUser("check 14080045 -t cali"),
+              exited(1, someFile + ": unreadable\n",
+                     said(someFile + ": Permission denied") +
+                         notComplete("14080045", "1 unreadable") +
+                         hinted("Root may do this:", {"sudo zentho-cali check 14080045 -t cali"})));
+}
+
 TEST_F(CompanionCheck, AnswersInJsonForACompleteSet) {
     install("14080045");
     EXPECT_EQ(jsonOf({"check", "14080045", "-t", "cali"}), "{\n"

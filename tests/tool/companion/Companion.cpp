@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include <unistd.h>
+
 namespace companiontest {
 
 namespace fs = std::filesystem;
@@ -78,6 +80,19 @@ std::string Companion::jsonOf(Words arguments) const {
 std::string Companion::seenOfShell(std::string const& command) const {
     return support::seen(
         support::run(joined(plainEnvironment, {"sh", "-c", command, program}), root.path()));
+}
+
+std::string Companion::seenOfOrdinaryUser(std::string const& arguments) const {
+    bool const isRoot = geteuid() == 0;
+    // An ordinary user who runs the tests owns the directories.
+    auto const rights = isRoot ? fs::perms(0755) : fs::perms(0555);
+    fs::permissions(root.path(), rights);
+    fs::permissions(cali, rights);
+    std::string const become = isRoot ? "setpriv --reuid 65534 --regid 65534 --clear-groups " : "";
+    auto seen = seenOfShell(become + "\"$0\" " + arguments);
+    fs::permissions(cali, fs::perms(0755));
+    fs::permissions(root.path(), fs::perms(0755));
+    return seen;
 }
 
 std::string Companion::onTerminal(Words environment, std::string const& command) const {

@@ -46,6 +46,9 @@ protected:
     std::string jsonOf(std::vector<std::string> arguments) const;
     /// Runs a shell command, in which "$0" is the program; gives exit status and streams.
     std::string seenOfShell(std::string const& command) const;
+    /// Runs the companion with these arguments as an ordinary user, to whom nothing belongs; gives
+    /// exit status and streams.
+    std::string seenOfOrdinaryUser(std::string const& arguments) const;
     /// What a shell command, in which $program is the program, prints on a terminal of 60 columns.
     std::string onTerminal(std::vector<std::string> environment, std::string const& command) const;
 

@@ -3,6 +3,8 @@
 
 #include "tests/support/SmallSet.h"
 
+#include <regex>
+
 namespace {
 
 class CompanionProgressLine : public companiontest::Companion {
@@ -21,6 +23,19 @@ protected:
 TEST_F(CompanionProgressLine, ShowsOnATerminalHowFarAnInstallationIs) {
     auto const seen = onTerminal({"NO_COLOR=1"}, slowInstall);
     EXPECT_NE(seen.find("\rReading back: 0 of "), std::string::npos) << seen;
+}
+
+TEST_F(CompanionProgressLine, ShowsBytesRateAndTimeLeft) {
+    support::writeFile(root.path() + "/usb/" + support::dataName(7), std::string(8'000'000, 'x'));
+    auto const seen =
+        onTerminal({"NO_COLOR=1"}, "stty cols 200; env ASAN_OPTIONS=detect_leaks=0 strace -f -qq -o"
+                                   " /dev/null -e inject=pread64:delay_enter=60000 " +
+                                       install);
+    EXPECT_TRUE(std::regex_search(
+        seen,
+        std::regex("Copying: [0-9]+ of [0-9]+ files, [0-9.]+ of 8\\.0 MB, [0-9.]+ MB/s, [0-9]+"
+                   " s left")))
+        << seen;
 }
 
 TEST_F(CompanionProgressLine, IsGoneBeforeAnythingElseIsSaid) {

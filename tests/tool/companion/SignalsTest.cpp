@@ -96,3 +96,17 @@ TEST_F(CompanionSignals, LeaveTheRestOfTheCamerasOut) {
     EXPECT_EQ(ask({"check", "7", "-t", "cali"}).exitStatus, 0);
     EXPECT_FALSE(fs::exists(installed("Cali-8.xml")));
 }
+
+TEST_F(CompanionSignals, ComeTooLateForARemovalAfterTheJournal) {
+    EXPECT_EQ(ask({"install", "7", "-s", "usb", "-t", "cali"}).exitStatus, 0);
+    auto const outcome = support::run({"env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-f", "-qq",
+                                       "-o", "/dev/null", "-e", "inject=unlinkat:signal=INT:when=2",
+                                       companiontest::program, "remove", "7", "-t", "cali"},
+                                      root.path());
+    EXPECT_EQ(outcome.signal, SIGINT);
+    EXPECT_NE(
+        outcome.standardError.find(said("It was too late to stop: the removal was finished.")),
+        std::string::npos)
+        << outcome.standardError;
+    EXPECT_EQ(support::tree(cali), support::Tree{});
+}
