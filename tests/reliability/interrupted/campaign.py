@@ -184,7 +184,7 @@ class _Campaign:
             cuts.append(Cut(self.noise.choice(prefixes), kind, seed))
         return sorted(cuts)
 
-    def _judge(self, image, exactly, choice, where):
+    def _judge(self, image, exactly, choice, where, tidy=True):
         """Judges a state, and the next run after it."""
         self.outcome.states += 1
         kept = None
@@ -194,7 +194,7 @@ class _Campaign:
         complaints = []
         try:
             with disk.mounted(self.system, image, self.place):
-                complaints += self.judge.in_the_middle(exactly)
+                complaints += self.judge.in_the_middle(exactly, tidy)
                 complaints += self.judge.next_run(choice)[0]
         except disk.CannotMount:
             self.outcome.not_mountable += 1
@@ -230,4 +230,4 @@ class _Campaign:
             states.make(second)
             self.outcome.second += 1
             self._judge(states.path, files if second.entries >= success else exactly, number,
-                        f"cut {tuple(cut)} and again {tuple(second)}")
+                        f"cut {tuple(cut)} and again {tuple(second)}", tidy=False)

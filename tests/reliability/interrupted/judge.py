@@ -13,6 +13,8 @@ RECORD = f"{SERIAL}.sha256"
 JOURNALS = "*.journal"
 # What the hidden folder may hold when nothing goes on.
 AT_REST = (RECORD, "lock")
+# What means nothing without a journal, so that it need not be removed for ever.
+STALE = {"stage", f"{SERIAL}.journal.new"}
 
 
 class DamagedDisk(Exception):
@@ -79,10 +81,11 @@ class Judge:
         self.after = {**others, **scenario.after.files}
         self.others = others
 
-    def in_the_middle(self, exactly=None):
+    def in_the_middle(self, exactly=None, tidy=True):
         """Judges the directory as the interruption left it.
 
         @param exactly The files that must be there, all the same, after a reported success.
+        @param tidy    Whether nothing may be left over then, either.
         @return The complaints.
         """
         files = read_directory(self.target)
@@ -97,7 +100,7 @@ class Judge:
             if journals:
                 complaints.append(f"{who} says complete although {journals[0]} is open")
         if exactly is not None:
-            complaints += self._at_rest(files, exactly, complete)
+            complaints += self._at_rest(files, exactly, complete, tidy)
         return complaints
 
     def next_run(self, choice):
@@ -188,13 +191,13 @@ class Judge:
             words.append(f"{name} {state}")
         return ", ".join(words)
 
-    def _at_rest(self, files, exactly, complete):
+    def _at_rest(self, files, exactly, complete, tidy=True):
         complaints = []
         if files != exactly:
             complaints.append("after success: " + difference(files, exactly))
         hidden = hidden_names(self.target)
         left = [name for name in hidden if name not in AT_REST]
-        if left:
+        if left and (tidy or set(left) - STALE):
             complaints.append(f"left in the hidden folder: {', '.join(left)}")
         installed = exactly.keys() - self.others.keys()
         if installed and complete != ALL_JUDGES:
