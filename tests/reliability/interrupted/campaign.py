@@ -44,7 +44,7 @@ class Outcome:
 
     def text(self):
         job = self.job
-        return (f"{job.system:15} {job.scenario:17} {job.meanwhile:8} {self.states:6} states, "
+        return (f"{job.system:16} {job.scenario:17} {job.meanwhile:8} {self.states:6} states, "
                 f"{self.second:5} of them of a second cut, {self.not_mountable:3} not mountable, "
                 f"{self.damaged:3} damaged, {len(self.complaints):3} complaints, "
                 f"{self.seconds:6.1f} s")

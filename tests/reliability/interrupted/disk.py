@@ -25,6 +25,9 @@ FILE_SYSTEMS = {system.name: system for system in (
     # It neither writes data before names, nor guesses that a rename should do so.
     FileSystem("ext4-writeback", "ext4", 16 * MIB, EXT4,
                "nodiscard,data=writeback,noauto_da_alloc", [(0, 4096)]),
+    # A flush writes only what has changed, apart from its journal.
+    FileSystem("ext4-fast-commit", "ext4", 16 * MIB, [*EXT4, "-O", "fast_commit"], "nodiscard",
+               [(0, 4096)]),
     FileSystem("xfs", "xfs", 24 * MIB, XFS, "nodiscard", []),
     FileSystem("btrfs", "btrfs", 112 * MIB, BTRFS, "nodiscard",
                [(64 << 10, 4096), (64 << 20, 4096)]),
