@@ -30,11 +30,11 @@ struct Case {
 };
 
 constexpr std::array<Case, 9> cases{{
-    {"8 KB", plain, 8 * kilobyte, {1.2, 0.95}, 25},
-    {"500 KB", plain, 500 * kilobyte, {1.2, 0.95}, 25},
-    {"2 MB", plain, 2 * megabyte, {1.2, 0.95}, 25},
-    {"10 MB", plain, 10 * megabyte, {1.2, 0.95}, 15},
-    {"100 MB", plain, 100 * megabyte, {1.5, 1.1}, 7},
+    {"8 KB", plain, 8 * kilobyte, {1.15, 0.95}, 25},
+    {"500 KB", plain, 500 * kilobyte, {1.0, 0.95}, 25},
+    {"2 MB", plain, 2 * megabyte, {1.0, 0.95}, 25},
+    {"10 MB", plain, 10 * megabyte, {1.0, 0.95}, 15},
+    {"100 MB", plain, 100 * megabyte, {1.2, 1.1}, 7},
     {"500 KB without optional elements", withoutOptional, 500 * kilobyte, {1.3, 0.95}, 25},
     {"10 MB without optional elements", withoutOptional, 10 * megabyte, {1.3, 0.95}, 15},
     {"500 KB with many comments", withComments, 500 * kilobyte, {1.3, 0.95}, 25},

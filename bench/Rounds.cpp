@@ -23,17 +23,18 @@ double quantile(std::vector<double> const& sorted, double share) {
     return sorted[below] + part * (sorted[above] - sorted[below]);
 }
 
-/// @return Processor seconds of one repetition.
-double timeWork(Subject const& subject, int repetitions, std::uint64_t& sum) {
+/// @return Seconds of one repetition.
+/// @param now Tells the seconds.
+double timeWork(Subject const& subject, int repetitions, double (*now)(), std::uint64_t& sum) {
     double spent = 0;
     for (int left = repetitions; left > 0;) {
         int const batch = subject.prepare ? 1 : left;
         if (subject.prepare)
             subject.prepare();
-        double const start = processorSeconds();
+        double const start = now();
         for (int i = 0; i < batch; ++i)
             sum = subject.work();
-        spent += processorSeconds() - start;
+        spent += now() - start;
         left -= batch;
     }
     return spent / repetitions;
@@ -53,6 +54,12 @@ double processorSeconds() {
     getrusage(RUSAGE_CHILDREN, &children);
     return static_cast<double>(self.tv_sec) + static_cast<double>(self.tv_nsec) * 1e-9 +
            seconds(children.ru_utime) + seconds(children.ru_stime);
+}
+
+double clockSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
 double Timings::medianSeconds(std::size_t subject) const {
@@ -76,7 +83,8 @@ Timings runInterleaved(Race const& race, benchmark::State& state) {
         for (std::size_t turn = 0; turn < count; ++turn) {
             std::size_t const subject = reverse ? count - 1 - turn : turn;
             double const seconds =
-                timeWork(race.subjects[subject], race.repetitions, sums[subject]);
+                timeWork(race.subjects[subject], race.repetitions,
+                         race.byClock ? clockSeconds : processorSeconds, sums[subject]);
             timings.add(subject, seconds);
             if (subject == 0)
                 state.SetIterationTime(seconds);

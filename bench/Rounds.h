@@ -19,6 +19,9 @@ struct Spread {
 
 Spread spreadOf(std::vector<double> values);
 
+/// @return The time of a clock that only goes forward, in seconds.
+double clockSeconds();
+
 /// @return The processor time of this process and of its children that have ended, in seconds.
 double processorSeconds();
 
@@ -34,10 +37,11 @@ struct Subject {
 /// The same work done by several subjects, the product first.
 struct Race {
     std::vector<Subject> subjects;
-    int repetitions; ///< of the work, in each round
+    int repetitions;      ///< of the work, in each round
+    bool byClock = false; ///< measure by the clock, for work that waits for a disk
 };
 
-/// Processor seconds of each subject's work, round by round.
+/// Seconds of each subject's work, round by round.
 class Timings {
 public:
     explicit Timings(std::size_t subjects) : m_seconds(subjects) {}

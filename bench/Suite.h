@@ -44,6 +44,7 @@ void addCheckRows(Suite& suite);
 void addDiscoveryRows(Suite& suite);
 void addRunRows(Suite& suite);
 void addLogRows(Suite& suite);
+void addStoreRows(Suite& suite);
 
 /// The exponent with which a time grows with a size.
 double growthExponent(double smallSize, double smallTime, double largeSize, double largeTime);

@@ -55,6 +55,7 @@ int runSuite(Options const& options) {
     bench::addDiscoveryRows(suite);
     bench::addRunRows(suite);
     bench::addLogRows(suite);
+    bench::addStoreRows(suite);
 
     benchmark::ConsoleReporter reporter(benchmark::ConsoleReporter::OO_None);
     std::ostringstream unheard;

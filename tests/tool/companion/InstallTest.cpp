@@ -197,8 +197,7 @@ TEST_F(CompanionInstall, NamesTheRoomThatADiskLacks) {
         EXPECT_NE(outcome.standardError.find("There is not enough room in disk: "),
                   std::string::npos)
             << outcome.standardError;
-        EXPECT_NE(outcome.standardError.find(" bytes are needed, "),
-                  std::string::npos)
+        EXPECT_NE(outcome.standardError.find(" bytes are needed, "), std::string::npos)
             << outcome.standardError;
         EXPECT_EQ(support::tree(disk), support::Tree{});
     });
