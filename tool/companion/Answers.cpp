@@ -48,8 +48,8 @@ bool concerns(std::string const& path, std::string const& directory) {
 Hint hintFor(zel::store::Failure const& store, Options const& options) {
     switch (store.kind) {
     case FailureKind::locked:
-        return options.noWait ? "Without --no-wait, this waits for up to a minute."
-                              : "Try again when it has ended.";
+        return {options.noWait ? "Without --no-wait, this waits for up to a minute."
+                               : "Try again when it has ended."};
     case FailureKind::noRecord:
         return {"Name what to compare with:", {again(options, {"-s", "SOURCE"})}};
     case FailureKind::system:

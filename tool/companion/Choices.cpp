@@ -19,6 +19,7 @@ using zel::store::Source;
 
 Failure severalCameras(std::set<unsigned long> const& cameras, Options const& options) {
     std::vector<std::string> commands;
+    commands.reserve(cameras.size());
     for (unsigned long const camera : cameras)
         commands.push_back(again(options, {std::to_string(camera)}));
     std::string const text = listed({cameras.begin(), cameras.end()});

@@ -41,7 +41,7 @@ zel::FileDescriptor lockOutOtherDownloads() {
     if (!directory.valid())
         throw systemFailure("Cannot use", "/tmp", errno);
     if (flock(directory.get(), LOCK_EX | LOCK_NB) != 0)
-        throw systemFailure("Cannot lock", "/tmp", errno, "Another download is under way.");
+        throw systemFailure("Cannot lock", "/tmp", errno, Hint{"Another download is under way."});
     return directory;
 }
 

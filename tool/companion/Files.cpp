@@ -109,7 +109,7 @@ void writeAtomically(std::string const& path, std::string const& content, bool r
     int const error = errno;
     bool const forceHelps = error == EEXIST && whyNotReplaceable(path) == 0;
     throw systemFailure("Cannot write", path, error,
-                        forceHelps ? "With --force it is replaced." : Hint());
+                        forceHelps ? Hint{"With --force it is replaced."} : Hint());
 }
 
 } // namespace companion

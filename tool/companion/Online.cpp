@@ -15,7 +15,7 @@ void addNoOptions(CLI::App& /*parser*/, Options& /*options*/) {}
 Result run(Options const& /*options*/, Terminal const& /*terminal*/) {
     constexpr char const* program = "/sbin/route";
     if (access(program, X_OK) != 0)
-        throw systemFailure("Cannot run", program, errno, "The package net-tools brings it.");
+        throw systemFailure("Cannot run", program, errno, Hint{"The package net-tools brings it."});
     bool const yes = zel::hasOneDefaultRoute();
     Result result;
     result.members["online"] = yes;

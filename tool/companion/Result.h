@@ -6,7 +6,6 @@
 
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace companion {
@@ -24,19 +23,12 @@ using Json = nlohmann::ordered_json;
 
 /// What to do next.
 struct Hint {
-    Hint() = default;
-    /// @param says For people.
-    /// @param runs Command lines that can be pasted into a shell as they are.
-    Hint(std::string says, std::vector<std::string> runs = {})
-        : text(std::move(says)), commands(std::move(runs)) {}
-    /// @copydoc Hint(std::string, std::vector<std::string>)
-    Hint(char const* says) : text(says) {}
+    std::string text;                       ///< for people; empty: nothing
+    std::vector<std::string> commands = {}; ///< can be pasted into a shell as they are; each stands
+                                            ///< on a line of its own, unwrapped
 
     /// @return Whether there is nothing to do.
     bool empty() const { return text.empty(); }
-
-    std::string text;                  ///< for people
-    std::vector<std::string> commands; ///< each stands on a line of its own, unwrapped
 };
 
 /// Why a question cannot be answered, or something could not be done. Thrown when that is the whole
@@ -53,7 +45,7 @@ struct Failure {
 struct Result {
     Status status = Status::yes;      ///< #Status::yes or #Status::no, unless there is a failure
     std::string text;                 ///< for people, on the standard output
-    Json members;                     ///< the same for programs, without command and status
+    Json members = Json::object();    ///< the same for programs, without command and status
     std::vector<std::string> notes;   ///< remarks, on the standard error stream, before the text
     std::vector<std::string> closing; ///< closing sentences, there as well, after the text
     std::vector<Hint> hints;          ///< what to do next, after these

@@ -62,8 +62,7 @@ Json answerObject(Request const& request, Status status, Json const& members,
     Json object;
     object["command"] = request.command != nullptr ? Json(request.command->name) : Json(nullptr);
     object["status"] = static_cast<int>(status);
-    if (members.is_object())
-        object.update(members);
+    object.update(members);
     if (failure != nullptr)
         object["error"] = failureMembers(*failure);
     return object;
@@ -87,7 +86,8 @@ Status fail(Request const& request, Failure const& failure) {
     sayFailure(failure);
     if (!request.options.json)
         return failure.status;
-    return print(jsonText(answerObject(request, failure.status, {}, &failure)), failure.status);
+    return print(jsonText(answerObject(request, failure.status, Json::object(), &failure)),
+                 failure.status);
 }
 
 /// Remarks come first, so that what counts most stands last.
