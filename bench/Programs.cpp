@@ -90,7 +90,7 @@ int runQuietly(std::vector<std::string> const& arguments) {
     auto const pointers = pointersTo(arguments);
     pid_t child = 0;
     int const error =
-        posix_spawn(&child, pointers.front(), silence.get(), nullptr, pointers.data(), environ);
+        posix_spawnp(&child, pointers.front(), silence.get(), nullptr, pointers.data(), environ);
     if (error != 0)
         throw std::system_error(error, std::generic_category(), arguments.front());
     return waitFor(child);

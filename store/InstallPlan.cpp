@@ -295,11 +295,13 @@ private:
         if (!m_plan.data.empty() || m_plan.description || !m_installed.record())
             return true;
         auto const& recorded = m_installed.record()->files;
-        return !std::equal(recorded.begin(), recorded.end(), m_plan.unchanged.begin(),
-                           m_plan.unchanged.end(), [](auto const& a, auto const& b) {
-                               return a.first == b.first && a.second.size == b.second.size &&
-                                      a.second.digest == b.second.digest;
-                           });
+        auto const isRecorded = [&](auto const& file) {
+            auto const found = recorded.find(file.first);
+            return found != recorded.end() && found->second.size == file.second.size &&
+                   found->second.digest == file.second.digest;
+        };
+        return recorded.size() != m_plan.unchanged.size() ||
+               !std::all_of(m_plan.unchanged.begin(), m_plan.unchanged.end(), isRecorded);
     }
 
     SourceTree const& m_tree;

@@ -9,9 +9,9 @@
 #include "store/SourceTree.h"
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace zel::store {
@@ -26,17 +26,17 @@ struct FileToStage {
 
 /// What an installation is going to do, and say. The same plan is made for a dry run.
 struct InstallPlan {
-    std::vector<File> files;                       ///< what becomes of each file, by name
-    std::vector<Remark> remarks;                   ///< what else to know
-    bool refused = false;                          ///< the source is not good enough
-    bool complete = false;                         ///< the set is complete afterwards
-    std::vector<FileToStage> data;                 ///< files to stage, without the description
-    std::optional<FileToStage> description;        ///< the description, when it has to be staged
-    std::map<std::string, RecordedFile> unchanged; ///< files of the set that stay
-    std::vector<std::string> removedBefore;        ///< old files that must not complete the new set
-    std::vector<std::string> removedAfter;         ///< files that are pruned
-    std::uint64_t bytes = 0;                       ///< bytes to stage; the largest number if more
-    bool recordDiffers = false;                    ///< the record has to be written
+    std::vector<File> files;                ///< what becomes of each file, by name
+    std::vector<Remark> remarks;            ///< what else to know
+    bool refused = false;                   ///< the source is not good enough
+    bool complete = false;                  ///< the set is complete afterwards
+    std::vector<FileToStage> data;          ///< files to stage, without the description
+    std::optional<FileToStage> description; ///< the description, when it has to be staged
+    std::unordered_map<std::string, RecordedFile> unchanged; ///< files of the set that stay
+    std::vector<std::string> removedBefore;       ///< old files that must not complete the new set
+    std::vector<std::string> removedAfter;        ///< files that are pruned
+    std::uint64_t bytes = 0;                      ///< bytes to stage; the largest number if more
+    bool recordDiffers = false;                   ///< the record has to be written
     std::optional<SetDescription> newDescription; ///< the source's description, when it is readable
 
     /// @return Whether files have to be changed.

@@ -4,10 +4,11 @@
 #include "store/Layout.h"
 #include "store/Lines.h"
 
+#include <algorithm>
 #include <array>
-#include <charconv>
 #include <ctime>
 #include <map>
+#include <utility>
 
 namespace zel::store {
 
@@ -17,6 +18,12 @@ constexpr std::string_view sourceMark = "# source ";
 constexpr std::string_view dateMark = "# date ";
 constexpr std::string_view sizeMark = "# size ";
 
+/// Characters of the lines of one file, roughly.
+constexpr std::size_t usualLines = 128;
+
+/// No file has this sum.
+constexpr Digest noSum{};
+
 bool isOurs(std::string const& name, unsigned long serial) {
     return isPlainName(name) && set::belongsTo(name, serial);
 }
@@ -24,23 +31,25 @@ bool isOurs(std::string const& name, unsigned long serial) {
 } // namespace
 
 std::string Record::text() const {
+    std::map<std::string_view, RecordedFile> const sorted(files.begin(), files.end());
     std::string text;
     text.append(sourceMark).append(escaped(source)).append("\n");
     text.append(dateMark).append(date).append("\n");
-    for (auto const& [name, file] : files)
+    for (auto const& [name, file] : sorted)
         text.append(sizeMark)
             .append(std::to_string(file.size))
             .append(" ")
             .append(escaped(name))
             .append("\n");
-    for (auto const& [name, file] : files)
-        text += sumLine({file.digest, name});
+    for (auto const& [name, file] : sorted)
+        text += sumLine({file.digest, std::string(name)});
     return text;
 }
 
 std::optional<Record> Record::from(std::string_view text, unsigned long serial) {
     Record record;
-    std::map<std::string, std::uint64_t> sizes;
+    bool allSized = true;
+    record.files.reserve(text.size() / usualLines);
     forEachLine(text, [&](std::string_view line) {
         if (auto const from = after(sourceMark, line)) {
             record.source = unescaped(*from).value_or("");
@@ -48,20 +57,20 @@ std::optional<Record> Record::from(std::string_view text, unsigned long serial) 
             record.date = *date;
         } else if (auto const size = after(sizeMark, line)) {
             if (auto sized = readSized(*size); sized && isOurs(sized->name, serial))
-                sizes[sized->name] = sized->size;
-        } else if (auto const sum = readSumLine(line)) {
-            if (isOurs(sum->name, serial))
-                record.files[sum->name] = {0, sum->digest};
+                record.files[std::move(sized->name)] = {sized->size, noSum};
+        } else if (auto const sum = readSumLine(line); sum && isOurs(sum->name, serial)) {
+            auto const file = record.files.find(sum->name);
+            if (file != record.files.end())
+                file->second.digest = sum->digest;
+            else
+                allSized = false;
         }
     });
-    if (record.files.empty() || sizes.size() != record.files.size())
+    bool const allSummed =
+        std::none_of(record.files.begin(), record.files.end(),
+                     [](auto const& file) { return file.second.digest == noSum; });
+    if (record.files.empty() || !allSized || !allSummed)
         return std::nullopt;
-    for (auto& [name, file] : record.files) {
-        auto const size = sizes.find(name);
-        if (size == sizes.end())
-            return std::nullopt;
-        file.size = size->second;
-    }
     return record;
 }
 

@@ -5,10 +5,10 @@
 #include "store/Sums.h"
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 namespace zel::store {
 
@@ -21,15 +21,15 @@ struct RecordedFile {
 /// Says what was installed, from where and when. Its text can be read by `sha256sum -c` in the
 /// calibration directory; sizes, source and date stand in comment lines.
 struct Record {
-    std::string source;                        ///< path of the source
-    std::string date;                          ///< in ISO 8601
-    std::map<std::string, RecordedFile> files; ///< by name
+    std::string source;                                  ///< path of the source
+    std::string date;                                    ///< in ISO 8601
+    std::unordered_map<std::string, RecordedFile> files; ///< by name
 
-    /// @return The record's text. @throws std::bad_alloc
+    /// @return The record's text, sorted by name. @throws std::bad_alloc
     std::string text() const;
 
     /// Reads a record, which may come from anywhere: files of other cameras and lines that say
-    /// nothing are passed over.
+    /// nothing are passed over. The size of a file stands before its sum, as text() writes it.
     /// @param text   Its text.
     /// @param serial Serial number of the camera.
     /// @return The record; nothing when a file lacks its size or its sum, or none is left.

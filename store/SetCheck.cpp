@@ -4,6 +4,7 @@
 #include "store/Layout.h"
 #include "store/Stop.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <unordered_set>
@@ -52,6 +53,22 @@ void readDescription(SetLook& set, OpenedFile const& opened, std::string const& 
     }
 }
 
+/// Looks at the recorded files that the description does not ask for. Most sets have none.
+void lookAtOthers(SetLook& set, Target const& target) {
+    auto const& recorded = set.record->files;
+    auto const isRecorded = [&](std::string const& name) {
+        return recorded.count(name) != 0;
+    };
+    auto const known = std::count_if(set.names.begin(), set.names.end(), isRecorded);
+    if (static_cast<std::size_t>(known) == recorded.size())
+        return;
+    std::unordered_set<std::string_view> const asked(set.names.begin(), set.names.end());
+    for (auto const& [name, file] : recorded) {
+        if (asked.count(name) == 0)
+            judgeRecorded(set, name, lookAt(target.folder().get(), name.c_str()));
+    }
+}
+
 } // namespace
 
 SetLook readSet(Target const& target, unsigned long serial, OpenedFile const& description) {
@@ -66,13 +83,8 @@ SetLook lookAtSet(Target const& target, unsigned long serial, OpenedFile const& 
     SetLook set = readSet(target, serial, description);
     for (auto name = set.names.begin() + 1; name != set.names.end(); ++name)
         judge(set, *name, lookAt(target.folder().get(), name->c_str()));
-    if (!set.record)
-        return set;
-    std::unordered_set<std::string> const asked(set.names.begin(), set.names.end());
-    for (auto const& [name, recorded] : set.record->files) {
-        if (asked.count(name) == 0)
-            judgeRecorded(set, name, lookAt(target.folder().get(), name.c_str()));
-    }
+    if (set.record)
+        lookAtOthers(set, target);
     return set;
 }
 

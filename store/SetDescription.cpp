@@ -41,6 +41,17 @@ std::string whyNot(DescriptionOutcome const& outcome) {
     return "";
 }
 
+/// Leaves the first of equal names.
+void removeDuplicates(std::vector<std::string>& names) {
+    std::unordered_set<std::string_view> const known(names.begin(), names.end());
+    if (known.size() == names.size())
+        return;
+    std::unordered_set<std::string> seen;
+    names.erase(std::remove_if(names.begin(), names.end(),
+                               [&](std::string const& name) { return !seen.insert(name).second; }),
+                names.end());
+}
+
 } // namespace
 
 SetDescription readSetDescription(FileDescriptor const& file, std::string const& path,
@@ -55,15 +66,14 @@ SetDescription readSetDescription(FileDescriptor const& file, std::string const&
     if (!result.whyNot.empty())
         return result;
 
-    std::unordered_set<std::string> known{result.names.front()};
     set::forEachFile(*outcome.description, static_cast<int>(serial),
-                     [&](set::FileKind, set::FileName const& name) {
+                     [&](set::FileKind kind, set::FileName const& name) {
                          if (!isAcceptable(name.view()))
                              result.whyNot = "It asks for a file of a name that no file can have.";
-                         auto const [place, isNew] = known.emplace(name.view());
-                         if (isNew)
-                             result.names.push_back(*place);
+                         if (kind != set::FileKind::description)
+                             result.names.emplace_back(name.view());
                      });
+    removeDuplicates(result.names);
     if (result.whyNot.empty())
         result.description = std::move(outcome.description);
     else

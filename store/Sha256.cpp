@@ -1,8 +1,19 @@
 #include "store/Sha256.h"
 
-#include <charconv>
-
 namespace zel::store {
+
+namespace {
+
+/// @return The value of a hexadecimal digit; more than 15 for other characters.
+constexpr unsigned int valueOf(char c) noexcept {
+    if (c >= '0' && c <= '9')
+        return static_cast<unsigned int>(c - '0');
+    if (c >= 'a' && c <= 'f')
+        return static_cast<unsigned int>(c - 'a' + 10);
+    return c >= 'A' && c <= 'F' ? static_cast<unsigned int>(c - 'A' + 10) : 0x10U;
+}
+
+} // namespace
 
 std::string hexadecimal(Digest const& digest) {
     constexpr char const* digits = "0123456789abcdef";
@@ -19,14 +30,14 @@ std::optional<Digest> digestFrom(std::string_view digits) noexcept {
     Digest digest;
     if (digits.size() != 2 * digest.size())
         return std::nullopt;
-    char const* position = digits.data();
-    for (std::uint8_t& byte : digest) {
-        auto const [end, error] = std::from_chars(position, position + 2, byte, 16);
-        if (error != std::errc() || end != position + 2)
-            return std::nullopt;
-        position += 2;
+    unsigned int valid = 0xFU;
+    for (std::size_t i = 0; i < digest.size(); ++i) {
+        unsigned int const high = valueOf(digits[2 * i]);
+        unsigned int const low = valueOf(digits[2 * i + 1]);
+        valid |= high | low;
+        digest[i] = static_cast<std::uint8_t>((high << 4U | low) & 0xFFU);
     }
-    return digest;
+    return valid == 0xFU ? std::optional(digest) : std::nullopt;
 }
 
 } // namespace zel::store

@@ -46,6 +46,8 @@ std::string escaped(std::string_view text) {
 }
 
 std::optional<std::string> unescaped(std::string_view text) {
+    if (text.find('\\') == std::string_view::npos)
+        return std::string(text);
     std::string result;
     result.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
