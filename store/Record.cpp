@@ -53,8 +53,8 @@ std::optional<Record> Record::from(std::string_view text, unsigned long serial) 
     forEachLine(text, [&](std::string_view line) {
         if (auto const from = after(sourceMark, line)) {
             record.source = unescaped(*from).value_or("");
-        } else if (auto const date = after(dateMark, line)) {
-            record.date = *date;
+        } else if (auto const day = after(dateMark, line)) {
+            record.date = *day;
         } else if (auto const size = after(sizeMark, line)) {
             if (auto sized = readSized(*size); sized && isOurs(sized->name, serial))
                 record.files[std::move(sized->name)] = {sized->size, noSum};
