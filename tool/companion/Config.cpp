@@ -130,10 +130,10 @@ bool selects(Options const& options) {
 
 /// @throws Refusal when the description lacks what is asked for.
 zel::Selection selectionFrom(Description const& description, Options const& options) {
-    OpticsTable const& optics = description.optics;
-    OpticsDefinition const& optic = chosenOptic(optics, options.optic);
+    OpticsTable const& listed = description.optics;
+    OpticsDefinition const& optic = chosenOptic(listed, options.optic);
     // The first optic of that field of view and text answers for all that share them.
-    auto const& ranges = optics.find(OpticIdentity::of(optic))->tempRanges;
+    auto const& ranges = listed.find(OpticIdentity::of(optic))->tempRanges;
     TempRangeDefinition const* const range = chosenRange(ranges, options.range);
     if (range == nullptr)
         throw Refusal{"The optic " + opticText(optic) + " has no ranges."};

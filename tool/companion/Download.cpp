@@ -149,17 +149,17 @@ Download downloadInto(Options const& options) {
     WorkingDirectory const working(options.directory);
     auto const before = namesIn(".");
     Findings const findingsBefore = examineSet(options.serial);
-    Download download;
+    Download fetched;
     if (!findingsBefore.unusable.empty())
-        download.wentThrough = fetch(findingsBefore, options.serial);
-    download.now = examineSet(options.serial);
-    download.gained = gained(before, findingsBefore, download.now);
-    removeLeftovers(before, download.now, options.serial);
-    for (File& problem : download.now.problems) { // these leftovers
+        fetched.wentThrough = fetch(findingsBefore, options.serial);
+    fetched.now = examineSet(options.serial);
+    fetched.gained = gained(before, findingsBefore, fetched.now);
+    removeLeftovers(before, fetched.now, options.serial);
+    for (File& problem : fetched.now.problems) { // these leftovers
         if (problem.state == FileState::empty && before.count(problem.name) == 0)
             problem.state = FileState::missing;
     }
-    return download;
+    return fetched;
 }
 
 /// What the store completed before the download has to be told as well.
@@ -195,24 +195,24 @@ Result run(Options const& options, Terminal const& terminal) {
     requireCalibrationDirectory(options.directory, R_OK | W_OK | X_OK);
     auto lock = lockDirectory(options);
     zel::FileDescriptor const otherDownloads = lockOutOtherDownloads();
-    Download const download = downloadInto(options);
-    if (!download.gained.empty())
+    Download const fetched = downloadInto(options);
+    if (!fetched.gained.empty())
         dropRecord(lock.lock, options);
 
     Files files;
-    for (std::string const& name : download.gained)
+    for (std::string const& name : fetched.gained)
         files.push_back({name, FileState::installed, 0, {}, ""});
-    Files const& problems = download.now.problems;
+    Files const& problems = fetched.now.problems;
     files.insert(files.end(), problems.begin(), problems.end());
     Result result = answerAbout(options.serial, options.directory);
-    result.members["changed"] = !download.gained.empty();
+    result.members["changed"] = !fetched.gained.empty();
     result.members["complete"] = problems.empty();
     result.members["files"] = fileMembers(files);
     result.members["problems"] = problemMembers(problems, options.directory);
     tellRecovered(lock.recovered, result);
     addNotes(problems, result);
     result.text = stateLines(files, terminal);
-    if (!download.wentThrough)
+    if (!fetched.wentThrough)
         result.closing.emplace_back("The download did not go through; -v tells why.");
     if (!problems.empty()) {
         answerNo(result);
