@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <new>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -68,6 +69,8 @@ int forEachEntry(int folder,
     if (!own.valid())
         return errno;
     Entries const entries(fdopendir(own.get()));
+    if (entries == nullptr && errno == ENOMEM)
+        throw std::bad_alloc(); // says nothing of the folder
     if (entries == nullptr)
         return errno;
     own.release();

@@ -35,7 +35,7 @@ Folder openFolder(std::string const& path);
 /// Visits the entries of a folder in its order, without "." and "..", with their names and types (a
 /// `DT_` constant of `readdir(3)`).
 /// @return 0, or the error number of a folder that cannot be listed to its end.
-/// @throws What @p visit throws.
+/// @throws std::bad_alloc, and what @p visit throws.
 int forEachEntry(int folder,
                  std::function<void(char const* name, unsigned char type)> const& visit);
 
@@ -98,7 +98,7 @@ private:
 std::optional<std::string> readWhole(int folder, char const* path, std::size_t largest);
 
 /// Does the same for a file that is open. @throws std::bad_alloc
-std::optional<std::string> readWhole(OpenedFile const& file, std::size_t largest);
+std::optional<std::string> readWhole(OpenedFile const& opened, std::size_t largest);
 
 /// Writes all of a text. @return Whether that succeeded; otherwise `errno` says why not.
 bool writeAll(int file, std::string_view text) noexcept;

@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <set>
+#include <string_view>
 #include <unordered_set>
 #include <utility>
 
@@ -63,10 +65,13 @@ void lookAtOthers(SetLook& set, Target const& target) {
     if (static_cast<std::size_t>(known) == recorded.size())
         return;
     std::unordered_set<std::string_view> const asked(set.names.begin(), set.names.end());
+    std::set<std::string> others;
     for (auto const& [name, file] : recorded) {
         if (asked.count(name) == 0)
-            judgeRecorded(set, name, lookAt(target.folder().get(), name.c_str()));
+            others.insert(name);
     }
+    for (std::string const& name : others)
+        judgeRecorded(set, name, lookAt(target.folder().get(), name.c_str()));
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <new>
 #include <utility>
 
 #include <dirent.h>
@@ -57,6 +58,8 @@ struct CharactersFreer {
 /// @return The path without links; empty when it leads nowhere, or is too long for the system.
 std::string resolved(std::string const& path) {
     std::unique_ptr<char, CharactersFreer> const real(realpath(path.c_str(), nullptr));
+    if (real == nullptr && errno == ENOMEM)
+        throw std::bad_alloc();
     return real != nullptr ? real.get() : "";
 }
 
