@@ -212,9 +212,10 @@ class Judge:
             return ["a record of nothing"] if RECORD in hidden else []
         if RECORD not in hidden:
             return ["the set has no record"]
-        lines = read_file(f"{self.target}/{HIDDEN}/{RECORD}").decode(errors="replace").splitlines()
-        sums = dict(reversed(line.split(maxsplit=1)) for line in lines if not line.startswith("#"))
-        expected = {name: hashlib.sha256(files[name]).hexdigest()
+        record = read_file(f"{self.target}/{HIDDEN}/{RECORD}")
+        expected = {f"{hashlib.sha256(files[name]).hexdigest()}  {name}"
                     for name in installed if isinstance(files.get(name), bytes)}
-        recorded = {name.lstrip("*"): digest for name, digest in sums.items()}
-        return [] if recorded == expected else ["the record does not list what is installed"]
+        lines = record.decode(errors="replace").splitlines() if isinstance(record, bytes) else []
+        if {line for line in lines if not line.startswith("#")} != expected:
+            return ["the record does not list what is installed"]
+        return []
