@@ -128,7 +128,8 @@ void moveFile(Folder const& from, std::string const& name, Folder const& to,
               std::string const& newName);
 
 /// The mode of files that everybody may read, and of folders that everybody may search.
-constexpr mode_t publicFile = 0644, publicFolder = 0755;
+constexpr mode_t publicFile = 0644;
+constexpr mode_t publicFolder = 0755;
 
 /// Gives a file or folder a mode, whatever the umask; not on a file system that has none.
 /// @param path Its path, for messages. @throws Stop

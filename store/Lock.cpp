@@ -22,7 +22,8 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds patience(60);
-constexpr std::chrono::milliseconds pause(100), shortPause(1);
+constexpr std::chrono::milliseconds pause(100);
+constexpr std::chrono::milliseconds shortPause(1);
 // Whoever may write it can lock it, and so keep others from installing.
 constexpr mode_t lockMode = 0600;
 
@@ -45,8 +46,8 @@ void writeHolder(int file) {
 
 /// Whoever held the lock before may have removed its file.
 bool isStillThere(int file, Folder const& hidden) noexcept {
-    struct stat opened {
-    }, named{};
+    struct stat opened {};
+    struct stat named {};
     return fstat(file, &opened) == 0 &&
            fstatat(hidden.get(), lockName, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
            opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;

@@ -69,8 +69,7 @@ bool isSomebodyElses(struct statx const& folder, struct statx const& file) noexc
 void requireRoom(std::string const& directory, InstallPlan const& plan) {
     std::string const folder = nearestFolder(directory);
     struct statvfs disk {};
-    if (retried([&] { return statvfs(folder.c_str(), &disk); }) != 0 ||
-        disk.f_blocks == 0)
+    if (retried([&] { return statvfs(folder.c_str(), &disk); }) != 0 || disk.f_blocks == 0)
         return; // a file system that does not tell
     std::uint64_t const block = std::max<std::uint64_t>(disk.f_frsize, 1);
     std::uint64_t const needed = roomFor(plan, block);

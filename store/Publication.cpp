@@ -82,11 +82,12 @@ private:
         if (m_journal.record) {
             // Later than every change of the files that it records, so that a change after it
             // shows.
-            std::string const staged = std::to_string(m_journal.record->number);
-            utimensat(m_stage.get(), staged.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
-            moveFile(m_stage, staged, m_target.hidden(), name);
-        } else
+            std::string const number = std::to_string(m_journal.record->number);
+            utimensat(m_stage.get(), number.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
+            moveFile(m_stage, number, m_target.hidden(), name);
+        } else {
             removeFile(m_target.hidden(), name.c_str());
+        }
         flush(m_target.hidden());
     }
 

@@ -61,8 +61,8 @@ Target::Target(std::string const& path) : m_folder(openFolder(path)) {
 
 void Target::openHidden() {
     m_hidden = openInside(m_folder, hiddenName);
-    struct stat inside {
-    }, outside{};
+    struct stat inside {};
+    struct stat outside {};
     if (hasHidden() && retried([&] { return fstat(m_hidden.get(), &inside); }) == 0 &&
         retried([&] { return fstat(m_folder.get(), &outside); }) == 0 &&
         inside.st_dev != outside.st_dev) // files could not be moved out of it in one step
