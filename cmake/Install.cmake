@@ -73,6 +73,18 @@ file(RELATIVE_PATH pc_includedir ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_IN
 configure_file(cmake/zentho-cali.pc.in zentho-cali.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zentho-cali.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+if(TARGET zentho_store)
+    # A static library leaves to the program what it needs itself.
+    set(pc_requires)
+    set(pc_nettle)
+    if(NOT BUILD_SHARED_LIBS)
+        set(pc_requires "zentho-cali = ${PROJECT_VERSION}")
+        set(pc_nettle " -lnettle")
+    endif()
+    configure_file(cmake/zentho-store.pc.in zentho-store.pc @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zentho-store.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endif()
 
 # Below the prefix /usr this is the directory that the commands take by default.
 install(DIRECTORY DESTINATION ${CMAKE_INSTALL_DATADIR}/libzentho/cali COMPONENT commands)

@@ -27,14 +27,15 @@ set(CPACK_DEBIAN_COMMANDS_PACKAGE_DEPENDS "coreutils, findutils, net-tools, wget
 set(CPACK_DEBIAN_COMMANDS_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/commands/postrm)
 set(CPACK_DEBIAN_COMMANDS_DESCRIPTION
 "installer of an infrared camera's calibration files
-Finds the camera on the USB bus, or takes the serial number it is given,
-copies that camera's calibration files from a USB stick or any other directory
-tree to where the camera library reads them, and checks that the set is
-complete.
+Installs a camera's set of calibration files from a USB stick or any other
+directory tree to where the camera library reads it: whole or not at all, and
+completed after a power cut. The command zentho-cali also checks, compares,
+lists, removes and downloads sets, tells what a camera is calibrated for, and
+writes camera configurations.
 
-A companion command tells which files are missing and what a camera is
-calibrated for, compares files with a stick, downloads sets and writes camera
-configurations.")
+The command zentho-cali-install finds the camera on the USB bus, or takes the
+serial number it is given, copies the camera's files, and checks that the set
+is complete, for those who rely on it.")
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
@@ -45,10 +46,10 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "coreutils, findutils")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/library/triggers)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_RECOMMENDS "net-tools, wget")
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION
-"calibration files of an infrared camera - shared library
+"calibration files of an infrared camera - shared libraries
 Finds a camera, copies, checks and downloads its set of calibration files,
 lists its optics, writes camera configurations and reads calibration
-descriptions.")
+descriptions. A second library installs and removes sets whole or not at all.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzentho-cali-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
@@ -58,8 +59,8 @@ set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
 "calibration files of an infrared camera - development files
 Finds a camera, copies, checks and downloads its set of calibration files,
 lists its optics, writes camera configurations and reads calibration
-descriptions.
+descriptions. A second library installs and removes sets whole or not at all.
 
-With the headers comes what CMake and pkg-config need to find the library.")
+With the headers comes what CMake and pkg-config need to find the libraries.")
 
 include(CPack)
