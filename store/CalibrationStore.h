@@ -101,9 +101,8 @@ private:
 /// Lists the cameras that a source holds a description of.
 /// @param source   The source.
 /// @param progress Called from this thread while it goes on.
-/// @return The cameras, by serial number; complete are those that install() would install whole
-/// into
-///         an empty directory.
+/// @return The cameras, by serial number; complete are those that install() would install
+///         whole into an empty directory.
 ZENTHO_API ListOutcome listSource(Source const& source, ProgressCallback const& progress) noexcept;
 
 } // namespace zel::store

@@ -180,6 +180,7 @@ struct ListOutcome {
 class ZENTHO_API DirectoryLock {
 public:
     DirectoryLock() noexcept;
+    /// Takes over what @p other holds.
     DirectoryLock(DirectoryLock&& other) noexcept;
     /// Gives up what it holds and takes over what @p other holds. @return This lock.
     DirectoryLock& operator=(DirectoryLock&& other) noexcept;

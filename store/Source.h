@@ -25,6 +25,7 @@ public:
     /// @return The source, or why the directory cannot be searched.
     static SourceOutcome open(std::string const& path, ProgressCallback const& progress) noexcept;
 
+    /// Takes over what @p other found.
     Source(Source&& other) noexcept;
     /// Takes over what @p other found. @return This source.
     Source& operator=(Source&& other) noexcept;
