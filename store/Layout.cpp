@@ -1,5 +1,6 @@
 #include "store/Layout.h"
 
+#include <algorithm>
 #include <charconv>
 #include <system_error>
 
@@ -50,7 +51,7 @@ std::optional<unsigned long> serialFrom(std::string_view digits) noexcept {
 
 bool isPlainName(std::string_view name) noexcept {
     return !name.empty() && name.size() <= longestName &&
-           name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
+           std::none_of(name.begin(), name.end(), [](char c) { return c == '/' || c == '\0'; });
 }
 
 } // namespace zel::store
