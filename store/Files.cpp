@@ -165,6 +165,13 @@ bool writeAll(int file, std::string_view text) noexcept {
     return true;
 }
 
+bool isFolder(Folder const& folder, char const* name) noexcept {
+    struct stat status {};
+    return retried([&] { return fstatat(folder.get(), name, &status, AT_SYMLINK_NOFOLLOW); }) ==
+               0 &&
+           S_ISDIR(status.st_mode);
+}
+
 void flush(Folder const& folder) {
     // EINVAL: a file system that writes folders at once, or cannot do better.
     if (retried([&] { return fsync(folder.get()); }) != 0 && errno != EINVAL)

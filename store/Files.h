@@ -113,6 +113,9 @@ auto retried(Call const& call) noexcept {
     return result;
 }
 
+/// @return Whether a folder stands at a name; a link to one is none.
+bool isFolder(Folder const& folder, char const* name) noexcept;
+
 /// Writes a folder's entries through to the medium. @throws Stop
 void flush(Folder const& folder);
 

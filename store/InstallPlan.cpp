@@ -180,6 +180,8 @@ private:
             return;
         requireNoFolder(name);
         m_plan.removedBefore.push_back(name);
+        m_plan.remarks.push_back(
+            {m_installed.pathOf(name), "Removed, since it belongs to another description:"});
     }
 
     bool agreesWithRecord(std::string const& name, RecordedFile const& file) const {

@@ -152,7 +152,7 @@ private:
         if (tell(plan, target))
             return;
         requireRoom(m_directory, plan);
-        requireMovable(target, touchedNames(plan));
+        requireMovable(target, touchedNames(plan), m_serial);
         Stage stage(target);
         Journal const journal = stageAll(stage, plan);
         stage.flushAll();

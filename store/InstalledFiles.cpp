@@ -32,9 +32,8 @@ void InstalledFiles::readOpenJournal(unsigned long serial) {
     m_journal = readJournalOf(m_target, serial).journal;
     m_stage = openStage(m_target);
     if (!m_journal || isLost(*m_journal)) {
-        // It cannot be completed: the description and the record are taken out.
+        // It cannot be completed: the description is taken out.
         m_names.erase(std::string(set::descriptionName(serial).view()));
-        m_recordIsOut = true;
         m_journal.reset();
         return;
     }

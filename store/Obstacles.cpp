@@ -86,7 +86,14 @@ void requireRoom(std::string const& directory, InstallPlan const& plan) {
     throw Stop{std::move(failure)};
 }
 
-void requireMovable(Target const& target, std::vector<std::string> const& names) {
+void requireMovable(Target const& target, std::vector<std::string> const& names,
+                    unsigned long serial) {
+    for (std::string const& name :
+         {recordName(serial), journalName(serial), besideName(journalName(serial))}) {
+        if (isFolder(target.hidden(), name.c_str()))
+            stop(FailureKind::inTheWay,
+                 "A folder stands in a file's place:", target.hidden().pathOf(name));
+    }
     struct statx const folder = statusOf(target.folder().get(), "");
     struct statx const hidden = statusOf(target.hidden().get(), "");
     if (folder.stx_mnt_id != hidden.stx_mnt_id)

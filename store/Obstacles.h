@@ -21,7 +21,10 @@ void requireRoom(std::string const& directory, InstallPlan const& plan);
 /// would leave a set that nobody can complete.
 /// @param target The directory with its hidden folder.
 /// @param names  The names that are going to be replaced or removed.
+/// @param serial Serial number of the camera: its record and its journal have to find their places,
+/// too.
 /// @throws Stop
-void requireMovable(Target const& target, std::vector<std::string> const& names);
+void requireMovable(Target const& target, std::vector<std::string> const& names,
+                    unsigned long serial);
 
 } // namespace zel::store

@@ -35,11 +35,14 @@ public:
         close();
     }
 
-    /// Ends a transaction that cannot be completed, without a description.
+    /// Ends a transaction that cannot be completed, without a description. Its record stays, or the
+    /// earlier one.
     void abandon() const {
         removeFile(m_target.folder(), descriptionName().c_str());
         flush(m_target.folder());
-        removeFile(m_target.hidden(), recordName(m_journal.serial).c_str());
+        // Something has to tell that there was a set: without a description, the record does.
+        if (m_journal.record)
+            putRecord();
         close();
     }
 
@@ -159,16 +162,21 @@ private:
 
     /// A set whose record is lost is as whole without one.
     void examineRecord() {
-        if (!m_journal.record || isStaged(*m_journal.record))
+        if (!m_journal.record)
+            return;
+        bool const isBlocked = isFolder(m_target.hidden(), m_journal.record->name.c_str());
+        if (isStaged(*m_journal.record) && !isBlocked)
             return;
         m_journal.removesRecord =
-            !isAt(m_target.hidden(), m_journal.record->name, *m_journal.record);
+            !isBlocked && !isAt(m_target.hidden(), m_journal.record->name, *m_journal.record);
         m_journal.record.reset();
     }
 
     bool needsMove(StagedFile const& file, Folder const& place) {
         bool const staged = isStaged(file);
-        bool const lost = !staged && !isAt(place, file.name, file);
+        // A folder that somebody put in its place keeps it from getting there.
+        bool const lost =
+            isFolder(place, file.name.c_str()) || (!staged && !isAt(place, file.name, file));
         m_whole = m_whole && !lost;
         m_files.push_back(
             {file.name, lost ? FileState::damaged : FileState::installed, file.size, {}, ""});

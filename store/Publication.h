@@ -23,8 +23,8 @@ void publish(Target const& target, Journal const& journal, std::function<void()>
 void carryOut(Target const& target, Journal const& journal);
 
 /// Completes a camera's open transaction from what is staged. When a staged file is gone or has
-/// other bytes, or the journal is damaged, the set cannot be completed: its description and its
-/// record are taken out, so that nobody takes it for complete, and the transaction is closed.
+/// other bytes, or the journal is damaged, the set cannot be completed: its description is
+/// taken out, so that nobody takes it for complete, and the transaction is closed.
 /// @param target The directory, locked.
 /// @param serial Serial number of the camera.
 /// @return What became of it. @throws Stop

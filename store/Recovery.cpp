@@ -24,12 +24,13 @@ bool hasLeftovers(Target const& target) {
 }
 
 void recover(Target const& target, RecoverOutcome& outcome) {
-    outcome.changed = hasLeftovers(target);
+    bool const hadLeftovers = hasLeftovers(target);
     for (unsigned long const serial : target.openTransactions()) {
         outcome.cameras.push_back(complete(target, serial));
         outcome.changed = true;
     }
     removeLeftovers(target);
+    outcome.changed = outcome.changed || hadLeftovers;
 }
 
 void tidyUp(Target& target) {

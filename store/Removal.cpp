@@ -8,6 +8,7 @@
 #include "store/Stop.h"
 #include "store/Target.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 #include <vector>
@@ -30,7 +31,7 @@ public:
         if (m_options.dryRun) {
             for (unsigned long const serial : target.openTransactions())
                 readJournalOf(target, serial);
-            m_outcome.changed = look(target) || isOpen;
+            m_outcome.changed = look(target) || target.isOpen(m_serial);
             return;
         }
         if (!isOpen && !look(target))
@@ -58,12 +59,12 @@ private:
         try {
             recover(target, recovered);
         } catch (Stop const&) {
-            m_outcome.changed = !recovered.cameras.empty();
+            m_outcome.changed = hasChanged(recovered);
             m_outcome.interrupted = true;
             throw;
         }
         m_outcome.remarks = remarksOn(recovered);
-        m_outcome.changed = !recovered.cameras.empty();
+        m_outcome.changed = hasChanged(recovered);
         if (!look(target))
             return;
         Journal journal;
@@ -71,9 +72,15 @@ private:
         journal.removesRecord = m_hasRecord;
         for (File const& file : m_outcome.files)
             journal.removedBefore.push_back(file.name);
-        requireMovable(target, journal.removedBefore);
+        requireMovable(target, journal.removedBefore, m_serial);
         publishOn(target, journal);
         m_reporter.fileDone();
+    }
+
+    /// @return Whether a recovery changed this camera's files; those of others were not asked for.
+    bool hasChanged(RecoverOutcome const& recovered) const {
+        return std::any_of(recovered.cameras.begin(), recovered.cameras.end(),
+                           [this](auto const& camera) { return camera.serial == m_serial; });
     }
 
     /// A full disk has no room for a journal, and a removal is what makes room. Without a journal,

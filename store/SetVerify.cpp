@@ -146,6 +146,16 @@ private:
     Reporter& m_reporter;
 };
 
+Failure noRecord(Target const& target, unsigned long serial) {
+    Failure failure;
+    failure.kind = FailureKind::noRecord;
+    failure.message = "There is no record of camera " + std::to_string(serial) + " in";
+    if (target.hasRecord(serial))
+        failure.message = "The record of camera " + std::to_string(serial) + " is damaged in";
+    failure.path = target.folder().path;
+    return failure;
+}
+
 } // namespace
 
 VerifyOutcome verifyAgainstRecord(Target const& target, unsigned long serial, Reporter& reporter) {
@@ -153,8 +163,7 @@ VerifyOutcome verifyAgainstRecord(Target const& target, unsigned long serial, Re
     bool const isOpen = lookSteadily(target, serial, [&](OpenedFile const& description) {
         SetLook look = readSet(target, serial, description);
         if (!look.record)
-            stop(FailureKind::noRecord, "There is no record of this camera in",
-                 target.folder().path);
+            throw Stop{noRecord(target, serial)};
         std::set<std::string> recorded;
         for (auto const& [name, file] : look.record->files)
             recorded.insert(name);

@@ -26,11 +26,7 @@ void removeEntries(Folder const& folder) {
     if (error != 0)
         stop("Cannot list", folder.path, error);
     for (std::string const& name : names) {
-        struct stat status {};
-        bool const isFolder =
-            fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-            S_ISDIR(status.st_mode);
-        if (isFolder)
+        if (isFolder(folder, name.c_str()))
             removeFolder(folder, name.c_str());
         else
             removeFile(folder, name.c_str());

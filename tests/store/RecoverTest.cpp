@@ -118,8 +118,9 @@ TEST_F(StoreRecover, IsDoneByTheNextInstallation) {
 }
 
 TEST_F(StoreRecover, IsDoneByTheNextRemoval) {
-    EXPECT_EQ(seen(store.remove(8, {}, {})),
-              "changed, not complete\nremark: An interrupted change of camera 7 was completed. \n");
+    EXPECT_EQ(
+        seen(store.remove(8, {}, {})),
+        "unchanged, not complete\nremark: An interrupted change of camera 7 was completed. \n");
     expectVersion2();
 }
 

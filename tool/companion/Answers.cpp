@@ -162,4 +162,14 @@ std::string listed(std::vector<unsigned long> const& serials) {
     return text;
 }
 
+Failure failureOfChange(zel::store::InstallOutcome const& outcome, Options const& options) {
+    Failure failure = failureOf(*outcome.failure, options);
+    auto const kind = outcome.failure->kind;
+    bool const canBeCompleted =
+        kind == zel::store::FailureKind::system || kind == zel::store::FailureKind::noMemory;
+    if (outcome.interrupted && canBeCompleted)
+        failure.hint = howToRecover(options.directory);
+    return failure;
+}
+
 } // namespace companion

@@ -42,4 +42,7 @@ void addFailure(Result& result, Failure failure);
 /// @return Several serial numbers: "7, 8 and 9".
 std::string listed(std::vector<unsigned long> const& serials);
 
+/// @return Why a change of a set failed. When it can be completed, the hint says how.
+Failure failureOfChange(zel::store::InstallOutcome const& outcome, Options const& options);
+
 } // namespace companion

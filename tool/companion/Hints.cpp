@@ -5,6 +5,7 @@
 #include "util/DefaultDirectories.h"
 
 #include <cerrno>
+#include <cstdlib>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -29,10 +30,12 @@ std::string parentOf(std::string path) {
     return path.substr(0, slash == 0 ? 1 : slash);
 }
 
-/// @return Whether root alone can change the directory, or make it.
+/// @return Whether root alone can change the directory, or make it. Who became root with sudo
+/// pastes a
+///         hint into the shell of an ordinary user.
 bool needsRoot(std::string directory) {
     if (isRoot())
-        return false;
+        return std::getenv("SUDO_UID") != nullptr;
     while (faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
         if (errno != ENOENT)
             return errno == EACCES || errno == EPERM;
@@ -42,6 +45,12 @@ bool needsRoot(std::string directory) {
         directory.swap(parent);
     }
     return false;
+}
+
+/// @return Whether a sub-command changes what is installed.
+bool changesSets(std::string const& command) {
+    return command == "install" || command == "remove" || command == "recover" ||
+           command == "download";
 }
 
 /// @return A command that changes the directory, as this person has to run it.
@@ -66,13 +75,16 @@ std::string again(Options const& options, Words const& added) {
     words.insert(words.begin(), "zentho-cali");
     auto const afterName = words.begin() + (words.size() > 1 ? 2 : 1);
     words.insert(afterName, added.begin(), added.end());
-    return commandLine(words);
+    bool const changes = !options.dryRun && words.size() > 1 && changesSets(words[1]);
+    return changes ? changing(options.directory, words) : commandLine(words);
 }
 
 Hint asRoot(Options const& options) {
     if (isRoot())
         return {};
-    return {"Root may do this:", {"sudo " + again(options, {})}};
+    Words words = options.words;
+    words.insert(words.begin(), {"sudo", "zentho-cali"});
+    return {"Root may do this:", {commandLine(words)}};
 }
 
 Hint howToMakeDirectory(std::string const& directory) {

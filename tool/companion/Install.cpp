@@ -94,9 +94,7 @@ void tellShortcomings(unsigned long serial, InstallOutcome const& outcome, Optio
 void tellFailure(InstallOutcome const& outcome, Options const& options, Json& members,
                  Result& result) {
     addRemarks(outcome.remarks, members["problems"], result);
-    addFailure(result, failureOf(*outcome.failure, options));
-    if (outcome.interrupted)
-        addHint(result, howToRecover(options.directory));
+    addFailure(result, failureOfChange(outcome, options));
 }
 
 void tell(unsigned long serial, Source const& source, InstallOutcome const& outcome,

@@ -43,9 +43,7 @@ Result run(Options const& options, Terminal const& terminal) {
     if (outcome.failure) { // what was planned by then became of no file
         result.members["files"] = Json::array();
         addRemarks(outcome.remarks, result.members["problems"] = Json::array(), result);
-        addFailure(result, failureOf(*outcome.failure, options));
-        if (outcome.interrupted)
-            addHint(result, howToRecover(options.directory));
+        addFailure(result, failureOfChange(outcome, options));
         return result;
     }
     result.members["files"] = fileMembers(outcome.files);
