@@ -180,8 +180,6 @@ private:
             return;
         requireNoFolder(name);
         m_plan.removedBefore.push_back(name);
-        m_plan.remarks.push_back(
-            {m_installed.pathOf(name), "Removed, since it belongs to another description:"});
     }
 
     bool agreesWithRecord(std::string const& name, RecordedFile const& file) const {
@@ -263,6 +261,9 @@ private:
             refuseAll();
             return;
         }
+        for (std::string const& name : m_plan.removedBefore)
+            m_plan.remarks.push_back(
+                {m_installed.pathOf(name), "Removed, since it belongs to another description:"});
         m_plan.complete = !m_lacks;
         m_plan.recordDiffers = recordDiffers();
     }

@@ -172,9 +172,10 @@ TEST_F(StoreInstall, NeverCompletesANewDescriptionWithOldData) {
     fs::remove(stick + "/" + curve);
     EXPECT_EQ(seen(install(7)), "unchanged, not complete\n" + curve + ": missing\nholds 7\n");
     EXPECT_EQ(installed(data), "1 " + data);
-    EXPECT_EQ(seen(install(7, partial())), "changed, not complete\n" + data + ": replaced\n" +
-                                               description + ": replaced\n" + curve +
-                                               ": missing\nholds 7\n");
+    EXPECT_EQ(seen(install(7, partial())),
+              "changed, not complete\n" + data + ": replaced\n" + description + ": replaced\n" +
+                  curve + ": missing\nremark: Removed, since it belongs to another description: " +
+                  cali + "/" + curve + "\nholds 7\n");
     EXPECT_FALSE(fs::exists(cali + "/" + curve));
     EXPECT_EQ(check(7), "not complete\n" + curve + ": missing\n");
 }
