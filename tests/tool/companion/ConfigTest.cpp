@@ -358,3 +358,7 @@ TEST_F(CompanionConfig, AnswersInJsonAlsoOnFailure) {
               "  }\n"
               "}\n");
 }
+
+TEST_F(CompanionConfig, RefusesARangeOfBlanks) {
+    EXPECT_EQ(ask({"config", "14080045", "--range", "  ", "-t", "cali"}).exitStatus, 2);
+}

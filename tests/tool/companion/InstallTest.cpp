@@ -432,3 +432,10 @@ TEST_F(CompanionInstall, SaysOnceForWhomItWaits) {
         exited(0, said("Waiting for process 4711, which changes cali.") + said("Interrupted"), ""));
     close(lock);
 }
+
+TEST_F(CompanionInstall, OfAllCamerasOfASourceThatIsMissingFails) {
+    auto const outcome = ask({"install", "--all", "-s", "nowhere", "-t", "cali"});
+    EXPECT_EQ(outcome.exitStatus, 3);
+    EXPECT_NE(outcome.standardError.find("Cannot use the source nowhere"), std::string::npos)
+        << outcome.standardError;
+}

@@ -1,5 +1,7 @@
 #include "tests/tool/companion/Companion.h"
 
+#include <filesystem>
+
 #include "tests/support/Camera.h"
 
 namespace {
@@ -257,4 +259,20 @@ TEST_F(CompanionOptics, AnswersInJsonWithoutADescription) {
                                                      "    }\n"
                                                      "  ]\n"
                                                      "}\n");
+}
+
+TEST_F(CompanionOptics, FailsForAPathThatProgramsCannotUse) {
+    std::string const longPath = "cali/" + std::string(200, 'l') + "/" + std::string(200, 'l');
+    std::filesystem::create_directories(root.path() + "/" + longPath);
+    EXPECT_EQ(ask({"optics", "7", "-t", longPath}).exitStatus, 3);
+    support::writeFile(root.path() + "/file", "");
+    EXPECT_EQ(ask({"optics", "7", "-t", "file"}).exitStatus, 3);
+}
+
+TEST_F(CompanionOptics, SaysThatAFolderIsNoDescription) {
+    std::filesystem::create_directories(cali + "/Cali-7.xml");
+    auto const outcome = ask({"optics", "7", "-t", "cali"});
+    EXPECT_NE(outcome.exitStatus, 0);
+    EXPECT_NE(outcome.standardError.find("cali/Cali-7.xml"), std::string::npos)
+        << outcome.standardError;
 }

@@ -107,3 +107,13 @@ TEST_F(CompanionRecover, AnswersInJsonWithNothing) {
                                                  "  \"cameras\": []\n"
                                                  "}\n");
 }
+
+TEST_F(CompanionRecover, LeavesTheJournalOfALaterVersionAlone) {
+    support::writeFile(cali + "/.zentho-cali/7.journal", "zentho-cali journal 2\n");
+    auto const outcome = ask({"recover", "-t", "cali"});
+    EXPECT_EQ(outcome.exitStatus, 3);
+    EXPECT_NE(outcome.standardError.find("A later version of zentho-cali has to complete"),
+              std::string::npos)
+        << outcome.standardError;
+    EXPECT_TRUE(fs::exists(cali + "/.zentho-cali/7.journal"));
+}

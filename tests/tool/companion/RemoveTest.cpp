@@ -103,3 +103,13 @@ TEST_F(CompanionRemove, AnswersInJsonAlsoOnFailure) {
         << answer;
     EXPECT_NE(answer.find("  \"error\": {\n"), std::string::npos) << answer;
 }
+
+TEST_F(CompanionRemove, RefusesAFolderInAFilesPlace) {
+    fs::create_directory(cali + "/Cali-7-folder.dat");
+    auto const outcome = ask({"remove", "7", "-t", "cali"});
+    EXPECT_EQ(outcome.exitStatus, 3);
+    EXPECT_NE(
+        outcome.standardError.find("A folder stands in a file's place: cali/Cali-7-folder.dat"),
+        std::string::npos)
+        << outcome.standardError;
+}

@@ -1,0 +1,85 @@
+// Hints for people with different rights, without a program in between.
+#include "tool/companion/Hints.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include <unistd.h>
+
+namespace {
+
+using companion::Hint;
+using companion::Options;
+using Words = std::vector<std::string>;
+
+/// Gives up root's rights for a while.
+class OrdinaryUser {
+public:
+    OrdinaryUser() { EXPECT_EQ(seteuid(getuid() == 0 ? 65534 : getuid()), 0); }
+    ~OrdinaryUser() { EXPECT_EQ(seteuid(getuid()), 0); }
+    OrdinaryUser(OrdinaryUser const&) = delete;
+    OrdinaryUser& operator=(OrdinaryUser const&) = delete;
+};
+
+Options optionsOf(Words const& words) {
+    Options options;
+    options.words = words;
+    options.directory = "/usr/none/at/all";
+    return options;
+}
+
+Words recoverIn(std::string const& directory) {
+    return companion::howToRecover(directory).commands;
+}
+
+} // namespace
+
+TEST(CompanionHints, PutSudoInFrontWhereRootAloneMayWrite) {
+    OrdinaryUser const user;
+    EXPECT_EQ(recoverIn("/usr/none/at/all"),
+              (Words{"sudo zentho-cali recover -t /usr/none/at/all"}));
+    EXPECT_EQ(recoverIn("/usr//"), (Words{"sudo zentho-cali recover -t /usr//"}));
+    EXPECT_EQ(recoverIn("/"), (Words{"sudo zentho-cali recover -t /"}));
+    EXPECT_EQ(recoverIn("/none"), (Words{"sudo zentho-cali recover -t /none"}));
+}
+
+TEST(CompanionHints, NeedNoSudoWhereEverybodyMayWriteAndWhereItDoesNotHelp) {
+    OrdinaryUser const user;
+    EXPECT_EQ(recoverIn("/tmp/none/at/all"), (Words{"zentho-cali recover -t /tmp/none/at/all"}));
+    EXPECT_EQ(recoverIn("/etc/passwd/none"), (Words{"zentho-cali recover -t /etc/passwd/none"}));
+}
+
+TEST(CompanionHints, LookFromTheWorkingDirectoryOn) {
+    ASSERT_EQ(chdir("/usr"), 0);
+    OrdinaryUser const user;
+    EXPECT_EQ(recoverIn("none"), (Words{"sudo zentho-cali recover -t none"}));
+    ASSERT_EQ(chdir("/tmp"), 0);
+    EXPECT_EQ(recoverIn("none"), (Words{"zentho-cali recover -t none"}));
+}
+
+TEST(CompanionHints, NameTheCommandAgainAsThisPersonHasToRunIt) {
+    OrdinaryUser const user;
+    EXPECT_EQ(companion::again(optionsOf({"install", "7"}), {"--partial"}),
+              "sudo zentho-cali install --partial 7");
+    EXPECT_EQ(companion::again(optionsOf({"verify", "7"}), {"-s", "SOURCE"}),
+              "zentho-cali verify -s SOURCE 7");
+    EXPECT_EQ(companion::asRoot(optionsOf({"remove", "7"})).commands,
+              (Words{"sudo zentho-cali remove 7"}));
+}
+
+TEST(CompanionHints, OfRootNeedNoSudoUnlessItCameBySudo) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "an ordinary user runs the tests";
+    unsetenv("SUDO_UID");
+    EXPECT_EQ(recoverIn("/usr"), (Words{"zentho-cali recover -t /usr"}));
+    EXPECT_TRUE(companion::asRoot(optionsOf({"install"})).commands.empty());
+    setenv("SUDO_UID", "1000", 1);
+    EXPECT_EQ(recoverIn("/usr"), (Words{"sudo zentho-cali recover -t /usr"}));
+}
+
+TEST(CompanionHints, MakeADirectoryWhoseNameBeginsWithAHyphen) {
+    ASSERT_EQ(chdir("/tmp"), 0);
+    EXPECT_EQ(companion::howToMakeDirectory("-x").commands.at(0).find("mkdir -p -- -x"),
+              companion::howToMakeDirectory("-x").commands.at(0).size() - 14);
+}
