@@ -65,7 +65,7 @@ public:
     }
     ~WorkingDirectory() {
         if (!m_before.valid() || fchdir(m_before.get()) != 0)
-            return; // whoever removed it needs it no more
+            return; // GCOVR_EXCL_LINE: only when the directory was removed meanwhile
     }
     WorkingDirectory(WorkingDirectory const&) = delete;
     WorkingDirectory& operator=(WorkingDirectory const&) = delete;

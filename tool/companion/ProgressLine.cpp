@@ -5,6 +5,7 @@
 
 #include "store/Files.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -23,22 +24,10 @@ constexpr std::chrono::milliseconds patience(500);
 constexpr std::chrono::milliseconds pause(100);
 
 char const* wordFor(Phase phase) {
-    switch (phase) {
-    case Phase::searching:
-        return "Searching";
-    case Phase::comparing:
-        return "Comparing";
-    case Phase::waiting:
-        return "Waiting";
-    case Phase::copying:
-        return "Copying";
-    case Phase::readingBack:
-        return "Reading back";
-    case Phase::sourceNotNeeded:
-    case Phase::publishing:
-        break;
-    }
-    return "Publishing";
+    constexpr std::array<char const*, 7> words{"Searching",    "Comparing",  "Waiting",   "Copying",
+                                               "Reading back", "Publishing", "Publishing"};
+    static_assert(words.size() == static_cast<std::size_t>(Phase::publishing) + 1);
+    return words.at(static_cast<std::size_t>(phase));
 }
 
 std::string megabytes(double bytes) {
@@ -109,9 +98,8 @@ std::string ProgressLine::line(Progress const& progress, Clock::time_point now) 
     auto const done = static_cast<double>(progress.bytes);
     auto const all = static_cast<double>(progress.allBytes);
     text += ", " + counted(megabytes(done), all > 0 ? megabytes(all) : "", "MB");
-    double const seconds = std::chrono::duration<double>(now - m_phaseStart).count();
-    if (seconds <= 0)
-        return text;
+    std::chrono::duration<double> const spent = now - m_phaseStart;
+    double const seconds = std::max(spent.count(), 1e-3);
     text += ", " + megabytes(done / seconds) + " MB/s";
     if (all > done)
         text += ", " + std::to_string(std::lround(seconds * (all - done) / done)) + " s left";

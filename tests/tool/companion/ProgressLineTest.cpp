@@ -57,3 +57,14 @@ TEST_F(CompanionProgressLine, ShowsNothingWithoutATerminal) {
     auto const seen = onTerminal({"NO_COLOR=1"}, slowInstall + " 2> errors; cat -A errors");
     EXPECT_EQ(seen.find("^M"), std::string::npos) << seen;
 }
+
+TEST_F(CompanionProgressLine, SaysThatItWaits) {
+    support::writeSmallSet(root.path() + "/usb", 8);
+    std::string const holder = "env ASAN_OPTIONS=detect_leaks=0 strace -f -qq -o /dev/null"
+                               " -e inject=syncfs:delay_enter=4000000 " +
+                               install + " > /dev/null 2>&1 &";
+    auto const seen =
+        onTerminal({"NO_COLOR=1"}, holder + " until [ -e cali/.zentho-cali/stage ]; do sleep 0.1; "
+                                            "done; $program install 8 -s usb -t cali; wait");
+    EXPECT_NE(seen.find("\rWaiting"), std::string::npos) << seen;
+}

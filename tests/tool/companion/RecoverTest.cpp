@@ -117,3 +117,21 @@ TEST_F(CompanionRecover, LeavesTheJournalOfALaterVersionAlone) {
         << outcome.standardError;
     EXPECT_TRUE(fs::exists(cali + "/.zentho-cali/7.journal"));
 }
+
+TEST_F(CompanionRecover, IsDoneByADownloadWhichSaysSo) {
+    interruptAt(2);
+    auto const outcome = ask({"download", "7", "-t", "cali"});
+    EXPECT_EQ(outcome.exitStatus, 0) << outcome.standardError;
+    EXPECT_NE(outcome.standardError.find("What was interrupted for camera 7 is completed."),
+              std::string::npos)
+        << outcome.standardError;
+}
+
+TEST_F(CompanionRecover, IsHintedAtOnceForSeveralCameras) {
+    support::writeFile(cali + "/.zentho-cali/7.journal", "interrupted");
+    support::writeFile(cali + "/.zentho-cali/8.journal", "interrupted");
+    std::string const said = ask({"check", "-t", "cali"}).standardError;
+    auto const first = said.find("zentho-cali recover -t cali");
+    EXPECT_NE(first, std::string::npos) << said;
+    EXPECT_EQ(said.find("zentho-cali recover -t cali", first + 1), std::string::npos) << said;
+}

@@ -1,8 +1,10 @@
 #include "tests/tool/companion/Companion.h"
 
-#include "tests/support/Namespace.h"
 #include "tests/support/SmallSet.h"
 
+#include "tests/support/Namespace.h"
+
+#include <csignal>
 #include <filesystem>
 
 #include <sys/stat.h>
@@ -346,4 +348,16 @@ TEST_F(CompanionVerify, EscapesControlCharactersOfAFileName) {
     writeFile(usb + "/Cali-7-\033[2J\n.dat", "other");
     EXPECT_EQ(ask({"verify", "7", "-s", "usb", "-t", "cali"}).standardOutput,
               "Cali-7-\\x1b[2J\\n.dat: missing here\n" + states("same", "same"));
+}
+
+TEST_F(CompanionVerify, OfAllCamerasEndsAtTheFirstInterruption) {
+    support::writeSmallSet(root.path() + "/usb", 7);
+    support::writeSmallSet(root.path() + "/usb", 8);
+    ASSERT_EQ(ask({"install", "--all", "-s", "usb", "-t", "cali"}).exitStatus, 0);
+    auto const outcome = support::run({"env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-f", "-qq",
+                                       "-o", "/dev/null", "-e", "inject=pread64:signal=INT:when=1",
+                                       companiontest::program, "verify", "-t", "cali"},
+                                      root.path());
+    EXPECT_EQ(outcome.signal, SIGINT) << outcome.standardError;
+    EXPECT_EQ(outcome.standardOutput.find("Cali-8"), std::string::npos) << outcome.standardOutput;
 }
