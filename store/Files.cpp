@@ -191,9 +191,10 @@ bool removeFile(Folder const& folder, char const* name) {
     return false;
 }
 
-void moveFile(Folder const& from, std::string const& name, Folder const& to,
+void moveFile(Folder const& from, std::string const& oldName, Folder const& to,
               std::string const& newName) {
-    if (retried([&] { return renameat(from.get(), name.c_str(), to.get(), newName.c_str()); }) != 0)
+    if (retried([&] { return renameat(from.get(), oldName.c_str(), to.get(), newName.c_str()); }) !=
+        0)
         stop("Cannot write", to.pathOf(newName), errno);
 }
 

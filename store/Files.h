@@ -127,7 +127,7 @@ void flushFile(int file, std::string const& path);
 bool removeFile(Folder const& folder, char const* name);
 
 /// Moves a file, in one step, over whatever file is there. @throws Stop
-void moveFile(Folder const& from, std::string const& name, Folder const& to,
+void moveFile(Folder const& from, std::string const& oldName, Folder const& to,
               std::string const& newName);
 
 /// The mode of files that everybody may read, and of folders that everybody may search.

@@ -81,15 +81,15 @@ private:
     void putRecord() const {
         if (!m_journal.record && !m_journal.removesRecord)
             return;
-        std::string const name = recordName(m_journal.serial);
+        std::string const record = recordName(m_journal.serial);
         if (m_journal.record) {
             // Later than every change of the files that it records, so that a change after it
             // shows.
             std::string const number = std::to_string(m_journal.record->number);
             utimensat(m_stage.get(), number.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
-            moveFile(m_stage, number, m_target.hidden(), name);
+            moveFile(m_stage, number, m_target.hidden(), record);
         } else {
-            removeFile(m_target.hidden(), name.c_str());
+            removeFile(m_target.hidden(), record.c_str());
         }
         flush(m_target.hidden());
     }
