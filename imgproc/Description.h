@@ -33,6 +33,10 @@ struct DescriptionOutcome {
     bool isClosed = false; ///< the root element's closing tag is there: the file was not cut off
 };
 
+/// The largest description that a program should read from outside, in bytes: a thousand times the
+/// usual size. A hostile one can take 30 times its size in memory.
+constexpr std::size_t largestDescription = std::size_t{64} * 1024 * 1024;
+
 /// Reads a description. Changes nothing outside: no log, no locale, no directory. Safe from several
 /// threads, each with a descriptor of its own.
 /// @param file      The open description, read from its current offset. What is not a regular file

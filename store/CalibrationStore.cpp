@@ -1,5 +1,6 @@
 #include "store/CalibrationStore.h"
 
+#include "sdk/set/FileKinds.h"
 #include "store/Installation.h"
 #include "store/Layout.h"
 #include "store/Lock.h"
@@ -20,13 +21,14 @@ namespace zel::store {
 
 namespace {
 
-/// Files are named by serial numbers; others would leave files behind that nobody recognises.
+/// The store's file names contain the serial number. A journal with an invalid one in its name
+/// would never be found again.
 void requireSerial(unsigned long serial) {
-    if (!isSerial(serial))
+    if (!set::isSerial(serial))
         stop("There is no camera of this serial number:", std::to_string(serial), EINVAL);
 }
 
-/// Runs a change, and says how it ended.
+/// Runs an operation that changes the directory, and fills in how it ended.
 template <class Body>
 InstallOutcome changed(ProgressCallback const& progress, Body const& body) noexcept {
     InstallOutcome outcome;
@@ -37,7 +39,7 @@ InstallOutcome changed(ProgressCallback const& progress, Body const& body) noexc
     outcome.cancelledTooLate = reporter.cancelledTooLate();
     if (!outcome.failure)
         return outcome;
-    // What was planned did not happen.
+    // These are the planned states, and the plan was not carried out.
     outcome.complete = false;
     outcome.files.clear();
     return outcome;
@@ -45,7 +47,7 @@ InstallOutcome changed(ProgressCallback const& progress, Body const& body) noexc
 
 } // namespace
 
-/// What a lock holds.
+/// The directory and the lock on it.
 class DirectoryLock::Held {
 public:
     Held(std::string const& directory, bool wait, Reporter& reporter)

@@ -13,14 +13,14 @@ namespace zel::store {
 
 namespace {
 
-/// Finds the name that a file is to have.
+/// Finds the name under which a file would be installed.
 class Spelling {
 public:
     explicit Spelling(std::vector<std::string> const& asked) : m_asked(asked.begin(), asked.end()) {
         for (std::string const& name : asked) {
             auto const [place, isNew] = m_byLetters.emplace(set::inLowerCase(name), name);
             if (!isNew)
-                place->second.clear(); // two names that only their letters tell apart
+                place->second.clear(); // two names that differ in case only
         }
     }
 

@@ -1,5 +1,5 @@
 /// @file
-/// The files of a source that are to have one name.
+/// Files of a source that would be installed under the same name.
 #pragma once
 
 #include "store/SourceSums.h"
@@ -12,14 +12,14 @@
 
 namespace zel::store {
 
-/// The files of a source that are to have one name.
+/// Files of a source that would be installed under the same name.
 struct Copies {
     std::vector<SourceFile const*> files; ///< sorted by path; not empty
     bool isRespelt = false;               ///< they have other letters than the name
 };
 
-/// A camera's files of a source, by the names that they are to have. Letter case decides nothing: a
-/// file with exactly the right name goes before one with other letters, and takes its place.
+/// A camera's files in a source, by the names under which they would be installed. Letter case is
+/// ignored, but a file with exactly the right name is preferred to those that differ in case.
 class CopiesByName {
 public:
     /// @param files The camera's files.
@@ -30,7 +30,7 @@ public:
     std::map<std::string, Copies> const& all() const noexcept { return m_copies; }
     /// @return The copies of a name; null without any.
     Copies const* find(std::string const& name) const noexcept;
-    /// @return Files that another one with exactly the right name displaces.
+    /// @return Files that are ignored because another one has exactly the right name.
     std::vector<SourceFile const*> const& displaced() const noexcept { return m_displaced; }
 
 private:
@@ -40,7 +40,7 @@ private:
     std::vector<SourceFile const*> m_displaced;
 };
 
-/// What the copies of one name are.
+/// What is known of the copies of one name.
 struct CopiesLook {
     bool differ = false;          ///< they have different bytes
     std::string contradictedPath; ///< one that a sum beside it contradicts; empty without one
@@ -48,8 +48,8 @@ struct CopiesLook {
     std::optional<Digest> digest; ///< sum of the first, if it had to be read
 };
 
-/// Looks at the copies of one name. Their bytes are read only where they can tell something: when
-/// there are several, and when there is a sum beside one.
+/// Looks at the copies of one name. Their contents are read only if there are several, or if a
+/// SHA256SUMS file lists one of them.
 /// @param reporter Told of the bytes.
 /// @throws Stop when one cannot be read
 CopiesLook lookAtCopies(SourceTree const& tree, Copies const& copies, SourceSums& sums,

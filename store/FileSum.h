@@ -1,5 +1,5 @@
 /// @file
-/// Size and sum of a file.
+/// Reading, hashing and comparing whole files.
 #pragma once
 
 #include "store/Files.h"
@@ -14,15 +14,15 @@ namespace zel::store {
 /// Reads every byte of a file.
 /// @param file     The open file.
 /// @param path     Its path, for messages.
-/// @param reporter Told of the bytes.
-/// @return Its size and the sum of its bytes. @throws Stop when it cannot be read
+/// @param reporter Told how many bytes were read.
+/// @return Its size and its hash. @throws Stop if it cannot be read
 RecordedFile readSum(OpenedFile const& file, std::string const& path, Reporter& reporter);
 
-/// Compares two files, and adds up their bytes while they are the same.
+/// Compares two files, and computes their common hash on the way.
 /// @param left, right        The open files.
 /// @param leftPath, rightPath Their paths, for messages.
 /// @param reporter           Told of the bytes.
-/// @return The sum of both; nothing when they differ. @throws Stop when one cannot be read
+/// @return The hash of both, or nothing if they differ. @throws Stop if one cannot be read
 std::optional<Digest> sumIfSame(OpenedFile const& left, std::string const& leftPath,
                                 OpenedFile const& right, std::string const& rightPath,
                                 Reporter& reporter);

@@ -27,8 +27,8 @@ bool isDotEntry(std::string_view name) noexcept {
     return name == "." || name == "..";
 }
 
-/// Saves a second system call for nearly every file. An access control list that shuts out one
-/// person from a file that everybody may read goes unnoticed.
+/// Saves a second system call for nearly every file. It does not see an access control list that
+/// denies one user a file that its mode lets everybody read.
 bool isSurelyReadable(struct stat const& status) noexcept {
     constexpr mode_t everybody = S_IRUSR | S_IRGRP | S_IROTH;
     return (status.st_mode & everybody) == everybody ||
@@ -63,14 +63,14 @@ Folder openFolder(std::string const& path) {
 
 int forEachEntry(int folder,
                  std::function<void(char const* name, unsigned char type)> const& visit) {
-    // A description of its own: it starts at the first entry, and is closed with the list.
+    // fdopendir() takes over the descriptor and its offset, so it gets one of its own.
     FileDescriptor own(
         retried([&] { return openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     if (!own.valid())
         return errno;
     Entries const entries(fdopendir(own.get()));
     if (entries == nullptr && errno == ENOMEM)
-        throw std::bad_alloc(); // says nothing of the folder
+        throw std::bad_alloc(); // the folder itself may be fine
     if (entries == nullptr)
         return errno;
     own.release();
@@ -173,7 +173,7 @@ bool isFolder(Folder const& folder, char const* name) noexcept {
 }
 
 void flush(Folder const& folder) {
-    // EINVAL: a file system that writes folders at once, or cannot do better.
+    // EINVAL: the file system does not support this for folders.
     if (retried([&] { return fsync(folder.get()); }) != 0 && errno != EINVAL)
         stop("Cannot write through to the medium", folder.path, errno);
 }
@@ -238,7 +238,7 @@ void giveMode(int file, mode_t mode, std::string const& path) {
     struct stat status {};
     if (retried([&] { return fstat(file, &status); }) == 0 && (status.st_mode & 07777U) == mode)
         return;
-    // EPERM: a file system without modes, such as that of most sticks.
+    // EPERM: the file system has no modes, like that of most sticks.
     if (retried([&] { return fchmod(file, mode); }) != 0 && errno != EPERM)
         stop("Cannot give rights to", path, errno);
 }

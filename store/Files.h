@@ -17,7 +17,7 @@
 
 namespace zel::store {
 
-/// An open folder with the path that messages show.
+/// An open folder, with its path for messages.
 struct Folder {
     FileDescriptor descriptor; ///< the open folder
     std::string path;          ///< its path
@@ -63,16 +63,15 @@ struct OpenedFile {
     std::uint64_t size() const noexcept { return static_cast<std::uint64_t>(status.st_size); }
 };
 
-/// Opens a regular file for reading; links are followed.
+/// Opens a regular file for reading, following links.
 OpenedFile openRegular(int folder, char const* path) noexcept;
 
 /// Reads a file piece by piece into a buffer of its own.
 class Pieces {
 public:
     /// @param file An open file.
-    /// @param size Its size; what is added to it later is not read. 0 says nothing: the kernel's
-    /// own
-    ///             files have it, too.
+    /// @param size Its size. Bytes that are appended later are not read. 0 means that the size is
+    ///             not known, as for the kernel's own files.
     /// @throws std::bad_alloc
     Pieces(int file, std::uint64_t size);
 
@@ -113,7 +112,7 @@ auto retried(Call const& call) noexcept {
     return result;
 }
 
-/// @return Whether a folder stands at a name; a link to one is none.
+/// @return Whether a name is that of a folder. A symbolic link to a folder does not count.
 bool isFolder(Folder const& folder, char const* name) noexcept;
 
 /// Writes a folder's entries through to the medium. @throws Stop
@@ -122,7 +121,7 @@ void flush(Folder const& folder);
 /// Writes a file through to the medium. @throws Stop
 void flushFile(int file, std::string const& path);
 
-/// Removes a file of a folder; one that is not there is fine.
+/// Removes a file from a folder. It is no error if there is none.
 /// @return Whether there was one. @throws Stop
 bool removeFile(Folder const& folder, char const* name);
 
@@ -134,22 +133,24 @@ void moveFile(Folder const& from, std::string const& oldName, Folder const& to,
 constexpr mode_t publicFile = 0644;
 constexpr mode_t publicFolder = 0755;
 
-/// Gives a file or folder a mode, whatever the umask; not on a file system that has none.
+/// Sets the mode of a file or folder, regardless of the umask. File systems without modes are left
+/// as they are.
 /// @param path Its path, for messages. @throws Stop
 void giveMode(int file, mode_t mode, std::string const& path);
 
 /// Makes a new file of mode 0644, whatever the umask. @throws Stop, also when there is one.
 FileDescriptor createFile(Folder const& folder, std::string const& name);
 
-/// @return Name of the new file beside a file that is about to be replaced. @throws std::bad_alloc
+/// @return Name of the temporary file that is going to replace a file. @throws std::bad_alloc
 std::string besideName(std::string const& name);
 
-/// @return The name that besideName() made this of; nothing when it made none such.
+/// @return The name that was given to besideName(), or nothing if this is not a name made by it.
 std::optional<std::string_view> besideWhat(std::string_view name) noexcept;
 
-/// Writes a small file of mode 0644 through to the medium, beside the file that it is to replace.
+/// Writes a small temporary file of mode 0644, next to the file that it is going to replace, and
+/// flushes it to disk.
 /// @param name Name of the file that is to be replaced.
-/// @throws Stop; no file beside it is left then, where that can be helped.
+/// @throws Stop; the temporary file is removed then, if possible.
 void writeBeside(Folder const& folder, std::string const& name, std::string_view text);
 
 } // namespace zel::store

@@ -45,7 +45,7 @@ private:
         if (found == nullptr) {
             m_lacks = true;
             m_plan.files.push_back({m_descriptionName, FileState::missing, 0, {}, ""});
-            // New data under an old description could pass for one set.
+            // New data with an old description could be taken for one set.
             return m_options.partial && m_installed.placeOf(m_descriptionName) == Place::nothing;
         }
         CopiesLook const look = lookAtCopies(m_tree, *found, m_sums, m_reporter);
@@ -55,7 +55,7 @@ private:
         OpenedFile const opened = m_tree.open(path);
         if (opened.error != 0)
             stop("Cannot read", m_tree.shownPath(path), opened.error);
-        // Before it is read: should it change meanwhile, the staged one has another sum.
+        // Hashed before it is parsed: if it changes in between, the staged copy has another hash.
         Digest const digest = readSum(opened, m_tree.shownPath(path), m_reporter).digest;
         auto description = readSetDescription(opened.file, m_tree.shownPath(path), m_serial);
         if (!description.description) {
@@ -114,9 +114,8 @@ private:
         m_plan.description = std::move(file);
     }
 
-    /// @return The sum of the installed file when it is a file of the same bytes; nothing
-    /// otherwise.
-    ///         One that cannot be read has to be replaced.
+    /// @return The hash of the installed file if it equals the source's, otherwise nothing. An
+    ///         installed file that cannot be read counts as different: it has to be replaced.
     std::optional<Digest> sumIfInstalled(std::string const& name, Copies const& copies,
                                          CopiesLook const& look) {
         if (m_installed.placeOf(name) != Place::file)
@@ -129,7 +128,7 @@ private:
         if (held.error != 0)
             stop("Cannot read", m_tree.shownPath(path), held.error);
         try {
-            // Adding up takes most of the time of an installation that has nothing to do.
+            // Hashing takes most of the time of an installation that has nothing to do.
             auto const recorded = m_installed.recordedSince(name, installed);
             if (recorded) {
                 bool const same = haveSameBytes(held, m_tree.shownPath(path), installed,
@@ -145,9 +144,7 @@ private:
         }
     }
 
-    /// @return Size and sum of an installed file; nothing when it has another size, or cannot be
-    /// read
-    ///         and so has to be replaced.
+    /// @return Size and hash of an installed file, or nothing if it cannot be read.
     std::optional<RecordedFile> readInstalled(std::string const& name) {
         OpenedFile const opened = m_installed.open(name);
         if (opened.error != 0)
@@ -161,9 +158,9 @@ private:
         }
     }
 
-    /// A file that the source lacks. With the same description the installed one is as good, unless
-    /// it is not what was recorded. With another description it is an old one, and must not
-    /// complete the new set.
+    /// Plans a file that the source lacks. If the description stays the same, the installed file
+    /// will do, provided that it is what was recorded. If the description changes, the installed
+    /// file belongs to the old set and must not complete the new one.
     void planMissing(std::string const& name) {
         bool const isHere = m_installed.placeOf(name) == Place::file;
         if (m_sameDescription && isHere) {
@@ -190,7 +187,7 @@ private:
                (recorded->second.size == file.size && recorded->second.digest == file.digest);
     }
 
-    /// When data changes, the description has to be out meanwhile, even if it stays the same.
+    /// While data changes, no description must be there, even one that stays the same.
     void planDescription(CopiesByName const& copies) {
         bool const dataChanges = !m_plan.data.empty() || !m_plan.removedBefore.empty();
         auto const stays = m_plan.unchanged.find(m_descriptionName);
@@ -250,7 +247,7 @@ private:
     void finish() {
         std::sort(m_plan.files.begin(), m_plan.files.end(),
                   [](File const& a, File const& b) { return a.name < b.name; });
-        // Files may lie where nobody could look: missing ones, and such as must not be pruned.
+        // The missing files, or files that must not be pruned, may be where the search failed.
         if (m_tree.gap() && (m_lacks || m_options.prune))
             throw Stop{*m_tree.gap()};
         if (m_tree.gap())
@@ -268,7 +265,7 @@ private:
         m_plan.recordDiffers = recordDiffers();
     }
 
-    /// Nothing is installed: only what is wrong remains to be said.
+    /// Nothing will be installed, so only the problems are listed.
     void refuseAll() {
         auto const isWrong = [](File const& file) {
             return file.state == FileState::missing || file.state == FileState::damaged ||
@@ -289,7 +286,7 @@ private:
         return m_plan.newDescription || m_installed.placeOf(m_descriptionName) == Place::nothing;
     }
 
-    /// @return Whether the record says something else than what is going to be installed.
+    /// @return Whether the record differs from what will be installed.
     bool recordDiffers() const {
         bool const hasFiles =
             !m_plan.unchanged.empty() || !m_plan.data.empty() || m_plan.description;

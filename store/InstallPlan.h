@@ -45,15 +45,14 @@ struct InstallPlan {
     }
 };
 
-/// Makes the plan for one camera. Reads what may be the same as what is installed, and what can be
-/// contradicted.
+/// Makes the plan for one camera. Files are read only to compare them: with installed files of the
+/// same size, with other copies, or with SHA256SUMS.
 /// @param tree      The source.
 /// @param serial    Serial number of the camera.
 /// @param installed What is installed.
 /// @param options   What to do.
 /// @param reporter  Told of the files.
-/// @return The plan. @throws Stop when something cannot be read, or a folder stands in a file's
-/// place
+/// @return The plan. @throws Stop if something cannot be read, or a folder has a file's name
 InstallPlan makePlan(SourceTree const& tree, unsigned long serial, InstalledFiles const& installed,
                      InstallOptions const& options, Reporter& reporter);
 

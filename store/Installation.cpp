@@ -26,7 +26,7 @@ namespace zel::store {
 
 namespace {
 
-/// Copies a file of the source into the stage. @throws Stop also when it is not what the plan saw.
+/// Copies a file of the source into the stage. @throws Stop also if it changed since it was planned
 StagedFile stageFile(Stage& stage, SourceTree const& tree, FileToStage const& file,
                      Reporter& reporter) {
     OpenedFile const opened = tree.open(file.source);
@@ -71,23 +71,23 @@ public:
             if (!m_onlyRecord || m_reporter.isCommitted() ||
                 stopped.failure.kind == FailureKind::cancelled)
                 throw;
-            // The set itself is as it should be.
+            // The set itself is right, and only the record is missing.
             m_outcome.remarks.push_back({target.folder().path, "The set cannot be recorded in"});
         }
     }
 
 private:
-    /// What is installed is seen as it will be when open transactions are completed.
+    /// Plans as if open transactions had been completed already.
     void runDry(Target const& target) {
         bool const isOpen = requireJournals(target);
         InstallPlan const plan = makePlanFor(target);
         bool const isNothing = tell(plan, target);
         m_outcome.changed = isOpen || !isNothing;
-        if (plan.changesFiles() && !hasLeftovers(target)) // these will make room
+        if (plan.changesFiles() && !hasLeftovers(target)) // removing them makes room
             requireRoom(m_directory, plan);
     }
 
-    /// Does as a recovery would when it cannot follow a journal.
+    /// Fails like the real run if a journal cannot be read or a later version wrote it.
     /// @return Whether there are open transactions.
     static bool requireJournals(Target const& target) {
         auto const cameras = target.openTransactions();
@@ -96,7 +96,7 @@ private:
         return !cameras.empty();
     }
 
-    /// Whoever has nothing to do needs no right to write, and waits for nobody.
+    /// If there is nothing to do, no write permission and no lock are needed.
     bool isDoneWithoutLock(Target const& target) {
         if (!target.openTransactions().empty())
             return false;
@@ -128,7 +128,7 @@ private:
         return !plan.changesFiles() && (!plan.recordDiffers || !canRecord(target));
     }
 
-    /// An equal set of a directory that is read-only, or somebody else's, is no less complete.
+    /// A set in a directory that the user cannot write is complete without a record, too.
     bool canRecord(Target const& target) {
         Folder const& folder = target.hasHidden() ? target.hidden() : target.folder();
         if (faccessat(folder.get(), ".", W_OK | X_OK, AT_EACCESS) == 0)

@@ -1,5 +1,5 @@
 /// @file
-/// What is installed of a camera.
+/// The installed files of a camera.
 #pragma once
 
 #include "store/Files.h"
@@ -14,7 +14,7 @@
 
 namespace zel::store {
 
-/// What stands at a name in the calibration directory.
+/// What a name in the calibration directory stands for.
 enum class Place {
     nothing, ///< nothing
     file,    ///< a regular file
@@ -37,16 +37,14 @@ public:
     Place placeOf(std::string const& name) const;
     /// Opens a file.
     OpenedFile open(std::string const& name) const;
-    /// @return The record; nothing when there is none that can be followed.
+    /// @return The record, or nothing if there is none or it is damaged.
     std::optional<Record> const& record() const noexcept { return m_record; }
-    /// @return What is recorded of a file that was not changed since; nothing when it may have
-    /// been,
-    ///         or is not recorded. A file that changes gets a later change time than the record,
-    ///         which came last.
+    /// @return What is recorded of a file, or nothing if it is not recorded or may have changed
+    ///         since then: its change time is later than the modification time of the record.
     /// @param file The file, as open() opened it.
     std::optional<RecordedFile> recordedSince(std::string const& name,
                                               OpenedFile const& file) const;
-    /// @return Whether an open transaction removes the record.
+    /// @return Whether completing the open transaction will remove the record.
     bool removesRecord() const noexcept { return m_recordIsOut; }
     /// @return Path of a file, for messages.
     std::string pathOf(std::string const& name) const { return m_target.folder().pathOf(name); }

@@ -14,7 +14,7 @@ namespace zel::store {
 
 namespace {
 
-// A change that an older version cannot follow raises the number in this line.
+// To be incremented with every change of the format that older versions cannot handle.
 constexpr std::string_view versionMark = "zentho-cali journal ";
 constexpr std::string_view version = "1";
 constexpr std::string_view serialMark = "serial ";
@@ -58,7 +58,7 @@ std::optional<StagedFile> readStaged(std::string_view text) {
     return StagedFile{static_cast<unsigned int>(*number), *size, *digest, std::move(*name)};
 }
 
-/// Reads the lines of a journal, and notes when one of them must not be there.
+/// Reads the lines of a journal and rejects it if one of them is invalid.
 class JournalReader {
 public:
     explicit JournalReader(unsigned long serial)
@@ -124,7 +124,8 @@ private:
     bool m_sound = true;
 };
 
-/// @return The text up to its last line, when that line has the sum of what stands before it.
+/// @return The text without its last line, if that line holds the right checksum, otherwise
+/// nothing.
 std::optional<std::string_view> withoutEnd(std::string_view text) {
     if (text.empty() || text.back() != '\n')
         return std::nullopt;

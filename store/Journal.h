@@ -20,8 +20,8 @@ struct StagedFile {
     std::string name;    ///< its name at its place
 };
 
-/// Everything that a transaction does to one camera's files. It is written when all of it is staged
-/// durably, so that the transaction can be completed from it alone.
+/// Everything that a transaction does to one camera's files. It is written only after all files are
+/// safely on disk in the stage, so the transaction can be completed from journal and stage alone.
 struct Journal {
     unsigned long serial = 0;               ///< serial number of the camera
     std::optional<StagedFile> description;  ///< moved to its place after all data
@@ -52,7 +52,7 @@ struct JournalReading {
     bool laterVersion = false; ///< a later version of this program wrote it
 };
 
-/// Reads a journal, which may come from anywhere.
+/// Reads a journal. Its text is not trusted.
 /// @param text   Its text.
 /// @param serial Serial number of the camera that its file is named after.
 /// @return What it is. @throws std::bad_alloc

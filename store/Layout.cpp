@@ -1,5 +1,7 @@
 #include "store/Layout.h"
 
+#include "sdk/set/FileKinds.h"
+
 #include <algorithm>
 #include <charconv>
 #include <system_error>
@@ -10,7 +12,6 @@ namespace {
 
 constexpr std::string_view recordSuffix = ".sha256";
 constexpr std::string_view journalSuffix = ".journal";
-constexpr unsigned long largestSerial = 2147483647;
 
 std::optional<unsigned long> serialBefore(std::string_view suffix, std::string_view name) noexcept {
     if (name.size() <= suffix.size() || name.substr(name.size() - suffix.size()) != suffix)
@@ -36,15 +37,11 @@ std::optional<unsigned long> serialOfJournal(std::string_view name) noexcept {
     return serialBefore(journalSuffix, name);
 }
 
-bool isSerial(unsigned long serial) noexcept {
-    return serial >= 1 && serial <= largestSerial;
-}
-
 std::optional<unsigned long> serialFrom(std::string_view digits) noexcept {
     unsigned long serial = 0;
     char const* const end = digits.data() + digits.size();
     auto const [rest, error] = std::from_chars(digits.data(), end, serial);
-    if (error != std::errc() || rest != end || digits.front() == '0' || !isSerial(serial))
+    if (error != std::errc() || rest != end || digits.front() == '0' || !set::isSerial(serial))
         return std::nullopt;
     return serial;
 }

@@ -12,8 +12,8 @@ namespace zel::store {
 constexpr char const* hiddenName = ".zentho-cali";
 /// The file that is locked, in the hidden folder. It holds the holder's process id.
 constexpr char const* lockName = "lock";
-/// The folder of staged files, in the hidden folder. They have numbers for names: the installer,
-/// which searches with all folders below, must not meet them by the names they are going to have.
+/// The folder of staged files, in the hidden folder. They are named by numbers, because the
+/// installer searches subfolders, too, and must not find them under their final names.
 constexpr char const* stageName = "stage";
 
 /// @return Name of a camera's record. @throws std::bad_alloc
@@ -25,9 +25,6 @@ std::string journalName(unsigned long serial);
 std::optional<unsigned long> serialOfRecord(std::string_view name) noexcept;
 /// @return Serial number of the camera whose journal this is; nothing for other names.
 std::optional<unsigned long> serialOfJournal(std::string_view name) noexcept;
-
-/// @return Whether a camera can have the serial number: 1 to 2147483647.
-bool isSerial(unsigned long serial) noexcept;
 
 /// @return A serial number in decimal, without sign and leading zeros, 1 to 2147483647; nothing for
 ///         other text.

@@ -9,7 +9,7 @@
 
 namespace zel::store {
 
-/// Visits the lines of a text, without their line breaks; a last one without a break, too.
+/// Visits the lines of a text, without their line breaks. The last line needs no line break.
 template <class Visit>
 void forEachLine(std::string_view text, Visit const& visit) {
     while (!text.empty()) {
@@ -19,11 +19,11 @@ void forEachLine(std::string_view text, Visit const& visit) {
     }
 }
 
-/// @return What follows a mark at the start of a line; nothing when it does not start so.
+/// @return The rest of a line after a prefix, or nothing if the line has another start.
 std::optional<std::string_view> after(std::string_view mark, std::string_view line) noexcept;
 
-/// Takes a decimal number and the blank after it from the start of a text.
-/// @return The number; nothing, with the text untouched, when it does not start so.
+/// Removes a decimal number and the blank after it from the start of a text.
+/// @return The number, or nothing, with the text unchanged, if there is none.
 std::optional<std::uint64_t> takeNumber(std::string_view& text) noexcept;
 
 /// A number and a name.
@@ -33,7 +33,7 @@ struct SizedName {
 };
 
 /// @param text A number, a blank and an escaped name.
-/// @return Both; nothing when it is none such. @throws std::bad_alloc
+/// @return The number and the name, or nothing if the text has another form. @throws std::bad_alloc
 std::optional<SizedName> readSized(std::string_view text);
 
 } // namespace zel::store

@@ -24,10 +24,10 @@ using std::chrono::steady_clock;
 constexpr std::chrono::seconds patience(60);
 constexpr std::chrono::milliseconds pause(100);
 constexpr std::chrono::milliseconds shortPause(1);
-// Whoever may write it can lock it, and so keep others from installing.
+// A user who can open it for writing can lock it, and so block every installation.
 constexpr mode_t lockMode = 0600;
 
-/// @return The process id in the lock file; 0 when there is none.
+/// @return The process id in the lock file, or 0 if the file has none.
 long holderIn(int file) noexcept {
     std::array<char, 24> text{};
     ssize_t const count = pread(file, text.data(), text.size(), 0);
@@ -37,14 +37,14 @@ long holderIn(int file) noexcept {
     return holder;
 }
 
-/// On a full disk the id cannot be written; nobody is told of it then.
+/// On a full disk this fails; a waiting process then cannot name the holder.
 void writeHolder(int file) {
     std::string const text = std::to_string(getpid()) + "\n";
     if (ftruncate(file, 0) != 0 || pwrite(file, text.data(), text.size(), 0) < 0)
         return;
 }
 
-/// Whoever held the lock before may have removed its file.
+/// The previous holder may have removed the file before it released the lock.
 bool isStillThere(int file, Folder const& hidden) noexcept {
     struct stat opened {};
     struct stat named {};
@@ -69,7 +69,7 @@ bool tryToLock(int file) noexcept {
     throw Stop{std::move(failure)};
 }
 
-/// @return The lock file; nothing when a holder removed its folder meanwhile. @throws Stop
+/// @return The open lock file, or nothing if its holder has just removed the folder. @throws Stop
 std::optional<FileDescriptor> openLockFile(Target& target) {
     try {
         target.make();
@@ -114,7 +114,7 @@ FileDescriptor takeLock(Target& target, bool wait, Reporter& reporter) {
             stopForHolder(target.folder().path, holder);
         if (isHeld)
             reporter.waitFor(holder);
-        // Otherwise the holder has just removed the file, and is at its end.
+        // Otherwise the holder has just removed the file and is about to release the lock.
         std::this_thread::sleep_for(isHeld ? pause : shortPause);
     }
 }

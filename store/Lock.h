@@ -8,9 +8,9 @@
 
 namespace zel::store {
 
-/// Makes what is missing of a calibration directory, and locks it for all others that take this
-/// lock: other processes, and other threads of this one. It is an open file description lock
-/// (`fcntl(2)`), so the system unlocks the directory when the process ends, however that happens.
+/// Locks a calibration directory, which is made if it is missing. The lock excludes other processes
+/// and other threads of this one. It is an open file description lock (`fcntl(2)`): the kernel
+/// releases it when the process ends, however that happens.
 /// @param target   The directory.
 /// @param wait     Whether to wait for another holder, up to 60 seconds.
 /// @param reporter Told while waiting.
@@ -18,7 +18,8 @@ namespace zel::store {
 /// @throws Stop
 FileDescriptor takeLock(Target& target, bool wait, Reporter& reporter);
 
-/// Does something with the lock, and leaves no folders behind that nobody uses.
+/// Runs @p body while the directory is locked. Afterwards it removes the folders that were made for
+/// the lock, if they are still empty.
 /// @param body Called while the directory is locked.
 /// @throws Stop, and what @p body throws. The other parameters are those of takeLock().
 template <class Body>

@@ -27,8 +27,8 @@ bool isOctal(char c) noexcept {
     return c >= '0' && c <= '7';
 }
 
-/// The kernel writes blanks, tabs, line breaks and backslashes as a backslash and three octal
-/// digits.
+/// Undoes the kernel's escapes: a blank, tab, line break or backslash is written as a backslash and
+/// three octal digits.
 std::string withoutOctal(std::string_view text) {
     std::string plain;
     for (std::size_t i = 0; i < text.size(); ++i) {

@@ -21,7 +21,7 @@ constexpr char const* cannotReplace = "Cannot replace";
 /// For folders, the journal and the record.
 constexpr std::uint64_t roomBesideFiles = 65536;
 
-/// @return The nearest folder above a path that exists, the path itself first.
+/// @return The path itself if it exists, otherwise its nearest parent that does.
 std::string nearestFolder(std::string path) {
     struct stat status {};
     while (stat(path.c_str(), &status) != 0 && errno == ENOENT && parentOf(path) != path)
@@ -29,7 +29,7 @@ std::string nearestFolder(std::string path) {
     return path;
 }
 
-/// Adds up without running over: a hostile source has files of any size.
+/// Adds without overflow: a hostile source has files of any size.
 std::uint64_t sum(std::uint64_t a, std::uint64_t b) noexcept {
     return a + std::min(b, UINT64_MAX - a);
 }
@@ -47,7 +47,7 @@ std::uint64_t roomFor(InstallPlan const& plan, std::uint64_t block) noexcept {
 
 struct statx statusOf(int folder, char const* name) noexcept {
     struct statx status {};
-    // What the system does not tell stays zero, and is no obstacle then.
+    // Fields that the kernel does not fill in stay zero, which means no obstacle.
     statx(folder, name, AT_SYMLINK_NOFOLLOW | (*name == '\0' ? AT_EMPTY_PATH : 0),
           STATX_BASIC_STATS | STATX_MNT_ID, &status);
     return status;
@@ -70,7 +70,7 @@ void requireRoom(std::string const& directory, InstallPlan const& plan) {
     std::string const folder = nearestFolder(directory);
     struct statvfs disk {};
     if (retried([&] { return statvfs(folder.c_str(), &disk); }) != 0 || disk.f_blocks == 0)
-        return; // a file system that does not tell
+        return; // the file system does not report its size
     std::uint64_t const block = std::max<std::uint64_t>(disk.f_frsize, 1);
     std::uint64_t const needed = roomFor(plan, block);
     std::uint64_t const available = disk.f_bavail * block;

@@ -1,5 +1,5 @@
 /// @file
-/// What is looked for before anything changes.
+/// Checks before anything is changed.
 #pragma once
 
 #include "store/InstallPlan.h"
@@ -11,14 +11,14 @@
 
 namespace zel::store {
 
-/// Makes sure that the disk has the room for what is going to be staged.
+/// Checks that there is enough disk space for the files that will be staged.
 /// @param directory The calibration directory; may be missing.
 /// @param plan      What is going to be staged.
 /// @throws Stop with FailureKind::noRoom
 void requireRoom(std::string const& directory, InstallPlan const& plan);
 
-/// Makes sure that files can be moved to their places and removed. To find out after the journal
-/// would leave a set that nobody can complete.
+/// Checks that files can be replaced and removed. If that failed only after the journal is written,
+/// the transaction could never be completed.
 /// @param target The directory with its hidden folder.
 /// @param names  The names that are going to be replaced or removed.
 /// @param serial Serial number of the camera: its record and its journal have to find their places,

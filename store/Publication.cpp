@@ -17,15 +17,15 @@ namespace zel::store {
 
 namespace {
 
-/// Takes the transaction of a journal to its end. Each step is durable before the next begins, and
-/// each can be repeated.
+/// Carries out the steps of a transaction. Each step is on disk before the next begins, and each
+/// can be repeated after an interruption.
 class Publication {
 public:
     Publication(Target const& target, Journal const& journal)
         : m_target(target), m_journal(journal), m_stage(openStage(target)) {}
 
-    /// A reader who finds a description finds all its files of the same version: the old one is
-    /// gone before the first file changes, and the new one comes when the last has.
+    /// The old description is removed before the first file changes, and the new one is put in
+    /// after the last. So whoever finds a description finds files of the same version.
     void run() const {
         takeDescriptionOut();
         moveDataIn();
@@ -35,12 +35,11 @@ public:
         close();
     }
 
-    /// Ends a transaction that cannot be completed, without a description. Its record stays, or the
-    /// earlier one.
+    /// Closes a transaction that cannot be completed. The description is removed.
     void abandon() const {
         removeFile(m_target.folder(), descriptionName().c_str());
         flush(m_target.folder());
-        // Something has to tell that there was a set: without a description, the record does.
+        // The record keeps the camera in the list of installed ones, so that its loss is noticed.
         if (m_journal.record)
             putRecord();
         close();
@@ -83,8 +82,8 @@ private:
             return;
         std::string const record = recordName(m_journal.serial);
         if (m_journal.record) {
-            // Later than every change of the files that it records, so that a change after it
-            // shows.
+            // Its modification time must not be earlier than the change time of any file that it
+            // records: recordedSince() relies on it.
             std::string const number = std::to_string(m_journal.record->number);
             utimensat(m_stage.get(), number.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
             moveFile(m_stage, number, m_target.hidden(), record);
@@ -101,8 +100,7 @@ private:
             flush(m_target.folder());
     }
 
-    /// The stage goes first: without a journal nobody would look for it before the next
-    /// transaction.
+    /// The journal goes last: as long as it is there, a leftover stage is cleaned up by recovery.
     void close() const {
         removeStage(m_target);
         removeFile(m_target.hidden(), journalName(m_journal.serial).c_str());
@@ -114,14 +112,14 @@ private:
     Folder m_stage;
 };
 
-/// What an interruption left of a transaction.
+/// The state of an interrupted transaction.
 class Remains {
 public:
     Remains(Target const& target, Journal journal)
         : m_target(target), m_stage(openStage(target)), m_journal(std::move(journal)) {}
 
-    /// Looks at every file: what is staged has still to be moved, what is at its place has not, and
-    /// what is in neither place is lost.
+    /// Finds out for every file whether it still has to be moved, is in its place already, or is
+    /// lost.
     void examine() {
         std::vector<StagedFile> pending;
         for (StagedFile const& file : m_journal.data) {
@@ -149,8 +147,8 @@ public:
     std::vector<File>& files() noexcept { return m_files; }
 
 private:
-    /// The description is at its place although data is missing: somebody else put it there. It
-    /// goes back into the stage, to come last again.
+    /// If the description is in its place although data is still staged, it is moved back into the
+    /// stage, so that it comes last again.
     void takeDescriptionBack() const {
         if (!m_journal.description || m_journal.data.empty() || !m_stage.descriptor.valid() ||
             isStaged(*m_journal.description))
@@ -160,7 +158,7 @@ private:
             moveFile(m_target.folder(), file.name, m_stage, std::to_string(file.number));
     }
 
-    /// A set whose record is lost is as whole without one.
+    /// A lost record does not keep the set from being completed.
     void examineRecord() {
         if (!m_journal.record)
             return;
@@ -174,7 +172,7 @@ private:
 
     bool needsMove(StagedFile const& file, Folder const& place) {
         bool const staged = isStaged(file);
-        // A folder that somebody put in its place keeps it from getting there.
+        // A file cannot replace a folder of the same name, which somebody made meanwhile.
         bool const lost =
             isFolder(place, file.name.c_str()) || (!staged && !isAt(place, file.name, file));
         m_whole = m_whole && !lost;
@@ -220,7 +218,7 @@ void publish(Target const& target, Journal const& journal, std::function<void()>
     try {
         moveFile(target.hidden(), besideName(name), target.hidden(), name);
     } catch (Stop const&) {
-        // Some systems report a failure of what they did nevertheless.
+        // The rename may have taken effect although an error was reported.
         if (target.isOpen(journal.serial))
             committed();
         else

@@ -1,5 +1,5 @@
 /// @file
-/// Carrying out a journal.
+/// Carrying out transactions.
 #pragma once
 
 #include "store/Journal.h"
@@ -14,12 +14,12 @@ namespace zel::store {
 /// Writes a journal durably and carries it out.
 /// @param target    The directory, locked.
 /// @param journal   The journal; everything that it names is staged durably.
-/// @param committed Called when the journal stands in its place. If the system fails from then on,
-///                  the stage has to stay: complete() ends the transaction later.
+/// @param committed Called once the journal is in its place. From then on the stage must be kept,
+///                  even on failure, because complete() needs it.
 /// @throws Stop
 void publish(Target const& target, Journal const& journal, std::function<void()> const& committed);
 
-/// Carries out a journal that is not written. @throws Stop
+/// Carries out a transaction without writing its journal to disk. @throws Stop
 void carryOut(Target const& target, Journal const& journal);
 
 /// Completes a camera's open transaction from what is staged. When a staged file is gone or has

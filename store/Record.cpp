@@ -18,10 +18,10 @@ constexpr std::string_view sourceMark = "# source ";
 constexpr std::string_view dateMark = "# date ";
 constexpr std::string_view sizeMark = "# size ";
 
-/// Characters of the lines of one file, roughly.
+/// Estimated characters per recorded file.
 constexpr std::size_t usualLines = 128;
 
-/// No file has this sum.
+/// Marks a file whose hash has not been read yet. No file has this hash.
 constexpr Digest noSum{};
 
 bool isOurs(std::string const& name, unsigned long serial) {

@@ -28,8 +28,8 @@ struct Record {
     /// @return The record's text, sorted by name. @throws std::bad_alloc
     std::string text() const;
 
-    /// Reads a record, which may come from anywhere: files of other cameras and lines that say
-    /// nothing are passed over. The size of a file stands before its sum, as text() writes it.
+    /// Reads a record. Its text is not trusted: files of other cameras and unknown lines are
+    /// ignored. The size of a file stands before its sum, as text() writes it.
     /// @param text   Its text.
     /// @param serial Serial number of the camera.
     /// @return The record; nothing when a file lacks its size or its sum, or none is left.

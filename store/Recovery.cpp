@@ -44,7 +44,8 @@ void tidyUp(Target& target) {
                 removeLeftovers(target);
         });
     } catch (Stop const&) {
-        // Somebody else is at work there, or may do it next time.
+        // Another process holds the lock, or the directory cannot be written. A later run will do
+        // it.
     }
 }
 

@@ -1,5 +1,5 @@
 /// @file
-/// Ending what an interruption left.
+/// Cleaning up after interruptions.
 #pragma once
 
 #include "store/Results.h"
@@ -9,7 +9,7 @@
 
 namespace zel::store {
 
-/// @return Whether an interruption left something, apart from open transactions. @throws Stop
+/// @return Whether an interrupted process left a stage or an unfinished journal. @throws Stop
 bool hasLeftovers(Target const& target);
 
 /// Completes the transactions that are open, and removes what a dead process staged.
@@ -17,12 +17,11 @@ bool hasLeftovers(Target const& target);
 /// @param outcome Receives what was done, also up to a failure. @throws Stop
 void recover(Target const& target, RecoverOutcome& outcome);
 
-/// Removes what a dead process left, for an operation that has nothing else to do: so without
-/// waiting, and only where that can be done. Completes no transaction, since nobody would hear of
-/// it.
+/// Removes what a dead process left, if that is possible without waiting. For operations that have
+/// nothing else to do. Completes no transaction, because the caller would not report it.
 void tidyUp(Target& target);
 
-/// @return What a person who asked for something else should know of it. @throws std::bad_alloc
+/// @return Remarks about a recovery that came before another operation. @throws std::bad_alloc
 std::vector<Remark> remarksOn(RecoverOutcome const& recovered);
 
 } // namespace zel::store

@@ -77,15 +77,15 @@ private:
         m_reporter.fileDone();
     }
 
-    /// @return Whether a recovery changed this camera's files; those of others were not asked for.
+    /// @return Whether a recovery changed this camera's files. Other cameras' files do not count.
     bool hasChanged(RecoverOutcome const& recovered) const {
         return std::any_of(recovered.cameras.begin(), recovered.cameras.end(),
                            [this](auto const& camera) { return camera.serial == m_serial; });
     }
 
-    /// A full disk has no room for a journal, and a removal is what makes room. Without a journal,
-    /// too, the description goes first: an interruption leaves files that nobody takes for a set,
-    /// and the next removal takes them out.
+    /// On a full disk there is no room for a journal, and a removal is what would make room. It is
+    /// safe without one: the description is removed first, so an interruption leaves files that are
+    /// not taken for a set, and the next removal removes them.
     void publishOn(Target const& target, Journal const& journal) {
         auto const committed = [&] {
             m_reporter.commit();

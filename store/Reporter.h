@@ -28,7 +28,7 @@ public:
     /// Reports that another process is waited for. @throws Stop when the caller cancels.
     void waitFor(long holder);
 
-    /// From here on a cancel is only noted.
+    /// From here on a cancel is recorded, but no longer stops the operation.
     void commit() noexcept { m_committed = true; }
     /// @return Whether commit() was called.
     bool isCommitted() const noexcept { return m_committed; }

@@ -122,10 +122,10 @@ Steadiness::Steadiness(Target const& target, unsigned long serial)
     : m_target(target), m_serial(serial), m_open(target.isOpen(serial)),
       m_description(openRegular(target.folder().get(), set::descriptionName(serial).c_str())) {}
 
-/// Every transaction that changes files takes the description out, and puts another file in its
-/// place.
+/// Every transaction that changes data replaces the description by a new file, so its inode
+/// changes.
 bool Steadiness::lasted() const {
-    // A hidden folder that was not there at the start would be a transaction's.
+    // By its path, since a transaction may have made the hidden folder meanwhile.
     struct stat status {};
     std::string const journal = std::string(hiddenName) + "/" + journalName(m_serial);
     if (fstatat(m_target.folder().get(), journal.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0)

@@ -13,7 +13,7 @@
 
 namespace zel::store {
 
-/// An installed set as a look at its names and sizes shows it.
+/// What is known of an installed set without reading its data files.
 struct SetLook {
     std::vector<File> problems;     ///< what keeps it from being complete
     std::vector<Remark> remarks;    ///< what else to know

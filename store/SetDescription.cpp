@@ -15,15 +15,11 @@ namespace zel::store {
 
 namespace {
 
-// A thousand times what a camera's description has. A hostile one can take 30 times its size in
-// memory, which the system then takes from others.
-constexpr std::size_t largestDescription = std::size_t{64} * 1024 * 1024;
-
 bool isControl(char c) noexcept {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
 }
 
-/// @return Whether a file can have the name, and a person can read it.
+/// @return Whether the name is a valid file name without control characters.
 bool isAcceptable(std::string_view name) noexcept {
     return isPlainName(name) && std::none_of(name.begin(), name.end(), isControl);
 }
@@ -41,7 +37,7 @@ std::string whyNot(DescriptionOutcome const& outcome) {
     return "";
 }
 
-/// Leaves the first of equal names.
+/// Keeps only the first of equal names.
 void removeDuplicates(std::vector<std::string>& names) {
     std::unordered_set<std::string_view> const known(names.begin(), names.end());
     if (known.size() == names.size())

@@ -4,7 +4,7 @@ namespace zel::store {
 
 namespace {
 
-/// @return The value of a hexadecimal digit; more than 15 for other characters.
+/// @return The value of a hexadecimal digit, or 16 for any other character.
 constexpr unsigned int valueOf(char c) noexcept {
     if (c >= '0' && c <= '9')
         return static_cast<unsigned int>(c - '0');

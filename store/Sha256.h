@@ -13,10 +13,10 @@
 
 namespace zel::store {
 
-/// The sum of some bytes.
+/// A SHA-256 hash.
 using Digest = std::array<std::uint8_t, SHA256_DIGEST_SIZE>;
 
-/// Adds up bytes as they come.
+/// Computes a hash piece by piece.
 class Sha256 {
 public:
     Sha256() noexcept { sha256_init(&m_state); }
@@ -25,7 +25,7 @@ public:
     void add(std::string_view bytes) noexcept {
         sha256_update(&m_state, bytes.size(), reinterpret_cast<std::uint8_t const*>(bytes.data()));
     }
-    /// @return The sum of all bytes so far; starts anew.
+    /// @return The hash of all bytes so far. Resets the object.
     Digest finish() noexcept {
         Digest digest;
         sha256_digest(&m_state, digest.size(), digest.data());
@@ -36,10 +36,10 @@ private:
     sha256_ctx m_state;
 };
 
-/// @return A sum in lower-case hexadecimal digits. @throws std::bad_alloc
+/// @return A hash in lower-case hexadecimal digits. @throws std::bad_alloc
 std::string hexadecimal(Digest const& digest);
 
-/// @return The sum that 64 hexadecimal digits of either case stand for; nothing for other text.
+/// @return The hash that 64 hexadecimal digits stand for, or nothing for any other text.
 std::optional<Digest> digestFrom(std::string_view digits) noexcept;
 
 } // namespace zel::store

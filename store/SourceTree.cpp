@@ -19,17 +19,18 @@ namespace zel::store {
 
 namespace {
 
-/// A stick with a million odd links must not fill the screen.
+/// Limits the remarks about a source, which may have a million odd links.
 constexpr std::size_t mostRemarks = 100;
 
-/// Each folder is walked to from the source on, so that endlessly nested ones would take for ever.
+/// Every folder is opened by its path from the source, so the time grows with the square of the
+/// depth.
 constexpr std::size_t longestPath = 65536;
 
-/// A folder of a million entries must not keep a cancel waiting.
+/// How many entries of a folder are read between two calls of the callback.
 constexpr std::size_t reportEvery = 1000;
 
-/// Opens what a path names. The system takes paths of PATH_MAX characters; a longer one is walked
-/// in parts.
+/// Opens a path of any length. The kernel accepts PATH_MAX characters at a time, so a longer path
+/// is opened in parts.
 FileDescriptor openAlong(int folder, std::string const& path, int flags) {
     constexpr std::size_t longest = PATH_MAX - 1;
     FileDescriptor here;
@@ -55,7 +56,8 @@ struct CharactersFreer {
     void operator()(char* characters) const noexcept { std::free(characters); }
 };
 
-/// @return The path without links; empty when it leads nowhere, or is too long for the system.
+/// @return The path with all links resolved; empty if it does not exist or is too long for the
+/// system.
 std::string resolved(std::string const& path) {
     std::unique_ptr<char, CharactersFreer> const real(realpath(path.c_str(), nullptr));
     if (real == nullptr && errno == ENOMEM)
@@ -124,7 +126,7 @@ private:
             leaveOut(entry, "Left out, since it is no file:");
     }
 
-    /// The type is asked for where the file system lists none.
+    /// Some file systems do not report types in their listings.
     static unsigned char typeOf(int folder, std::string const& name, unsigned char listed) {
         struct stat status {};
         if (listed != DT_UNKNOWN ||
@@ -142,7 +144,7 @@ private:
             m_pending.push_back(std::move(path));
     }
 
-    /// A link out of the source could bring in any file of this machine.
+    /// A link that leads out of the source could bring in any file of this machine.
     void follow(Entry const& entry) {
         std::string const target = resolved(m_tree.shownPath(joined(entry.folder, entry.name)));
         struct stat status {};
@@ -193,8 +195,8 @@ private:
                                       "Not followed, since it is a link out of the source:"});
     }
 
-    /// A folder that may not be entered, such as lost+found, does no harm when all files are found
-    /// elsewhere.
+    /// A folder that cannot be read, such as lost+found, does not matter if all files are found
+    /// elsewhere. So the failure is only remembered.
     void noteGap(std::string const& folder, int error) {
         if (m_tree.m_gap)
             return;

@@ -18,7 +18,8 @@ constexpr mode_t stageMode = 0700;
 
 void removeFolder(Folder const& outer, char const* name);
 
-/// Folders are none of ours there, but must not keep every installation from its end.
+/// We never make subfolders there, but one that somebody else made must not block every
+/// installation.
 void removeEntries(Folder const& folder) {
     std::vector<std::string> names;
     int const error = forEachEntry(
@@ -42,13 +43,14 @@ void removeFolder(Folder const& outer, char const* name) {
         stop("Cannot remove", folder.path, errno);
 }
 
-/// Starts to write a file's bytes, and does not wait for them: the medium is busy while the next
+/// Starts writing a file's pages to disk without waiting, so that the disk is busy while the next
 /// file is read.
 void startWriting(int file) noexcept {
     sync_file_range(file, 0, 0, SYNC_FILE_RANGE_WRITE);
 }
 
-/// Makes the next reading come from the medium. The bytes were written through, so none are lost.
+/// Drops a file's pages from the cache, so that the next read comes from the disk. They were
+/// flushed.
 void forgetCached(int file) noexcept {
     posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
 }
@@ -136,8 +138,8 @@ StagedFile Stage::remember(std::uint64_t size, Digest const& digest, std::string
 }
 
 void Stage::flushAll() const {
-    // One call for all files, which takes a fraction of the time of one each. An old kernel does
-    // not report here that writing failed; reading back does.
+    // One call for all files takes a fraction of the time of one call each. Kernels before 5.8 do
+    // not report write errors here, but reading back finds them.
     if (retried([&] { return syncfs(m_folder.get()); }) != 0)
         stop("Cannot write through to the medium", m_folder.path, errno);
     flush(m_folder);

@@ -74,8 +74,7 @@ std::optional<Digest> sumOf(Folder const& folder, std::string const& name, std::
                             Reporter* reporter);
 
 /// @return Whether a staged file's bytes are at a name. A file that the medium does not give back
-/// is as
-///         good as lost: to fail there would keep every later operation from its end, too.
+///         is as good as lost: to fail there would keep every later operation from its end, too.
 /// @throws Stop
 bool isAt(Folder const& folder, std::string const& name, StagedFile const& file);
 

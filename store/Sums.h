@@ -25,8 +25,7 @@ std::string escaped(std::string_view text);
 std::optional<std::string> unescaped(std::string_view text);
 
 /// @return A line with a file's sum, with its line break. A name with a backslash or a line break
-/// is
-///         escaped, which a backslash at the start of the line says. @throws std::bad_alloc
+///         is escaped, which a backslash at the start of the line says. @throws std::bad_alloc
 std::string sumLine(Sum const& sum);
 
 /// Reads a line, in text or in binary mode.

@@ -23,7 +23,7 @@ std::string withoutTrailingSlashes(std::string path) {
     return path;
 }
 
-/// @return Whether a folder is open, but has no name any more.
+/// @return Whether an open folder has been deleted.
 bool wasRemoved(Folder const& folder) noexcept {
     struct stat status {};
     return fstat(folder.get(), &status) == 0 && status.st_nlink == 0;
@@ -65,7 +65,7 @@ void Target::openHidden() {
     struct stat outside {};
     if (hasHidden() && retried([&] { return fstat(m_hidden.get(), &inside); }) == 0 &&
         retried([&] { return fstat(m_folder.get(), &outside); }) == 0 &&
-        inside.st_dev != outside.st_dev) // files could not be moved out of it in one step
+        inside.st_dev != outside.st_dev) // rename(2) does not work across file systems
         stop(FailureKind::inTheWay, "Another disk must not be mounted at", m_hidden.path);
 }
 
@@ -82,7 +82,7 @@ void Target::make() {
             stop(cannotMake, m_folder.path, errno);
     }
     openHidden();
-    if (hasHidden()) // a process that was killed may have left it without its mode
+    if (hasHidden()) // a killed process may have left it with a mode cut by its umask
         return giveMode(m_hidden.get(), publicFolder, m_hidden.path);
     if (retried([&] { return mkdirat(m_folder.get(), hiddenName, publicFolder); }) != 0 &&
         errno != EEXIST)
@@ -108,7 +108,7 @@ void Target::makeFolder(std::string const& path) {
         if (!tryToMake()) {
             if (errno != EEXIST)
                 stop(cannotMake, path, errno);
-            return; // somebody else's, or a folder's own name for itself or the one above
+            return; // made by somebody else meanwhile, or "." or ".."
         }
     }
     m_made.push_back(path);

@@ -37,7 +37,7 @@ Suggestion readSuggestion(std::string const& path) noexcept try {
 
 namespace {
 
-/// What stands before and behind the optic and its range.
+/// The text before and after the optic and its range.
 std::string textAround(unsigned long serial, std::string const& calibrationDir,
                        std::string const& formatsDir, std::string const& selection,
                        std::string const& framerate) {

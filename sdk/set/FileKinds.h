@@ -10,6 +10,14 @@
 
 namespace zel::set {
 
+/// The largest serial number of a camera; the smallest is 1.
+constexpr unsigned long largestSerial = 2147483647;
+
+/// @return Whether a camera can have the serial number.
+constexpr bool isSerial(unsigned long serial) noexcept {
+    return serial >= 1 && serial <= largestSerial;
+}
+
 /// A kind of file.
 enum class FileKind {
     description, ///< the calibration description

@@ -54,8 +54,7 @@ public:
     Loading load(FileDescriptor const& file, std::string_view rootname, std::size_t sizeLimit);
 
     /// @return Whether the last document that was loaded had the root's closing tag. A file that
-    /// was
-    ///         cut off has none, and neither has one with a line that is too long.
+    ///         was cut off has none, and neither has one with a line that is too long.
     bool isRootClosed() const noexcept { return m_isRootClosed; }
 
     /// @return The text of the whole document.
@@ -65,16 +64,16 @@ public:
     void selectRoot() noexcept;
 
     /// Descends into the first element of a name inside the selected one.
-    /// @return false when there is none or the depth is #maxDepth; the selection does not change
-    ///         then.
+    /// @return false, with the selection unchanged, if there is no such element or the selection is
+    ///         already #maxDepth deep.
     /// @throws std::bad_alloc
     bool enter(std::string_view name) { return select(findFirst(name)); }
 
     /// Descends into an element of a name inside the selected one.
     /// @param name  The name.
     /// @param index Which of them, 0 for the first; each is searched for after the one before.
-    /// @return false when there are fewer or the depth is #maxDepth; the selection does not change
-    ///         then.
+    /// @return false, with the selection unchanged, if there are fewer or the selection is already
+    ///         #maxDepth deep.
     /// @throws std::bad_alloc
     bool enter(std::string_view name, int index) { return select(findByIndex(name, index)); }
 

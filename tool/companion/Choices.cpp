@@ -6,6 +6,7 @@
 #include "tool/companion/Messages.h"
 
 #include "sdk/manager/CameraSearch.h"
+#include "sdk/set/FileKinds.h"
 #include "store/CalibrationStore.h"
 
 #include <utility>
@@ -56,7 +57,7 @@ Failure noSource(unsigned long serial, Options const& options) {
 std::optional<std::set<unsigned long>> attachedCameras() {
     std::set<unsigned long> cameras;
     int const error = zel::forEachCamera([&](zel::CameraEntry const& entry) {
-        if (entry.error == 0 && entry.serial >= 1 && entry.serial <= largestSerial)
+        if (entry.error == 0 && zel::set::isSerial(entry.serial))
             cameras.insert(entry.serial);
         return true;
     });

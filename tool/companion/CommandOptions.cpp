@@ -1,5 +1,6 @@
 #include "tool/companion/CommandOptions.h"
 
+#include "sdk/set/FileKinds.h"
 #include "util/DefaultDirectories.h"
 
 #include <CLI/CLI.hpp>
@@ -15,13 +16,13 @@ namespace {
 bool readSerial(std::string const& text, unsigned long& serial) {
     char const* const end = text.data() + text.size();
     auto const [rest, error] = std::from_chars(text.data(), end, serial);
-    return error == std::errc() && rest == end && serial >= 1 && serial <= largestSerial;
+    return error == std::errc() && rest == end && zel::set::isSerial(serial);
 }
 
 void setSerial(Options& options, std::string const& text) {
     if (readSerial(text, options.serial))
         return;
-    std::string const range = "1 to " + std::to_string(largestSerial);
+    std::string const range = "1 to " + std::to_string(zel::set::largestSerial);
     std::string const mistake = "'" + text + "' is no serial number: decimal digits, " + range;
     throw CLI::ValidationError("SERIAL", mistake);
 }

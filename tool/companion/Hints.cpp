@@ -2,6 +2,7 @@
 
 #include "tool/companion/Quoting.h"
 
+#include "store/Target.h"
 #include "util/DefaultDirectories.h"
 
 #include <cerrno>
@@ -20,26 +21,15 @@ bool isRoot() {
     return geteuid() == 0;
 }
 
-/// @return Path of the directory that holds another.
-std::string parentOf(std::string path) {
-    while (path.size() > 1 && path.back() == '/')
-        path.pop_back();
-    auto const slash = path.rfind('/');
-    if (slash == std::string::npos)
-        return ".";
-    return path.substr(0, slash == 0 ? 1 : slash);
-}
-
 /// @return Whether root alone can change the directory, or make it. Who became root with sudo
-/// pastes a
-///         hint into the shell of an ordinary user.
+///         pastes a hint into the shell of an ordinary user.
 bool needsRoot(std::string directory) {
     if (isRoot())
         return std::getenv("SUDO_UID") != nullptr;
     while (faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
         if (errno != ENOENT)
             return errno == EACCES || errno == EPERM;
-        std::string parent = parentOf(directory);
+        std::string parent = zel::store::parentOf(directory);
         if (parent == directory)
             return false;
         directory.swap(parent);

@@ -25,10 +25,6 @@ using thalvo::report;
 
 constexpr char const* sourceFile = "tool/companion/InstalledSet";
 
-// A thousand times what a camera's description has. A hostile one can take 30 times its size in
-// memory, which the system then takes from others.
-constexpr std::size_t largestDescription = std::size_t{64} * 1024 * 1024;
-
 /// As the installer does; the root directory keeps its slash.
 std::string withoutTrailingSlash(std::string directory) {
     if (directory.size() > 1 && directory.back() == '/')

@@ -9,9 +9,6 @@
 
 namespace companion {
 
-/// The largest serial number of a camera; the smallest is 1.
-constexpr unsigned long largestSerial = 2147483647;
-
 /// The arguments of a sub-command; what it does not take stays as it is here.
 struct Options {
     std::vector<std::string> words;                     ///< all of them, as they were given

@@ -40,8 +40,7 @@ private:
 
 /// Visits the characters of a text in the locale's encoding.
 /// @param visit Called with the bytes of each character, and whether it is printable. A byte that
-/// is
-///              not part of a character counts as one that is not.
+///              is not part of a character counts as one that is not.
 void forEachCharacter(
     std::string const& text,
     std::function<void(std::string const& character, bool printable)> const& visit);
