@@ -55,6 +55,13 @@ std::string Folder::pathOf(std::string_view name) const {
     return full.append(name);
 }
 
+std::optional<FolderId> folderAt(std::string const& path) noexcept {
+    struct stat status {};
+    if (retried([&] { return stat(path.c_str(), &status); }) != 0)
+        return std::nullopt;
+    return FolderId(status.st_dev, status.st_ino);
+}
+
 Folder openFolder(std::string const& path) {
     return {FileDescriptor(
                 retried([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); })),

@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -27,6 +28,12 @@ struct Folder {
     /// @return The descriptor's number.
     int get() const noexcept { return descriptor.get(); }
 };
+
+/// What tells one folder from another, whatever path leads to it: device and inode.
+using FolderId = std::pair<dev_t, ino_t>;
+
+/// @return The folder that a path leads to; nothing when none can be told.
+std::optional<FolderId> folderAt(std::string const& path) noexcept;
 
 /// Opens a folder for reading.
 /// @return The folder, not valid with `errno` set on failure. @throws std::bad_alloc

@@ -22,12 +22,13 @@ Source::Source(Source&& other) noexcept = default;
 Source& Source::operator=(Source&& other) noexcept = default;
 Source::~Source() = default;
 
-SourceOutcome Source::open(std::string const& path, ProgressCallback const& progress) noexcept {
+SourceOutcome Source::open(std::string const& path, ProgressCallback const& progress,
+                           std::string const& target) noexcept {
     SourceOutcome outcome;
     guarded(outcome, [&] {
         Reporter reporter(progress);
         outcome.source = SourceAccess::from(
-            std::make_unique<SourceTree const>(path, std::set<std::string>(), reporter));
+            std::make_unique<SourceTree const>(path, std::set<std::string>(), target, reporter));
     });
     return outcome;
 }
@@ -40,14 +41,18 @@ std::vector<unsigned long> const& Source::cameras() const noexcept {
     return m_tree->cameras();
 }
 
-MediaOutcome findMedia(unsigned long serial, ProgressCallback const& progress) noexcept {
+MediaOutcome findMedia(unsigned long serial, ProgressCallback const& progress,
+                       std::string const& target) noexcept {
     MediaOutcome outcome;
     guarded(outcome, [&] {
         Reporter reporter(progress);
         auto const media = mountedMedia();
+        auto const installed = folderAt(target);
         for (std::string const& medium : media) {
+            if (installed && installed == folderAt(medium))
+                continue;
             try {
-                auto tree = std::make_unique<SourceTree const>(medium, media, reporter);
+                auto tree = std::make_unique<SourceTree const>(medium, media, target, reporter);
                 auto const& cameras = tree->cameras();
                 if (tree->gap())
                     outcome.remarks.push_back({tree->gap()->path, "Cannot be searched:"});

@@ -22,8 +22,11 @@ public:
     /// Searches a directory.
     /// @param path     Path of the directory.
     /// @param progress Called from this thread while it goes on.
+    /// @param target   Path of the calibration directory, which is not searched when it is below
+    ///                 the source, whatever path leads there; may be empty.
     /// @return The source, or why the directory cannot be searched.
-    static SourceOutcome open(std::string const& path, ProgressCallback const& progress) noexcept;
+    static SourceOutcome open(std::string const& path, ProgressCallback const& progress,
+                              std::string const& target = "") noexcept;
 
     /// Takes over what @p other found.
     Source(Source&& other) noexcept;
@@ -61,7 +64,9 @@ struct MediaOutcome {
 /// itself.
 /// @param serial   Camera whose description is searched for; 0 for any camera's.
 /// @param progress Called from this thread while it goes on.
+/// @param target   Path of the calibration directory, which is not searched; may be empty.
 /// @return The media that hold it.
-ZENTHO_API MediaOutcome findMedia(unsigned long serial, ProgressCallback const& progress) noexcept;
+ZENTHO_API MediaOutcome findMedia(unsigned long serial, ProgressCallback const& progress,
+                                  std::string const& target = "") noexcept;
 
 } // namespace zel::store

@@ -81,8 +81,10 @@ struct SourceTree::Entry {
 /// Searches folder by folder, without recursion: a stick may nest them as deep as it likes.
 class SourceTree::Search {
 public:
-    Search(SourceTree& tree, std::set<std::string> const& skipped, Reporter& reporter)
-        : m_tree(tree), m_skipped(skipped), m_reporter(reporter), m_root(resolved(tree.path())) {}
+    Search(SourceTree& tree, std::set<std::string> const& skipped, std::string const& target,
+           Reporter& reporter)
+        : m_tree(tree), m_skipped(skipped), m_target(folderAt(target)), m_reporter(reporter),
+          m_root(resolved(tree.path())) {}
 
     void run() {
         m_reporter.begin(Phase::searching);
@@ -104,6 +106,10 @@ private:
             return noteGap(folder, errno);
         if (!m_searched.emplace(status.st_dev, status.st_ino).second)
             return; // a link led here before
+        // What is installed is no source of itself. A source that is the target was named as such.
+        if (!folder.empty() && m_target == FolderId(status.st_dev, status.st_ino))
+            return m_tree.m_notSearched.push_back(
+                {m_tree.shownPath(folder), "Not searched, since it is the calibration directory:"});
         std::size_t entries = 0;
         int const error = forEachEntry(opened.get(), [&](char const* name, unsigned char type) {
             if (++entries % reportEvery == 0)
@@ -190,9 +196,9 @@ private:
     }
 
     void noteLink(Entry const& entry) {
-        if (m_tree.m_links.size() < mostRemarks)
-            m_tree.m_links.push_back({m_tree.shownPath(joined(entry.folder, entry.name)),
-                                      "Not followed, since it is a link out of the source:"});
+        if (m_tree.m_notSearched.size() < mostRemarks)
+            m_tree.m_notSearched.push_back({m_tree.shownPath(joined(entry.folder, entry.name)),
+                                            "Not followed, since it is a link out of the source:"});
     }
 
     /// A folder that cannot be read, such as lost+found, does not matter if all files are found
@@ -208,17 +214,19 @@ private:
 
     SourceTree& m_tree;
     std::set<std::string> const& m_skipped;
+    std::optional<FolderId> m_target;
     Reporter& m_reporter;
     std::string m_root; // without links
     std::vector<std::string> m_pending;
-    std::set<std::pair<dev_t, ino_t>> m_searched;
+    std::set<FolderId> m_searched;
 };
 
-SourceTree::SourceTree(std::string path, std::set<std::string> const& skipped, Reporter& reporter)
+SourceTree::SourceTree(std::string path, std::set<std::string> const& skipped,
+                       std::string const& target, Reporter& reporter)
     : m_root(openFolder(path)) {
     if (!m_root.descriptor.valid())
         stop("Cannot use the source", std::move(path), errno);
-    Search(*this, skipped, reporter).run();
+    Search(*this, skipped, target, reporter).run();
     for (auto& [serial, files] : m_files) {
         std::sort(files.begin(), files.end(), [](SourceFile const& a, SourceFile const& b) {
             return std::tie(a.folder, a.name) < std::tie(b.folder, b.name);
@@ -239,7 +247,7 @@ std::vector<SourceFile> const& SourceTree::filesOf(unsigned long serial) const {
 }
 
 std::vector<Remark> SourceTree::remarksOn(unsigned long serial) const {
-    std::vector<Remark> remarks = m_links;
+    std::vector<Remark> remarks = m_notSearched;
     auto const found = m_leftOut.find(serial);
     if (found != m_leftOut.end())
         remarks.insert(remarks.end(), found->second.begin(), found->second.end());
@@ -247,7 +255,7 @@ std::vector<Remark> SourceTree::remarksOn(unsigned long serial) const {
 }
 
 std::vector<Remark> SourceTree::remarks() const {
-    std::vector<Remark> remarks = m_links;
+    std::vector<Remark> remarks = m_notSearched;
     for (auto const& [serial, leftOut] : m_leftOut)
         remarks.insert(remarks.end(), leftOut.begin(), leftOut.end());
     return remarks;

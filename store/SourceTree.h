@@ -28,9 +28,12 @@ public:
     /// Searches a directory.
     /// @param path     Its path.
     /// @param skipped  Paths of folders below it that are not searched.
+    /// @param target   Path of the calibration directory, which is not searched below it either;
+    ///                 may be empty.
     /// @param reporter Told of each folder.
     /// @throws Stop when the directory cannot be searched; std::bad_alloc
-    SourceTree(std::string path, std::set<std::string> const& skipped, Reporter& reporter);
+    SourceTree(std::string path, std::set<std::string> const& skipped, std::string const& target,
+               Reporter& reporter);
 
     /// @return Path of the directory, as given.
     std::string const& path() const noexcept { return m_root.path; }
@@ -38,9 +41,9 @@ public:
     std::vector<unsigned long> const& cameras() const noexcept { return m_cameras; }
     /// @return A camera's files, sorted by path.
     std::vector<SourceFile> const& filesOf(unsigned long serial) const;
-    /// @return What was left out of a camera's files, and links that were not followed.
+    /// @return What was left out of a camera's files, and folders that were not searched.
     std::vector<Remark> remarksOn(unsigned long serial) const;
-    /// @return What was left out of all cameras' files, and links that were not followed.
+    /// @return What was left out of all cameras' files, and folders that were not searched.
     std::vector<Remark> remarks() const;
     /// @return Why a folder could not be searched; nothing when all could.
     std::optional<Failure> const& gap() const noexcept { return m_gap; }
@@ -58,7 +61,7 @@ private:
     Folder m_root;
     std::map<unsigned long, std::vector<SourceFile>> m_files;
     std::map<unsigned long, std::vector<Remark>> m_leftOut;
-    std::vector<Remark> m_links;
+    std::vector<Remark> m_notSearched;
     std::vector<unsigned long> m_cameras;
     std::optional<Failure> m_gap;
 };

@@ -19,8 +19,8 @@ using support::writeFile;
 class StoreSource : public Store {
 protected:
     /// Cameras, files and remarks of a camera, a line each.
-    std::string found(unsigned long serial = 7) const {
-        auto const outcome = zel::store::Source::open(stick, {});
+    std::string found(unsigned long serial = 7, std::string const& target = "") const {
+        auto const outcome = zel::store::Source::open(stick, {}, target);
         std::ostringstream out;
         if (outcome.failure)
             return "failed: " + outcome.failure->message + " " + outcome.failure->path + "\n";
@@ -87,6 +87,25 @@ TEST_F(StoreSource, FollowsLinksInsideOnly) {
               std::string::npos);
     EXPECT_NE(found().find("Left out, since it is no file: " + stick + "/Cali-7-device.dat\n"),
               std::string::npos);
+}
+
+TEST_F(StoreSource, DoesNotReachTheCalibrationDirectoryBelowIt) {
+    writeFile(stick + "/Cali-7.xml", "x");
+    writeFile(stick + "/cali/Cali-7.xml", "y");
+    fs::create_directory_symlink("cali", stick + "/another way");
+    fs::create_directory_symlink(stick, root.path() + "/link");
+    std::string const once = "camera 7\nCali-7.xml\nNot searched, since it is the calibration "
+                             "directory: " +
+                             stick + "/cali\n";
+    EXPECT_EQ(found(7, stick + "/cali"), once);
+    EXPECT_EQ(found(7, root.path() + "/link/../stick/cali/"), once);
+    EXPECT_EQ(found(7, stick + "/none"), "camera 7\nCali-7.xml\ncali/Cali-7.xml\n");
+}
+
+TEST_F(StoreSource, MayBeTheCalibrationDirectoryItself) {
+    writeFile(stick + "/Cali-7.xml", "x");
+    fs::create_directory_symlink(".", stick + "/here");
+    EXPECT_EQ(found(7, stick), "camera 7\nCali-7.xml\n");
 }
 
 TEST_F(StoreSource, WithLoopsIsSearchedOnce) {

@@ -28,7 +28,7 @@ Failure severalCameras(std::set<unsigned long> const& cameras, Options const& op
 }
 
 Source openSource(Options const& options, ProgressCallback const& progress) {
-    auto opened = Source::open(options.source, progress);
+    auto opened = Source::open(options.source, progress, options.directory);
     requireSuccess(opened.failure, options);
     return std::move(*opened.source);
 }
@@ -85,7 +85,7 @@ Source chosenSource(unsigned long serial, Options const& options, ProgressLine& 
                     std::vector<zel::store::Remark>& remarks) {
     if (!options.source.empty())
         return openSource(options, progress.callback());
-    auto found = zel::store::findMedia(serial, progress.callback());
+    auto found = zel::store::findMedia(serial, progress.callback(), options.directory);
     remarks = std::move(found.remarks);
     requireSuccess(found.failure, options);
     if (found.sources.empty())

@@ -26,7 +26,7 @@ Json sourceMember(Options const& options) {
 std::optional<Source> openSource(Options const& options, ProgressLine& progress) {
     if (options.source.empty())
         return std::nullopt;
-    auto opened = Source::open(options.source, progress.callback());
+    auto opened = Source::open(options.source, progress.callback(), options.directory);
     requireSuccess(opened.failure, options);
     return std::move(opened.source);
 }

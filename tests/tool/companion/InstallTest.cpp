@@ -307,6 +307,40 @@ TEST_F(CompanionInstall, SaysThatNoMediumHoldsTheCamera) {
     });
 }
 
+TEST_F(CompanionInstall, DoesNotTakeTheCalibrationDirectoryForAPartOfTheSource) {
+    std::string const below =
+        said("Not searched, since it is the calibration directory: ./installed");
+    EXPECT_EQ(seenOf({"install", "7", "-s", ".", "-t", "./installed"}), installedAll);
+    std::string const newData = "newer " + data;
+    writeFile(usb + "/7/" + data, newData);
+    EXPECT_EQ(
+        seenOf({"install", "7", "-s", ".", "-t", "installed"}),
+        exited(0, data + ": replaced\n" + description + ": unchanged\n" + curve + ": unchanged\n",
+               unplug + below + said("Camera 7 is complete: 1 replaced, 2 unchanged.")));
+    EXPECT_EQ(seenOf({"verify", "7", "-s", ".", "-t", "installed"}),
+              exited(0, states("same"), below + said("Camera 7: 3 same; complete.")));
+}
+
+TEST_F(CompanionInstall, DoesNotTakeTheCalibrationDirectoryForAMedium) {
+    withMedia([&] {
+        plugIn("STICK", 7);
+        plugIn("installed", 7);
+        EXPECT_EQ(seenOf({"install", "7", "-t", "/media/someone/installed"}),
+                  exited(0, states("installed"),
+                         said("Taking the files from /media/someone/STICK.") + unplug +
+                             said("Camera 7 is complete: 3 installed.")));
+    });
+}
+
+TEST_F(CompanionInstall, DoesNotSearchTheCalibrationDirectoryOnAMedium) {
+    withMedia([&] {
+        plugIn("STICK", 7);
+        support::writeSmallSet("/media/someone/STICK/installed", 8);
+        EXPECT_EQ(ask({"install", "8", "-t", "/media/someone/STICK/installed"}).exitStatus, 3);
+        EXPECT_EQ(ask({"install", "7", "-t", "/media/someone/STICK/installed"}).exitStatus, 0);
+    });
+}
+
 TEST_F(CompanionInstall, AnswersInJson) {
     EXPECT_EQ(jsonOf({"install", "7", "-s", "usb", "-t", "cali"}),
               "{\n"
