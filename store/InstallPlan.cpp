@@ -251,7 +251,7 @@ private:
         if (m_tree.gap() && (m_lacks || m_options.prune))
             throw Stop{*m_tree.gap()};
         if (m_tree.gap())
-            m_plan.remarks.push_back({m_tree.gap()->path, "Cannot be searched:"});
+            m_plan.remarks.push_back(remarkOn(*m_tree.gap()));
         bool const mayBePartial = m_options.partial && mayInstall();
         m_plan.refused = m_isRefused || (m_lacks && !mayBePartial);
         if (m_plan.refused) {

@@ -72,7 +72,9 @@ public:
                 stopped.failure.kind == FailureKind::cancelled)
                 throw;
             // The set itself is right, and only the record is missing.
-            m_outcome.remarks.push_back({target.folder().path, "The set cannot be recorded in"});
+            Failure const& why = stopped.failure;
+            m_outcome.remarks.push_back(
+                {why.path, "The set cannot be recorded: " + why.message, why.error});
         }
     }
 
@@ -133,7 +135,7 @@ private:
         Folder const& folder = target.hasHidden() ? target.hidden() : target.folder();
         if (faccessat(folder.get(), ".", W_OK | X_OK, AT_EACCESS) == 0)
             return true;
-        m_outcome.remarks.push_back({folder.path, "The set cannot be recorded in"});
+        m_outcome.remarks.push_back({folder.path, "The set cannot be recorded in", errno});
         return false;
     }
 

@@ -72,6 +72,7 @@ struct Failure {
 struct Remark {
     std::string path;    ///< the file or directory concerned; may be empty
     std::string message; ///< a sentence that the path completes when it is followed by it
+    int error = 0;       ///< the system's error number; 0 when there is none
 };
 
 /// What an operation is doing.

@@ -55,7 +55,7 @@ MediaOutcome findMedia(unsigned long serial, ProgressCallback const& progress,
                 auto tree = std::make_unique<SourceTree const>(medium, media, target, reporter);
                 auto const& cameras = tree->cameras();
                 if (tree->gap())
-                    outcome.remarks.push_back({tree->gap()->path, "Cannot be searched:"});
+                    outcome.remarks.push_back(remarkOn(*tree->gap()));
                 if (serial == 0 ? !cameras.empty()
                                 : std::binary_search(cameras.begin(), cameras.end(), serial))
                     outcome.sources.push_back(SourceAccess::from(std::move(tree)));
@@ -65,7 +65,7 @@ MediaOutcome findMedia(unsigned long serial, ProgressCallback const& progress,
                 // Another medium is mounted over it.
                 if (stopped.failure.error == ENOENT || stopped.failure.error == ENOTDIR)
                     continue;
-                outcome.remarks.push_back({medium, "Cannot be searched:"});
+                outcome.remarks.push_back(remarkOn(stopped.failure));
             }
         }
     });

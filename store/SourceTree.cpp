@@ -261,6 +261,10 @@ std::vector<Remark> SourceTree::remarks() const {
     return remarks;
 }
 
+Remark remarkOn(Failure const& gap) {
+    return {gap.path, "Cannot be searched:", gap.error};
+}
+
 OpenedFile SourceTree::open(std::string const& path) const {
     if (path.size() < PATH_MAX)
         return openRegular(m_root.get(), path.c_str());

@@ -66,4 +66,7 @@ private:
     std::optional<Failure> m_gap;
 };
 
+/// @return What to know of a folder that could not be searched. @throws std::bad_alloc
+Remark remarkOn(Failure const& gap);
+
 } // namespace zel::store

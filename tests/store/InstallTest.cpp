@@ -450,8 +450,8 @@ TEST_F(StoreInstall, OfAnEqualSetThatCannotBeRecordedSaysSo) {
         ASSERT_EQ(mount(cali.c_str(), cali.c_str(), nullptr, MS_BIND, nullptr), 0);
         ASSERT_EQ(mount(nullptr, cali.c_str(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr),
                   0);
-        EXPECT_EQ(seen(install(7)),
-                  wholeUnchanged + "remark: The set cannot be recorded in " + cali + "\n");
+        EXPECT_EQ(seen(install(7)), wholeUnchanged + "remark: The set cannot be recorded in " +
+                                        cali + ": Read-only file system\n");
     });
 }
 
@@ -518,7 +518,8 @@ TEST_F(StoreInstall, PrunesNothingWhileAPartOfTheSourceCannotBeSearched) {
                                                  "complete\n");
         EXPECT_EQ(seen(install(7)),
                   wholeUnchanged + "remark: Neither the source nor the description names " + cali +
-                      "/Cali-7-old.dat\nremark: Cannot be searched: " + stick + "/locked\n");
+                      "/Cali-7-old.dat\nremark: Cannot be searched: " + stick +
+                      "/locked: Permission denied\n");
         fs::remove(stick + "/" + data);
         putOnStick(camera(7).mainSection(), "2");
         fs::remove(stick + "/" + data);

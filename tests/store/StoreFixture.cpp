@@ -32,8 +32,12 @@ void write(std::ostream& out, std::vector<File> const& files) {
 }
 
 void write(std::ostream& out, std::vector<Remark> const& remarks) {
-    for (Remark const& remark : remarks)
-        out << "remark: " << remark.message << ' ' << remark.path << '\n';
+    for (Remark const& remark : remarks) {
+        out << "remark: " << remark.message << ' ' << remark.path;
+        if (remark.error != 0)
+            out << ": " << std::strerror(remark.error);
+        out << '\n';
+    }
 }
 
 } // namespace

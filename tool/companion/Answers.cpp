@@ -25,7 +25,12 @@ Json problem(Json name, Json state, std::string const& path, std::string const& 
 }
 
 std::string sentenceOf(Remark const& remark) {
-    return remark.path.empty() ? remark.message : remark.message + " " + remark.path;
+    std::string text = remark.message;
+    if (!remark.path.empty())
+        text += " " + remark.path;
+    if (remark.error != 0)
+        text += std::string(": ") + std::strerror(remark.error);
+    return text;
 }
 
 bool hasMoreToSay(File const& file) {
@@ -122,7 +127,7 @@ Json problemMembers(std::vector<File> const& files, std::string const& directory
 
 void addRemarks(std::vector<Remark> const& remarks, Json& problems, Result& result) {
     for (Remark const& remark : remarks) {
-        problems.push_back(problem(nullptr, nullptr, remark.path, remark.message));
+        problems.push_back(problem(nullptr, nullptr, remark.path, sentenceOf(remark)));
         result.notes.push_back(sentenceOf(remark));
     }
 }

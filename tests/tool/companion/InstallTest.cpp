@@ -4,6 +4,7 @@
 #include "tests/support/Namespace.h"
 #include "tests/support/SmallSet.h"
 #include "tests/support/UsbTree.h"
+#include "util/FileDescriptor.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -70,6 +71,18 @@ protected:
         fs::create_directories(place);
         support::mountTmpfs(place);
         support::writeSmallSet(place + "/set", serial);
+    }
+
+    /// Locks the calibration directory as process 4711.
+    zel::FileDescriptor lockAsAnotherProcess() const {
+        fs::create_directory(installed(".zentho-cali"));
+        zel::FileDescriptor lock(
+            open(installed(".zentho-cali/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+        EXPECT_EQ(write(lock.get(), "4711\n", 5), 5);
+        struct flock whole {};
+        whole.l_type = F_WRLCK;
+        EXPECT_EQ(fcntl(lock.get(), F_OFD_SETLK, &whole), 0);
+        return lock;
     }
 
     std::string const usb = root.path() + "/usb";
@@ -436,35 +449,54 @@ TEST_F(CompanionInstall, AnswersInJsonForEveryCamera) {
     EXPECT_EQ(answer.substr(0, start.size()), start);
 }
 
+TEST_F(CompanionInstall, SaysWhyAnEqualSetCannotBeRecorded) {
+    support::writeSmallSet(cali, 7);
+    std::string const why = "The set cannot be recorded in cali: Read-only file system";
+    support::inPrivateNamespaces([&] {
+        ASSERT_EQ(mount(cali.c_str(), cali.c_str(), nullptr, MS_BIND, nullptr), 0);
+        ASSERT_EQ(mount(nullptr, cali.c_str(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr),
+                  0);
+        EXPECT_EQ(fromUsb(), exited(0, states("unchanged"),
+                                    said(why) + said("Camera 7 is unchanged and complete.")));
+        auto const answer = jsonOf({"install", "7", "-s", "usb", "-t", "cali"});
+        EXPECT_NE(answer.find("\"message\": \"" + why + "\""), std::string::npos) << answer;
+    });
+}
+
+TEST_F(CompanionInstall, SaysWhoKeepsAnEqualSetFromBeingRecorded) {
+    support::writeSmallSet(cali, 7);
+    auto const lock = lockAsAnotherProcess();
+    EXPECT_EQ(fromUsb({"--no-wait"}),
+              exited(0, states("unchanged"),
+                     said("The set cannot be recorded: Another process changes cali") +
+                         said("Camera 7 is unchanged and complete.")));
+}
+
+TEST_F(CompanionInstall, NamesInJsonWhatARemarkIsAbout) {
+    fromUsb();
+    writeFile(installed("Cali-7-old.dat"), "old");
+    auto const answer = jsonOf({"install", "7", "-s", "usb", "-t", "cali"});
+    EXPECT_NE(answer.find("\"message\": \"Neither the source nor the description names "
+                          "cali/Cali-7-old.dat\""),
+              std::string::npos)
+        << answer;
+}
+
 TEST_F(CompanionInstall, DoesNotWaitForAnotherProcessWhenToldSo) {
-    fs::create_directory(installed(".zentho-cali"));
-    int const lock =
-        open(installed(".zentho-cali/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    ASSERT_EQ(write(lock, "4711\n", 5), 5);
-    struct flock whole {};
-    whole.l_type = F_WRLCK;
-    ASSERT_EQ(fcntl(lock, F_OFD_SETLK, &whole), 0);
+    auto const lock = lockAsAnotherProcess();
     EXPECT_EQ(fromUsb({"--no-wait"}),
               exited(3, "",
                      said("Process 4711 changes cali") +
                          hinted("Without --no-wait, this waits for up to a minute.")));
-    close(lock);
 }
 
 TEST_F(CompanionInstall, SaysOnceForWhomItWaits) {
-    fs::create_directory(installed(".zentho-cali"));
-    int const lock =
-        open(installed(".zentho-cali/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    ASSERT_EQ(write(lock, "4711\n", 5), 5);
-    struct flock whole {};
-    whole.l_type = F_WRLCK;
-    ASSERT_EQ(fcntl(lock, F_OFD_SETLK, &whole), 0);
+    auto const lock = lockAsAnotherProcess();
     // The shell itself would tell that its child was terminated.
     EXPECT_EQ(
         seenOfShell("\"$0\" install 7 -s usb -t cali > out 2>&1 & exec 2> /dev/null;"
                     " sleep 1; kill $!; wait $!; cat out; exit 0"),
         exited(0, said("Waiting for process 4711, which changes cali.") + said("Interrupted"), ""));
-    close(lock);
 }
 
 TEST_F(CompanionInstall, OfAllCamerasOfASourceThatIsMissingFails) {
