@@ -180,8 +180,14 @@ ListOutcome listSource(Source const& source, ProgressCallback const& progress) n
     ListOutcome outcome;
     guarded(outcome, [&] {
         Reporter reporter(progress);
-        outcome.cameras = listHeld(source.tree(), reporter);
-        outcome.remarks = source.tree().remarks();
+        SourceTree const& tree = source.tree();
+        outcome.cameras = listHeld(tree, reporter);
+        outcome.remarks = tree.remarks();
+        if (!tree.gap())
+            return;
+        if (outcome.cameras.empty()) // those that it holds may be in there
+            throw Stop{*tree.gap()};
+        outcome.remarks.push_back(remarkOn(*tree.gap()));
     });
     return outcome;
 }

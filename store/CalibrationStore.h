@@ -102,7 +102,8 @@ private:
 /// @param source   The source.
 /// @param progress Called from this thread while it goes on.
 /// @return The cameras, by serial number; complete are those that install() would install
-///         whole into an empty directory.
+///         whole into an empty directory. A failure when none was found and a folder could not be
+///         searched.
 ZENTHO_API ListOutcome listSource(Source const& source, ProgressCallback const& progress) noexcept;
 
 } // namespace zel::store

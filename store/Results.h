@@ -165,7 +165,7 @@ struct ListedCamera {
     bool complete = false;           ///< whether its set is complete
     std::vector<File> problems;      ///< the files that keep it from being complete
     std::vector<Optic> optics;       ///< the optics of its description
-    std::uint64_t files = 0;         ///< how many files belong to it
+    std::uint64_t files = 0;         ///< how many files belong to it; copies count once
     std::uint64_t bytes = 0;         ///< their size
     std::optional<std::string> date; ///< when it was installed, in ISO 8601; from the record
 };

@@ -1,6 +1,7 @@
 #include "store/SetList.h"
 
 #include "sdk/set/FileKinds.h"
+#include "store/Copies.h"
 #include "store/InstallPlan.h"
 #include "store/InstalledFiles.h"
 #include "store/Layout.h"
@@ -90,27 +91,31 @@ ListedCamera lookAtInstalled(Target const& target, unsigned long serial,
 ListedCamera lookAtHeld(SourceTree const& tree, unsigned long serial, Reporter& reporter) {
     ListedCamera camera;
     camera.serial = serial;
+    std::vector<std::string> asked{std::string(set::descriptionName(serial).view())};
     Target const nothing;
     try {
         InstallPlan const plan =
             makePlan(tree, serial, InstalledFiles(nothing, serial), InstallOptions(), reporter);
         camera.complete = plan.complete;
-        if (plan.newDescription)
+        if (plan.newDescription) {
             camera.optics = opticsOf(plan.newDescription->description);
+            asked = plan.newDescription->names;
+        }
         if (plan.refused)
             camera.problems = plan.files;
     } catch (Stop const& stopped) {
         if (stopped.failure.kind != FailureKind::system)
             throw;
-        camera.problems.push_back({std::string(set::descriptionName(serial).view()),
+        camera.problems.push_back({asked.front(),
                                    FileState::unreadable,
                                    0,
                                    {stopped.failure.path},
                                    std::strerror(stopped.failure.error)});
     }
-    for (SourceFile const& file : tree.filesOf(serial)) {
+    CopiesByName const held(tree.filesOf(serial), asked);
+    for (auto const& [name, copies] : held.all()) {
         ++camera.files;
-        camera.bytes += tree.open(file.path()).size();
+        camera.bytes += tree.open(copies.files.front()->path()).size();
     }
     return camera;
 }

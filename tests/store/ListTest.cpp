@@ -90,6 +90,15 @@ TEST_F(StoreList, NamesWhatAStickHolds) {
                           ", Kennlinie-71-54-Macro-0-1.prn missing\n");
 }
 
+TEST_F(StoreList, CountsAFileOfAStickOnceHoweverManyCopiesThereAre) {
+    fs::remove(stick + "/Cali-71.xml");
+    putOnStick(camera(7), "1");
+    for (char const* const name :
+         {"Cali-7.xml", "Cali-7-23-M20-100.dat", "Kennlinie-7-23-M20-100.prn"})
+        writeFile(stick + "/copy/" + name, support::readFile(stick + "/" + name));
+    EXPECT_EQ(held(), "7 complete, 23 , 3 files, " + bytesOf7(stick) + "\n");
+}
+
 TEST_F(StoreList, FailsWithoutADirectory) {
     EXPECT_EQ(seenOf(store.list()), "failed\n");
 }

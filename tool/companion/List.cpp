@@ -97,6 +97,7 @@ Result run(Options const& options, Terminal const& terminal) {
     Result result;
     result.members["directory"] = ofSource ? Json(nullptr) : Json(options.directory);
     result.members["source"] = ofSource ? Json(options.source) : Json(nullptr);
+    addRemarks(outcome.remarks, result.members["problems"] = Json::array(), result);
     Json& cameras = result.members["cameras"] = Json::array();
     constexpr Span noBars{1, 0};
     Table table({"SERIAL", "COMPLETE", "FILES", "BYTES", "DATE", "ATTACHED", "OPTICS"}, noBars);

@@ -80,6 +80,44 @@ TEST_F(CompanionList, ShowsTheCamerasOnAStick) {
     });
 }
 
+TEST_F(CompanionList, CountsEqualCopiesOnAStickOnce) {
+    onBus([&] {
+        support::writeSmallSet(cali, 7);
+        support::writeSmallSet(cali + "/copy", 7);
+        EXPECT_EQ(seenOf({"list", "-s", "cali"}),
+                  exited(0,
+                         "SERIAL  COMPLETE  FILES  BYTES  DATE  ATTACHED  OPTICS\n"
+                         "7       yes       3      " +
+                             sizeOfSet + "    -     yes       23\n",
+                         ""));
+    });
+}
+
+TEST_F(CompanionList, SaysThatAPartOfAStickCannotBeSearched) {
+    support::writeSmallSet(cali, 7);
+    fs::create_directory(cali + "/locked");
+    support::inPrivateNamespaces([&] {
+        fs::permissions(cali + "/locked", fs::perms::none);
+        support::giveUpPrivileges();
+        std::string const why = "Cannot be searched: cali/locked: Permission denied";
+        auto const outcome = ask({"list", "-s", "cali"});
+        EXPECT_EQ(outcome.exitStatus, 0);
+        EXPECT_EQ(outcome.standardError, said(why));
+        auto const answer = jsonOf({"list", "-s", "cali"});
+        EXPECT_NE(answer.find("\"message\": \"" + why + "\""), std::string::npos) << answer;
+    });
+}
+
+TEST_F(CompanionList, FailsWhereTheCamerasOfAStickMayBeInAFolderThatCannotBeSearched) {
+    fs::create_directory(cali + "/locked");
+    support::inPrivateNamespaces([&] {
+        fs::permissions(cali + "/locked", fs::perms::none);
+        support::giveUpPrivileges();
+        EXPECT_EQ(seenOf({"list", "-s", "cali"}),
+                  exited(3, "", said("Cannot search cali/locked: Permission denied")));
+    });
+}
+
 TEST_F(CompanionList, ShowsAQuestionMarkWhereTheSystemNamesNoDevices) {
     support::inPrivateNamespaces([&] {
         support::mountTmpfs("/sys");
@@ -104,6 +142,7 @@ TEST_F(CompanionList, AnswersInJson) {
                                                   "  \"status\": 0,\n"
                                                   "  \"directory\": \"cali\",\n"
                                                   "  \"source\": null,\n"
+                                                  "  \"problems\": [],\n"
                                                   "  \"cameras\": [\n"
                                                   "    {\n"
                                                   "      \"serial\": 7,\n"
@@ -133,6 +172,7 @@ TEST_F(CompanionList, AnswersInJsonWithNothing) {
                                               "  \"status\": 0,\n"
                                               "  \"directory\": null,\n"
                                               "  \"source\": \"cali\",\n"
+                                              "  \"problems\": [],\n"
                                               "  \"cameras\": []\n"
                                               "}\n");
 }
