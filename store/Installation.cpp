@@ -164,9 +164,9 @@ private:
             stage.keep();
             m_reporter.commit();
             m_outcome.changed = true;
-            m_reporter.begin(Phase::publishing, plan.data.size());
+            m_reporter.begin(Phase::publishing);
         });
-        m_reporter.fileDone();
+        m_reporter.askWhetherToGoOn();
     }
 
     Journal stageAll(Stage& stage, InstallPlan const& plan) {

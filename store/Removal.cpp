@@ -74,7 +74,7 @@ private:
             journal.removedBefore.push_back(file.name);
         requireMovable(target, journal.removedBefore, m_serial);
         publishOn(target, journal);
-        m_reporter.fileDone();
+        m_reporter.askWhetherToGoOn();
     }
 
     /// @return Whether a recovery changed this camera's files. Other cameras' files do not count.
@@ -90,7 +90,7 @@ private:
         auto const committed = [&] {
             m_reporter.commit();
             m_outcome.changed = true;
-            m_reporter.begin(Phase::publishing, journal.removedBefore.size());
+            m_reporter.begin(Phase::publishing);
         };
         try {
             publish(target, journal, committed);

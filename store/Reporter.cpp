@@ -29,7 +29,7 @@ void Reporter::fileDone() {
 
 void Reporter::bytesDone(std::uint64_t bytes) {
     m_progress.bytes += bytes;
-    if (bytes != 0 && m_progress.bytes - m_reportedBytes < reportEvery)
+    if (m_progress.bytes - m_reportedBytes < reportEvery)
         return;
     m_reportedBytes = m_progress.bytes;
     call();

@@ -22,9 +22,10 @@ public:
     void begin(Phase phase, std::uint64_t allFiles = 0, std::uint64_t allBytes = 0);
     /// Reports that a file is done. @throws Stop when the caller cancels.
     void fileDone();
-    /// Reports that bytes are done; none, to ask whether to go on. @throws Stop when the caller
-    /// cancels.
+    /// Reports that bytes are done. @throws Stop when the caller cancels.
     void bytesDone(std::uint64_t bytes);
+    /// Reports nothing new. @throws Stop when the caller cancels.
+    void askWhetherToGoOn() { call(); }
     /// Reports that another process is waited for. @throws Stop when the caller cancels.
     void waitFor(long holder);
 

@@ -7,7 +7,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <optional>
 #include <set>
 #include <string>
 #include <unordered_set>
@@ -17,6 +20,26 @@ namespace zel::store {
 
 namespace {
 
+/// Other sizes than the recorded ones would take another look at each file.
+/// @return How many bytes there are to compare; 0 when that is not known.
+template <class Comparison>
+std::uint64_t bytesToRead(std::optional<Record> const& record, std::set<std::string> const& names,
+                          Comparison const& comparison) {
+    if (!record)
+        return 0;
+    std::uint64_t bytes = 0;
+    for (std::string const& name : names) {
+        std::size_t const reads = comparison.readsOf(name);
+        if (reads == 0)
+            continue;
+        auto const recorded = record->files.find(name);
+        if (recorded == record->files.end())
+            return 0;
+        bytes += recorded->second.size * reads;
+    }
+    return bytes;
+}
+
 /// Opens each file once, compares it, and judges those that the description asks for.
 template <class Comparison>
 VerifyOutcome compareAll(Target const& target, SetLook& look, std::set<std::string> const& others,
@@ -25,7 +48,7 @@ VerifyOutcome compareAll(Target const& target, SetLook& look, std::set<std::stri
     std::set<std::string> names = others;
     names.insert(look.names.begin(), look.names.end());
     std::unordered_set<std::string> const asked(look.names.begin() + 1, look.names.end());
-    reporter.begin(Phase::comparing, names.size());
+    reporter.begin(Phase::comparing, names.size(), bytesToRead(look.record, names, comparison));
     for (std::string const& name : names) {
         OpenedFile const here = openRegular(target.folder().get(), name.c_str());
         if (asked.count(name) != 0)
@@ -57,6 +80,9 @@ class RecordComparison {
 public:
     RecordComparison(Target const& target, Record const& record, Reporter& reporter)
         : m_target(target), m_record(record), m_reporter(reporter) {}
+
+    /// @return How often a file is read.
+    std::size_t readsOf(std::string const& name) const { return m_record.files.count(name); }
 
     File compare(std::string const& name, OpenedFile const& opened) const {
         if (opened.error == ENOENT)
@@ -91,6 +117,12 @@ public:
     SourceComparison(Target const& target, SourceTree const& tree, CopiesByName const& copies,
                      Reporter& reporter)
         : m_target(target), m_tree(tree), m_copies(copies), m_reporter(reporter) {}
+
+    /// @return How often a file is read.
+    std::size_t readsOf(std::string const& name) const {
+        Copies const* const there = m_copies.find(name);
+        return there != nullptr ? there->files.size() : 0;
+    }
 
     File compare(std::string const& name, OpenedFile const& here) const {
         Copies const* const there = m_copies.find(name);

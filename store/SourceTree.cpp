@@ -113,7 +113,7 @@ private:
         std::size_t entries = 0;
         int const error = forEachEntry(opened.get(), [&](char const* name, unsigned char type) {
             if (++entries % reportEvery == 0)
-                m_reporter.bytesDone(0);
+                m_reporter.askWhetherToGoOn();
             visit({folder, name, set::ownerOf(name)}, type, opened.get());
         });
         if (error != 0)

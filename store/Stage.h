@@ -42,7 +42,8 @@ public:
     StagedFile add(OpenedFile const& file, std::string const& path, std::string name,
                    Reporter& reporter);
 
-    /// Adds a file with a text. @throws Stop
+    /// Adds a file with a text, which does not count where people see how far this is. It comes
+    /// after all copies. @throws Stop
     StagedFile add(std::string_view text, std::string name);
 
     /// Writes everything through to the medium. @throws Stop
@@ -63,7 +64,8 @@ private:
     Target const& m_target;
     Folder m_folder;
     std::vector<StagedFile> m_files; // in the order of their numbers
-    std::uint64_t m_bytes = 0;
+    std::size_t m_copies = 0;
+    std::uint64_t m_copiedBytes = 0;
     bool m_kept = false;
 };
 

@@ -407,6 +407,23 @@ TEST_F(StoreInstall, CancelledAfterTheJournalIsFinishedAndSaysSo) {
     EXPECT_EQ(check(7), "complete\n");
 }
 
+TEST_F(StoreInstall, CountsTheFilesOfTheSetAlone) {
+    std::map<zel::store::Phase, std::string> last;
+    auto source = zel::store::Source::open(stick, {});
+    auto const outcome = store.install(7, *source.source, {}, [&](auto const& progress) {
+        last[progress.phase] =
+            std::to_string(progress.files) + " of " + std::to_string(progress.allFiles) + ", " +
+            std::to_string(progress.bytes) + " of " + std::to_string(progress.allBytes);
+        return true;
+    });
+    std::uintmax_t bytes = 0;
+    for (auto const& file : outcome.files)
+        bytes += file.bytes;
+    std::string const all = "3 of 3, " + std::to_string(bytes) + " of " + std::to_string(bytes);
+    EXPECT_EQ(last[zel::store::Phase::copying], all);
+    EXPECT_EQ(last[zel::store::Phase::readingBack], all);
+}
+
 TEST_F(StoreInstall, ACallbackThatThrowsCancels) {
     auto source = zel::store::Source::open(stick, {});
     auto const outcome =

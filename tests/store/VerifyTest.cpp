@@ -20,6 +20,10 @@ protected:
         install(7);
     }
 
+    std::uintmax_t bytesInSet() const {
+        return fs::file_size(cali + "/" + data) + fs::file_size(cali + "/" + description) +
+               fs::file_size(cali + "/" + curve);
+    }
     std::string againstRecord() const { return seen(store.verify(7, {})); }
     std::string againstStick() const {
         auto const source = zel::store::Source::open(stick, {});
@@ -38,6 +42,25 @@ std::string answer(std::string const& start, std::string const& dataState,
 TEST_F(StoreVerify, SaysThatEveryByteIsTheSame) {
     EXPECT_EQ(againstRecord(), answer("same, complete", "same", "same", "same"));
     EXPECT_EQ(againstStick(), answer("same, complete", "same", "same", "same"));
+}
+
+TEST_F(StoreVerify, KnowsFromTheStartHowManyBytesThereAre) {
+    writeFile(stick + "/copy/" + data, support::readFile(stick + "/" + data));
+    zel::store::Progress first;
+    zel::store::Progress last;
+    auto const follow = [&](zel::store::Progress const& progress) {
+        if (progress.files == 0 && progress.bytes == 0)
+            first = progress;
+        last = progress;
+        return true;
+    };
+    store.verify(7, follow);
+    EXPECT_GT(first.allBytes, 0U);
+    EXPECT_EQ(last.bytes, first.allBytes);
+    auto const source = zel::store::Source::open(stick, {});
+    store.verify(7, *source.source, follow);
+    EXPECT_EQ(first.allBytes, bytesInSet() + fs::file_size(cali + "/" + data));
+    EXPECT_EQ(last.bytes, first.allBytes);
 }
 
 TEST_F(StoreVerify, FindsOneChangedByte) {

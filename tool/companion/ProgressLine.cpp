@@ -88,7 +88,7 @@ void ProgressLine::tell(Progress const& progress) {
 
 std::string ProgressLine::line(Progress const& progress, Clock::time_point now) const {
     std::string text = wordFor(progress.phase);
-    if (progress.phase == Phase::waiting)
+    if (progress.phase == Phase::waiting || progress.phase == Phase::publishing)
         return text;
     auto const files = std::to_string(progress.files);
     auto const allFiles = progress.allFiles != 0 ? std::to_string(progress.allFiles) : "";

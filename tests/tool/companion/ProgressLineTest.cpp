@@ -38,6 +38,22 @@ TEST_F(CompanionProgressLine, ShowsBytesRateAndTimeLeft) {
         << seen;
 }
 
+TEST_F(CompanionProgressLine, ShowsBytesRateAndTimeLeftOfAComparison) {
+    support::writeFile(root.path() + "/usb/" + support::dataName(7), std::string(8'000'000, 'x'));
+    EXPECT_EQ(ask({"install", "7", "-s", "usb", "-t", "cali"}).exitStatus, 0);
+    for (std::string const source : {"", " -s usb"}) {
+        auto const seen = onTerminal(
+            {"NO_COLOR=1"}, "stty cols 200; env ASAN_OPTIONS=detect_leaks=0 strace -f -qq -o"
+                            " /dev/null -e inject=pread64:delay_enter=60000 $program verify 7"
+                            " -t cali" +
+                                source);
+        EXPECT_TRUE(std::regex_search(
+            seen, std::regex("Comparing: 0 of 3 files, [0-9.]+ of 8\\.0 MB, [0-9.]+ MB/s, [0-9]+"
+                             " s left")))
+            << seen;
+    }
+}
+
 TEST_F(CompanionProgressLine, IsGoneBeforeAnythingElseIsSaid) {
     auto const seen = onTerminal({"NO_COLOR=1"}, slowInstall);
     EXPECT_NE(seen.find("\r\033[Kzentho-cali: From here on"), std::string::npos) << seen;
