@@ -4,6 +4,7 @@
 #include "store/Installation.h"
 #include "store/Layout.h"
 #include "store/Lock.h"
+#include "store/Publication.h"
 #include "store/Recovery.h"
 #include "store/Removal.h"
 #include "store/Reporter.h"
@@ -120,6 +121,16 @@ LockOutcome CalibrationStore::lockForOthers(bool wait, ProgressCallback const& p
         outcome.lock.m_held = std::move(held);
     });
     return outcome;
+}
+
+bool CalibrationStore::needsLaterVersion() const noexcept {
+    InstallOutcome outcome;
+    guarded(outcome, [&] {
+        Target const target(m_directory);
+        for (unsigned long const serial : target.openTransactions())
+            readJournalOf(target, serial);
+    });
+    return outcome.failure && outcome.failure->kind == FailureKind::laterVersion;
 }
 
 CheckOutcome CalibrationStore::check(unsigned long serial) const noexcept {

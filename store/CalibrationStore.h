@@ -68,6 +68,10 @@ public:
     /// @return The lock, held until it is destroyed.
     LockOutcome lockForOthers(bool wait, ProgressCallback const& progress) noexcept;
 
+    /// @return Whether recover() cannot help, since a later version of this program began one of
+    ///         the interrupted transactions.
+    bool needsLaterVersion() const noexcept;
+
     /// Checks one camera's set by names and sizes. It is complete when its description can be
     /// followed and names an optic, every file that it asks for is there, can be read and is not
     /// empty, sizes agree with the record when there is one, and no transaction is open.

@@ -81,21 +81,12 @@ public:
 private:
     /// Plans as if open transactions had been completed already.
     void runDry(Target const& target) {
-        bool const isOpen = requireJournals(target);
+        m_recoveryRemarks = remarksOnOpen(target);
         InstallPlan const plan = makePlanFor(target);
         bool const isNothing = tell(plan, target);
-        m_outcome.changed = isOpen || !isNothing;
+        m_outcome.changed = !m_recoveryRemarks.empty() || !isNothing;
         if (plan.changesFiles() && !hasLeftovers(target)) // removing them makes room
             requireRoom(m_directory, plan);
-    }
-
-    /// Fails like the real run if a journal cannot be read or a later version wrote it.
-    /// @return Whether there are open transactions.
-    static bool requireJournals(Target const& target) {
-        auto const cameras = target.openTransactions();
-        for (unsigned long const serial : cameras)
-            readJournalOf(target, serial);
-        return !cameras.empty();
     }
 
     /// If there is nothing to do, no write permission and no lock are needed.

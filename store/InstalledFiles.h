@@ -44,6 +44,8 @@ public:
     /// @param file The file, as open() opened it.
     std::optional<RecordedFile> recordedSince(std::string const& name,
                                               OpenedFile const& file) const;
+    /// @return Whether a transaction is open that can be completed.
+    bool canBeCompleted() const noexcept { return m_journal.has_value(); }
     /// @return Whether completing the open transaction will remove the record.
     bool removesRecord() const noexcept { return m_recordIsOut; }
     /// @return Path of a file, for messages.

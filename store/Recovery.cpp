@@ -1,5 +1,6 @@
 #include "store/Recovery.h"
 
+#include "store/InstalledFiles.h"
 #include "store/Lock.h"
 #include "store/Publication.h"
 #include "store/Stage.h"
@@ -47,6 +48,18 @@ void tidyUp(Target& target) {
         // Another process holds the lock, or the directory cannot be written. A later run will do
         // it.
     }
+}
+
+std::vector<Remark> remarksOnOpen(Target const& target) {
+    std::vector<Remark> remarks;
+    for (unsigned long const serial : target.openTransactions()) {
+        bool const isWhole = InstalledFiles(target, serial).canBeCompleted();
+        remarks.push_back({"", "An interrupted change of camera " + std::to_string(serial) +
+                                   (isWhole ? " would be completed first."
+                                            : " could not be completed; its description would be"
+                                              " taken out first.")});
+    }
+    return remarks;
 }
 
 std::vector<Remark> remarksOn(RecoverOutcome const& recovered) {

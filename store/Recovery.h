@@ -24,4 +24,9 @@ void tidyUp(Target& target);
 /// @return Remarks about a recovery that came before another operation. @throws std::bad_alloc
 std::vector<Remark> remarksOn(RecoverOutcome const& recovered);
 
+/// Looks at the transactions that would be completed before another operation. Fails like it when
+/// one of their journals cannot be read or a later version wrote it.
+/// @return A remark on each. @throws Stop
+std::vector<Remark> remarksOnOpen(Target const& target);
+
 } // namespace zel::store

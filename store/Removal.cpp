@@ -29,8 +29,7 @@ public:
         target.require();
         bool const isOpen = !target.openTransactions().empty();
         if (m_options.dryRun) {
-            for (unsigned long const serial : target.openTransactions())
-                readJournalOf(target, serial);
+            m_outcome.remarks = remarksOnOpen(target);
             m_outcome.changed = look(target) || target.isOpen(m_serial);
             return;
         }

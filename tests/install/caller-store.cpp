@@ -35,9 +35,10 @@ bool callTheStore(store::Source const& source) {
     other = std::move(lock);
     if (other.dropRecord(12))
         return false;
-    return changed && sets.check(12).complete && sets.verify(12, progress).same &&
-           sets.verify(12, source, progress).same && sets.list().cameras.empty() &&
-           sets.directory().empty() && store::word(store::FileState::same) != nullptr;
+    return changed && !sets.needsLaterVersion() && sets.check(12).complete &&
+           sets.verify(12, progress).same && sets.verify(12, source, progress).same &&
+           sets.list().cameras.empty() && sets.directory().empty() &&
+           store::word(store::FileState::same) != nullptr;
 }
 
 } // namespace

@@ -134,13 +134,16 @@ TEST_F(StoreRecover, ADryRunSeesTheSetAsItWillBe) {
     InstallOptions options;
     options.dryRun = true;
     auto const before = treeOf(cali);
+    std::string const first =
+        "remark: An interrupted change of camera 7 would be completed first. \n";
     EXPECT_EQ(seen(install(7, options)), "changed, complete\n" + data + ": replaced\n" +
-                                             description + ": replaced\n" + curve + ": replaced\n");
+                                             description + ": replaced\n" + curve + ": replaced\n" +
+                                             first);
     putOnStick(camera(7).mainSection(), "2");
     // The run will complete the transaction, and so change something.
     EXPECT_EQ(seen(install(7, options)), "changed, complete\n" + data + ": unchanged\n" +
                                              description + ": unchanged\n" + curve +
-                                             ": unchanged\n");
+                                             ": unchanged\n" + first);
     EXPECT_EQ(treeOf(cali), before);
 }
 
@@ -237,10 +240,14 @@ TEST_F(StoreRecover, ADryRunKnowsWhatCannotBeCompleted) {
     fs::remove(stage + "/0");
     fs::remove(cali + "/Cali-7-old.dat");
     std::string const start = "changed, not complete\n" + curve + ": missing\n";
-    EXPECT_EQ(seen(install(7, options)), start + "holds 7\n");
+    EXPECT_EQ(seen(install(7, options)),
+              start + "remark: An interrupted change of camera 7 could not be completed; its "
+                      "description would be taken out first. \nholds 7\n");
+    EXPECT_FALSE(store.needsLaterVersion());
     EXPECT_EQ(seen(install(7)), start + "remark: An interrupted change of camera 7 could not be "
                                         "completed; its description was taken out. \nholds 7\n");
     writeFile(hidden + "/8.journal", "zentho-cali journal 2\n");
+    EXPECT_TRUE(store.needsLaterVersion());
     EXPECT_EQ(install(7, options).failure->kind, FailureKind::laterVersion);
     EXPECT_EQ(install(7).failure->kind, FailureKind::laterVersion);
 }
