@@ -132,6 +132,12 @@ void addRemarks(std::vector<Remark> const& remarks, Json& problems, Result& resu
     }
 }
 
+void addProblem(std::string const& sentence, std::string const& path, Json& problems,
+                Result& result) {
+    problems.push_back(problem(nullptr, nullptr, path, sentence));
+    result.closing.push_back(sentence);
+}
+
 void addNotes(std::vector<File> const& files, Result& result) {
     for (File const& file : files) {
         if (!hasMoreToSay(file))

@@ -25,6 +25,11 @@ Json problemMembers(std::vector<zel::store::File> const& files, std::string cons
 /// Adds remarks to the problems that programs get, and to what people are told.
 void addRemarks(std::vector<zel::store::Remark> const& remarks, Json& problems, Result& result);
 
+/// Adds a closing sentence that is a problem to the problems that programs get, too.
+/// @param path The file or directory concerned; may be empty.
+void addProblem(std::string const& sentence, std::string const& path, Json& problems,
+                Result& result);
+
 /// Adds to what people are told whatever a file's state does not say.
 void addNotes(std::vector<zel::store::File> const& files, Result& result);
 

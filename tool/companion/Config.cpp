@@ -1,3 +1,4 @@
+#include "tool/companion/Answers.h"
 #include "tool/companion/CommandOptions.h"
 #include "tool/companion/Commands.h"
 #include "tool/companion/Files.h"
@@ -180,11 +181,7 @@ void addOptions(CLI::App& parser, Options& options) {
 /// Tells that the description lacks what was asked for.
 void tellRefusal(Refusal const& refusal, Options const& options, Result& result) {
     answerNo(result);
-    result.members["problems"].push_back({{"name", nullptr},
-                                          {"state", nullptr},
-                                          {"path", options.directory},
-                                          {"message", refusal.why}});
-    result.closing.push_back(refusal.why);
+    addProblem(refusal.why, options.directory, result.members["problems"], result);
 }
 
 Result run(Options const& options, Terminal const& /*terminal*/) {

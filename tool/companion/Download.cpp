@@ -165,8 +165,10 @@ Download downloadInto(Options const& options) {
 /// What the store completed before the download has to be told as well.
 void tellRecovered(zel::store::RecoverOutcome const& recovered, Result& result) {
     for (auto const& camera : recovered.cameras) {
-        result.notes.push_back("What was interrupted for camera " + std::to_string(camera.serial) +
-                               (camera.complete ? " is completed." : " could not be completed."));
+        zel::store::Remark const whole{
+            "", "What was interrupted for camera " + std::to_string(camera.serial) +
+                    (camera.complete ? " is completed." : " could not be completed.")};
+        addRemarks({whole}, result.members["problems"], result);
         addRemarks(camera.remarks, result.members["problems"], result);
     }
 }
@@ -213,7 +215,8 @@ Result run(Options const& options, Terminal const& terminal) {
     addNotes(problems, result);
     result.text = stateLines(files, terminal);
     if (!fetched.wentThrough)
-        result.closing.emplace_back("The download did not go through; -v tells why.");
+        addProblem("The download did not go through; -v tells why.", options.directory,
+                   result.members["problems"], result);
     if (!problems.empty()) {
         answerNo(result);
         result.closing.emplace_back("Not complete.");

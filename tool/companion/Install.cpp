@@ -74,12 +74,9 @@ bool partialHelps(InstallOutcome const& outcome, std::string const& description)
 /// Tells which cameras the source holds to a person who asked for one that it does not hold whole.
 void tellCameras(std::vector<unsigned long> const& cameras, Source const& source, Json& problems,
                  Result& result) {
-    std::string const message = "The source holds camera" +
-                                std::string(cameras.size() > 1 ? "s " : " ") + listed(cameras) +
-                                ".";
-    problems.push_back(
-        {{"name", nullptr}, {"state", nullptr}, {"path", source.path()}, {"message", message}});
-    result.closing.push_back(message);
+    std::string const number = cameras.size() > 1 ? "s " : " ";
+    addProblem("The source holds camera" + number + listed(cameras) + ".", source.path(), problems,
+               result);
 }
 
 void tellShortcomings(unsigned long serial, InstallOutcome const& outcome, Options const& options,
@@ -111,7 +108,8 @@ void tell(unsigned long serial, Source const& source, InstallOutcome const& outc
     if (!options.json) // there may be thousands of files
         result.text += stateLines(outcome.files, terminal);
     if (outcome.cancelledTooLate)
-        result.closing.emplace_back("It was too late to stop: the installation was finished.");
+        addProblem("It was too late to stop: the installation was finished.", options.directory,
+                   problems, result);
     result.closing.push_back(closingSentence(serial, outcome, options));
     if (!options.all && !outcome.cameras.empty())
         tellCameras(outcome.cameras, source, problems, result);
@@ -159,6 +157,13 @@ bool concernsAll(zel::store::Failure const& failure) {
            failure.kind == FailureKind::noMemory;
 }
 
+/// Tells that a source holds no camera, or that it may hold some where it cannot be searched.
+void tellNoCamera(Source const& source, Options const& options, Result& result) {
+    requireSuccess(zel::store::listSource(source, {}).failure, options);
+    addProblem(source.path() + " holds no camera's description.", source.path(),
+               result.members["problems"], result);
+}
+
 void installEach(Source const& source, Options const& options, ProgressLine& progress,
                  Terminal const& terminal, Result& result) {
     auto const& serials = source.cameras();
@@ -184,7 +189,7 @@ void installEach(Source const& source, Options const& options, ProgressLine& pro
     if (!complete)
         answerNo(result);
     if (serials.empty())
-        result.closing.push_back(source.path() + " holds no camera's description.");
+        tellNoCamera(source, options, result);
 }
 
 void installAll(Options const& options, ProgressLine& progress, Terminal const& terminal,

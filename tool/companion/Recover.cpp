@@ -9,6 +9,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <utility>
+
 namespace companion {
 
 namespace {
@@ -30,8 +32,9 @@ Json tell(Camera const& camera, Options const& options, Terminal const& terminal
         return members;
     }
     answerNo(result);
-    result.closing.push_back("What was interrupted for camera " + serial +
-                             " cannot be completed: staged files are gone or damaged.");
+    addProblem("What was interrupted for camera " + serial +
+                   " cannot be completed: staged files are gone or damaged.",
+               options.directory, members["problems"], result);
     addHint(result, howToFetch(camera.serial, options.directory));
     return members;
 }
@@ -49,7 +52,8 @@ Result run(Options const& options, Terminal const& terminal) {
     Result result;
     result.members["directory"] = options.directory;
     result.members["changed"] = outcome.changed;
-    Json& cameras = result.members["cameras"] = Json::array();
+    Json problems = Json::array();
+    Json cameras = Json::array();
     for (Camera const& camera : outcome.cameras)
         cameras.push_back(tell(camera, options, terminal, result));
     if (outcome.failure)
@@ -57,7 +61,10 @@ Result run(Options const& options, Terminal const& terminal) {
     else if (!outcome.changed)
         result.closing.emplace_back("Nothing was interrupted.");
     else if (outcome.cameras.empty())
-        result.closing.emplace_back("What a process that ended had staged is removed.");
+        addProblem("What a process that ended had staged is removed.", options.directory, problems,
+                   result);
+    result.members["problems"] = std::move(problems);
+    result.members["cameras"] = std::move(cameras);
     return result;
 }
 

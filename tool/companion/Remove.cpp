@@ -13,16 +13,6 @@ namespace companion {
 
 namespace {
 
-using zel::store::InstallOutcome;
-
-std::string closingSentence(InstallOutcome const& outcome, Options const& options) {
-    std::string const camera = "camera " + std::to_string(options.serial);
-    if (!outcome.changed)
-        return "There is nothing of " + camera + " in " + options.directory + ".";
-    return "C" + camera.substr(1) + (options.dryRun ? " would be removed: " : " is removed: ") +
-           countsOf(outcome.files) + ".";
-}
-
 void addOptions(CLI::App& parser, Options& options) {
     addSerial(parser, options);
     addDirectory(parser, options);
@@ -52,10 +42,18 @@ Result run(Options const& options, Terminal const& terminal) {
     addRemarks(outcome.remarks, problems, result);
     result.text = stateLines(outcome.files, terminal);
     if (outcome.cancelledTooLate)
-        result.closing.emplace_back("It was too late to stop: the removal was finished.");
-    if (!outcome.changed)
-        answerNo(result);
-    result.closing.push_back(closingSentence(outcome, options));
+        addProblem("It was too late to stop: the removal was finished.", options.directory,
+                   problems, result);
+    std::string const camera = "camera " + std::to_string(options.serial);
+    if (outcome.changed) {
+        result.closing.push_back("C" + camera.substr(1) +
+                                 (options.dryRun ? " would be removed: " : " is removed: ") +
+                                 countsOf(outcome.files) + ".");
+        return result;
+    }
+    answerNo(result);
+    addProblem("There is nothing of " + camera + " in " + options.directory + ".",
+               options.directory, problems, result);
     return result;
 }
 

@@ -232,6 +232,10 @@ TEST_F(CompanionDownload, SaysThatTheDownloadFailed) {
         EXPECT_EQ(outcome.standardOutput, description + ": missing\n");
         EXPECT_EQ(remarksIn(outcome),
                   said("The download did not go through; -v tells why.") + said("Not complete."));
+        auto const answer = download(world, {"--json"}).standardOutput;
+        EXPECT_NE(answer.find("\"message\": \"The download did not go through; -v tells why.\""),
+                  std::string::npos)
+            << answer;
     });
 }
 

@@ -490,6 +490,24 @@ TEST_F(CompanionInstall, DoesNotWaitForAnotherProcessWhenToldSo) {
                          hinted("Without --no-wait, this waits for up to a minute.")));
 }
 
+TEST_F(CompanionInstall, SaysInJsonThatTheSourceHoldsNoCamera) {
+    fs::create_directory(root.path() + "/none");
+    auto const answer = jsonOf({"install", "--all", "-s", "none", "-t", "cali"});
+    EXPECT_NE(answer.find("\"message\": \"none holds no camera's description.\""),
+              std::string::npos)
+        << answer;
+}
+
+TEST_F(CompanionInstall, SaysThatTheCamerasMayBeWhereTheSourceCannotBeSearched) {
+    fs::create_directories(root.path() + "/none/locked");
+    support::inPrivateNamespaces([&] {
+        fs::permissions(root.path() + "/none/locked", fs::perms::none);
+        support::giveUpPrivileges();
+        EXPECT_EQ(seenOf({"install", "--all", "-s", "none", "-t", "cali"}),
+                  exited(3, "", said("Cannot search none/locked: Permission denied")));
+    });
+}
+
 TEST_F(CompanionInstall, SaysOnceForWhomItWaits) {
     auto const lock = lockAsAnotherProcess();
     // The shell itself would tell that its child was terminated.

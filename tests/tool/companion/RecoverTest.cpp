@@ -91,6 +91,7 @@ TEST_F(CompanionRecover, AnswersInJson) {
                               "  \"status\": 0,\n"
                               "  \"directory\": \"cali\",\n"
                               "  \"changed\": true,\n"
+                              "  \"problems\": [],\n"
                               "  \"cameras\": [\n"
                               "    {\n"
                               "      \"serial\": 7,\n"
@@ -104,8 +105,52 @@ TEST_F(CompanionRecover, AnswersInJsonWithNothing) {
                                                  "  \"status\": 0,\n"
                                                  "  \"directory\": \"cali\",\n"
                                                  "  \"changed\": false,\n"
+                                                 "  \"problems\": [],\n"
                                                  "  \"cameras\": []\n"
                                                  "}\n");
+}
+
+TEST_F(CompanionRecover, SaysInJsonWhatItCleansUp) {
+    interruptAt(1);
+    auto const answer = jsonOf({"recover", "-t", "cali"});
+    EXPECT_NE(answer.find("\"message\": \"What a process that ended had staged is removed.\""),
+              std::string::npos)
+        << answer;
+}
+
+TEST_F(CompanionRecover, SaysInJsonThatStagedFilesAreLost) {
+    interruptAt(2);
+    fs::remove(cali + "/.zentho-cali/stage/1");
+    auto const answer = jsonOf({"recover", "-t", "cali"});
+    EXPECT_NE(answer.find("\"message\": \"What was interrupted for camera 7 cannot be completed: "
+                          "staged files are gone or damaged.\""),
+              std::string::npos)
+        << answer;
+}
+
+TEST_F(CompanionRecover, IsForeseenByADryRun) {
+    support::writeSmallSet(root.path() + "/other", 8);
+    interruptAt(3);
+    std::string const first = said("An interrupted change of camera 7 would be completed first.");
+    auto const before = support::tree(cali);
+    EXPECT_EQ(seenOf({"install", "8", "-s", "other", "-t", "cali", "--dry-run"}),
+              exited(0,
+                     "Cali-8-23-M20-100.dat: installed\nCali-8.xml: installed\n"
+                     "Kennlinie-8-23-M20-100.prn: installed\n",
+                     first + said("Camera 8 would be complete: 3 installed.")));
+    EXPECT_EQ(seenOf({"remove", "7", "-t", "cali", "--dry-run"}),
+              exited(0, data + ": removed\n" + description + ": removed\n" + curve + ": removed\n",
+                     first + said("Camera 7 would be removed: 3 removed.")));
+    EXPECT_EQ(support::tree(cali), before);
+}
+
+TEST_F(CompanionRecover, OfADamagedJournalIsForeseenByADryRun) {
+    support::writeFile(cali + "/.zentho-cali/7.journal", "damaged");
+    auto const outcome = ask({"install", "7", "-s", "usb", "-t", "cali", "--dry-run"});
+    EXPECT_NE(outcome.standardError.find("An interrupted change of camera 7 could not be completed;"
+                                         " its description would be taken out first."),
+              std::string::npos)
+        << outcome.standardError;
 }
 
 TEST_F(CompanionRecover, LeavesTheJournalOfALaterVersionAlone) {

@@ -86,15 +86,23 @@ TEST_F(CompanionRemove, AnswersInJson) {
 }
 
 TEST_F(CompanionRemove, AnswersInJsonThatThereIsNothing) {
-    EXPECT_EQ(jsonOf({"remove", "8", "-t", "cali"}), "{\n"
-                                                     "  \"command\": \"remove\",\n"
-                                                     "  \"status\": 1,\n"
-                                                     "  \"serial\": 8,\n"
-                                                     "  \"directory\": \"cali\",\n"
-                                                     "  \"changed\": false,\n"
-                                                     "  \"files\": [],\n"
-                                                     "  \"problems\": []\n"
-                                                     "}\n");
+    EXPECT_EQ(jsonOf({"remove", "8", "-t", "cali"}),
+              "{\n"
+              "  \"command\": \"remove\",\n"
+              "  \"status\": 1,\n"
+              "  \"serial\": 8,\n"
+              "  \"directory\": \"cali\",\n"
+              "  \"changed\": false,\n"
+              "  \"files\": [],\n"
+              "  \"problems\": [\n"
+              "    {\n"
+              "      \"name\": null,\n"
+              "      \"state\": null,\n"
+              "      \"path\": \"cali\",\n"
+              "      \"message\": \"There is nothing of camera 8 in cali.\"\n"
+              "    }\n"
+              "  ]\n"
+              "}\n");
 }
 
 TEST_F(CompanionRemove, AnswersInJsonAlsoOnFailure) {

@@ -76,6 +76,8 @@ TEST_F(CompanionSignals, LeaveTheAnswerInJsonWhole) {
         auto const outcome = installWhile(injection, true);
         EXPECT_EQ(outcome.signal, SIGINT);
         EXPECT_TRUE(companiontest::fitsTheSchema(outcome.standardOutput));
+        auto const found = outcome.standardOutput.find("\"message\": \"It was too late to stop: ");
+        EXPECT_EQ(found != std::string::npos, injection == afterJournal) << outcome.standardOutput;
     }
 }
 
