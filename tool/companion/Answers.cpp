@@ -4,9 +4,13 @@
 #include "tool/companion/Files.h"
 #include "tool/companion/Hints.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace companion {
 
@@ -56,7 +60,7 @@ Hint hintFor(zel::store::Failure const& store, Options const& options) {
         return {options.noWait ? "Without --no-wait, this waits for up to a minute."
                                : "Try again when it has ended."};
     case FailureKind::noRecord:
-        return {"Name what to compare with:", {again(options, {"-s", "SOURCE"})}};
+        return {"-s names a stick to compare with."};
     case FailureKind::system:
         break;
     default:
@@ -90,6 +94,20 @@ std::string messageOf(zel::store::Failure const& store) {
         break;
     }
     return store.message;
+}
+
+bool holds(std::vector<File> const& problems, FileState state) {
+    return std::any_of(problems.begin(), problems.end(),
+                       [&](File const& file) { return file.state == state; });
+}
+
+/// @return Whether somebody else may read one of the files.
+bool rightsAreMissing(std::vector<File> const& problems, Options const& options) {
+    return std::any_of(problems.begin(), problems.end(), [&](File const& file) {
+        std::string const path = pathIn(options.directory, file.name);
+        return file.state == FileState::unreadable &&
+               faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 && errno == EACCES;
+    });
 }
 
 } // namespace
@@ -173,11 +191,29 @@ std::string listed(std::vector<unsigned long> const& serials) {
     return text;
 }
 
-Failure failureOfChange(zel::store::InstallOutcome const& outcome, Options const& options) {
+Hint whatHelps(unsigned long serial, std::vector<File> const& problems, Options const& options) {
+    if (holds(problems, FileState::interrupted))
+        return howToRecover(options.directory);
+    if (rightsAreMissing(problems, options))
+        return asRoot(options);
+    return howToFetch(serial, options.directory);
+}
+
+Failure failureBeforeChange(zel::store::Failure const& store, Options const& options) {
+    Failure failure = failureOf(store, options);
+    if (store.kind == FailureKind::cancelled)
+        failure.message += "; nothing was changed";
+    return failure;
+}
+
+Failure failureOfChange(unsigned long serial, zel::store::InstallOutcome const& outcome,
+                        Options const& options) {
     Failure failure = failureOf(*outcome.failure, options);
+    if (outcome.failure->kind == FailureKind::cancelled && !outcome.changed) // others may be
+        failure.message += options.all ? "; camera " + std::to_string(serial) + " was not changed"
+                                       : "; nothing was changed";
     auto const kind = outcome.failure->kind;
-    bool const canBeCompleted =
-        kind == zel::store::FailureKind::system || kind == zel::store::FailureKind::noMemory;
+    bool const canBeCompleted = kind == FailureKind::system || kind == FailureKind::noMemory;
     if (outcome.interrupted && canBeCompleted)
         failure.hint = howToRecover(options.directory);
     return failure;

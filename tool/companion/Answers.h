@@ -33,6 +33,11 @@ void addProblem(std::string const& sentence, std::string const& path, Json& prob
 /// Adds to what people are told whatever a file's state does not say.
 void addNotes(std::vector<zel::store::File> const& files, Result& result);
 
+/// @param problems What keeps a camera's set from being complete.
+/// @return What to do about it.
+Hint whatHelps(unsigned long serial, std::vector<zel::store::File> const& problems,
+               Options const& options);
+
 /// @return What stood in the way, with a hint where there is one.
 /// @param store What the store says.
 Failure failureOf(zel::store::Failure const& store, Options const& options);
@@ -47,7 +52,11 @@ void addFailure(Result& result, Failure failure);
 /// @return Several serial numbers: "7, 8 and 9".
 std::string listed(std::vector<unsigned long> const& serials);
 
-/// @return Why a change of a set failed. When it can be completed, the hint says how.
-Failure failureOfChange(zel::store::InstallOutcome const& outcome, Options const& options);
+/// @return What stood in the way before anything was changed, which it says of an interruption.
+Failure failureBeforeChange(zel::store::Failure const& store, Options const& options);
+
+/// @return Why a change of a camera's set failed. When it can be completed, the hint says how.
+Failure failureOfChange(unsigned long serial, zel::store::InstallOutcome const& outcome,
+                        Options const& options);
 
 } // namespace companion

@@ -2,49 +2,17 @@
 #include "tool/companion/CommandOptions.h"
 #include "tool/companion/Commands.h"
 #include "tool/companion/FileState.h"
-#include "tool/companion/Files.h"
-#include "tool/companion/Hints.h"
 
 #include "store/CalibrationStore.h"
 
 #include <CLI/CLI.hpp>
-
-#include <algorithm>
-#include <cerrno>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace companion {
 
 namespace {
 
 using zel::store::CalibrationStore;
-using zel::store::File;
-using zel::store::FileState;
-using Files = std::vector<File>;
-
-bool holds(Files const& problems, FileState state) {
-    return std::any_of(problems.begin(), problems.end(),
-                       [&](File const& file) { return file.state == state; });
-}
-
-/// @return Whether somebody else may read one of the files.
-bool rightsAreMissing(Files const& problems, Options const& options) {
-    return std::any_of(problems.begin(), problems.end(), [&](File const& file) {
-        std::string const path = pathIn(options.directory, file.name);
-        return file.state == FileState::unreadable &&
-               faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 && errno == EACCES;
-    });
-}
-
-Hint whatHelps(unsigned long serial, Files const& problems, Options const& options) {
-    if (holds(problems, FileState::interrupted))
-        return howToRecover(options.directory);
-    if (rightsAreMissing(problems, options))
-        return asRoot(options);
-    return howToFetch(serial, options.directory);
-}
+using Files = std::vector<zel::store::File>;
 
 /// Tells what keeps one camera's set from being complete.
 void tell(unsigned long serial, bool complete, Files const& problems, Options const& options,

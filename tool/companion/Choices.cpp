@@ -27,9 +27,32 @@ Failure severalCameras(std::set<unsigned long> const& cameras, Options const& op
     return {"Several cameras are attached: " + text, "", "", {"Name one:", commands}};
 }
 
+/// A source with more cameras would fill the screen.
+constexpr std::size_t mostNamed = 20;
+
+/// @return How to choose cameras of the source, if one was given and it holds any.
+Hint howToChoose(Options const& options, ProgressLine& progress) {
+    std::vector<std::string> commands;
+    if (!options.source.empty()) {
+        auto const opened = Source::open(options.source, progress.callback(), options.directory);
+        auto const cameras =
+            opened.source ? opened.source->cameras() : std::vector<unsigned long>();
+        for (unsigned long const camera : cameras) {
+            if (cameras.size() <= mostNamed)
+                commands.push_back(again(options, {std::to_string(camera)}));
+        }
+        if (!cameras.empty())
+            commands.push_back(again(options, {"--all"}));
+    }
+    if (commands.empty())
+        return {"Add a serial number, or --all for every camera that the stick holds."};
+    return {"The source holds these cameras:", commands};
+}
+
 Source openSource(Options const& options, ProgressCallback const& progress) {
     auto opened = Source::open(options.source, progress, options.directory);
-    requireSuccess(opened.failure, options);
+    if (opened.failure)
+        throw failureBeforeChange(*opened.failure, options);
     return std::move(*opened.source);
 }
 
@@ -43,13 +66,13 @@ Failure severalSources(std::vector<Source> const& sources, Options const& option
     return {"Several mounted media hold it: " + paths, "", "", {"Name one:", commands}};
 }
 
-Failure noSource(unsigned long serial, Options const& options) {
+Failure noSource(unsigned long serial) {
     std::string const what = serial == 0 ? "the description of a camera"
                                          : "the description of camera " + std::to_string(serial);
     return {"No medium that is mounted below /media, /run/media or /mnt holds " + what,
             "",
             "",
-            {"Name a directory that does:", {again(options, {"-s", "SOURCE"})}}};
+            {"-s names a directory that does."}};
 }
 
 } // namespace
@@ -66,7 +89,7 @@ std::optional<std::set<unsigned long>> attachedCameras() {
     return cameras;
 }
 
-unsigned long chosenCamera(Options const& options) {
+unsigned long chosenCamera(Options const& options, ProgressLine& progress) {
     if (options.serial != 0)
         return options.serial;
     auto const cameras = attachedCameras();
@@ -74,11 +97,7 @@ unsigned long chosenCamera(Options const& options) {
         return *cameras->begin();
     if (cameras && !cameras->empty())
         throw severalCameras(*cameras, options);
-    throw Failure{"No camera is attached",
-                  "",
-                  "",
-                  {"Name its serial number, or take every camera that the source holds:",
-                   {again(options, {"SERIAL"}), again(options, {"--all"})}}};
+    throw Failure{"No camera is attached", "", "", howToChoose(options, progress)};
 }
 
 Source chosenSource(unsigned long serial, Options const& options, ProgressLine& progress,
@@ -87,9 +106,10 @@ Source chosenSource(unsigned long serial, Options const& options, ProgressLine& 
         return openSource(options, progress.callback());
     auto found = zel::store::findMedia(serial, progress.callback(), options.directory);
     remarks = std::move(found.remarks);
-    requireSuccess(found.failure, options);
+    if (found.failure)
+        throw failureBeforeChange(*found.failure, options);
     if (found.sources.empty())
-        throw noSource(serial, options);
+        throw noSource(serial);
     if (found.sources.size() > 1)
         throw severalSources(found.sources, options);
     progress.clear();

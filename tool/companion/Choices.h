@@ -17,9 +17,10 @@ namespace companion {
 ///         when the system does not tell.
 std::optional<std::set<unsigned long>> attachedCameras();
 
+/// @param progress Tells how far a search is.
 /// @return The serial number that was given, or that of the only camera attached.
 /// @throws Failure when none or several are attached.
-unsigned long chosenCamera(Options const& options);
+unsigned long chosenCamera(Options const& options, ProgressLine& progress);
 
 /// @param serial   Camera whose description it has to hold when it is searched for; 0 for any.
 /// @param progress Tells how far the search is.

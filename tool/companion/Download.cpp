@@ -188,7 +188,8 @@ zel::store::LockOutcome lockDirectory(Options const& options) {
     ProgressLine progress(options.directory);
     auto outcome =
         CalibrationStore(options.directory).lockForOthers(!options.noWait, progress.callback());
-    requireSuccess(outcome.failure, options);
+    if (outcome.failure)
+        throw failureBeforeChange(*outcome.failure, options);
     releaseSignals(); // wget would go on without us
     return outcome;
 }

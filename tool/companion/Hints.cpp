@@ -2,6 +2,7 @@
 
 #include "tool/companion/Quoting.h"
 
+#include "store/CalibrationStore.h"
 #include "store/Target.h"
 #include "util/DefaultDirectories.h"
 
@@ -92,6 +93,8 @@ Hint howToFetch(unsigned long serial, std::string const& directory) {
 }
 
 Hint howToRecover(std::string const& directory) {
+    if (zel::store::CalibrationStore(directory).needsLaterVersion())
+        return {"A later version of zentho-cali has to complete what was interrupted."};
     return {"This completes what was interrupted:", {changingSet(directory, {"recover"})}};
 }
 

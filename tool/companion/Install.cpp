@@ -88,17 +88,20 @@ void tellShortcomings(unsigned long serial, InstallOutcome const& outcome, Optio
 }
 
 /// Tells what stood in the way. What the store had planned by then became of no file.
-void tellFailure(InstallOutcome const& outcome, Options const& options, Json& members,
-                 Result& result) {
+void tellFailure(unsigned long serial, InstallOutcome const& outcome, Options const& options,
+                 Json& members, Result& result) {
     addRemarks(outcome.remarks, members["problems"], result);
-    addFailure(result, failureOfChange(outcome, options));
+    Failure failure = failureOfChange(serial, outcome, options);
+    if (options.all)
+        members["error"] = failureMembers(failure);
+    addFailure(result, std::move(failure));
 }
 
 void tell(unsigned long serial, Source const& source, InstallOutcome const& outcome,
           Options const& options, Json& members, Terminal const& terminal, Result& result) {
     members["changed"] = outcome.changed;
     if (outcome.failure)
-        return tellFailure(outcome, options, members, result);
+        return tellFailure(serial, outcome, options, members, result);
     members["complete"] = outcome.complete;
     members["bytes"] = newBytes(outcome.files);
     members["files"] = fileMembers(outcome.files);
@@ -138,7 +141,7 @@ std::optional<zel::store::Failure> installOne(unsigned long serial, Source const
 
 void installChosen(Options const& options, ProgressLine& progress, Terminal const& terminal,
                    Result& result) {
-    unsigned long const serial = chosenCamera(options);
+    unsigned long const serial = chosenCamera(options, progress);
     result.members["serial"] = serial;
     std::vector<Remark> remarks;
     try {
@@ -174,8 +177,6 @@ void installEach(Source const& source, Options const& options, ProgressLine& pro
         Json members = blankMembers(options);
         auto const failure =
             installOne(serial, source, options, progress, members, terminal, result);
-        if (failure)
-            members["error"] = failureMembers(failureOf(*failure, options));
         changed = changed || members["changed"];
         complete = complete && members["complete"] && !failure;
         result.members["cameras"].push_back(std::move(members));

@@ -1,14 +1,16 @@
 #include "tool/companion/InstalledSet.h"
 
+#include "tool/companion/Answers.h"
 #include "tool/companion/Files.h"
 #include "tool/companion/Hints.h"
 
 #include "sdk/set/FileKinds.h"
 #include "sdk/set/FileWalk.h"
-#include "store/Results.h"
+#include "store/CalibrationStore.h"
 #include "util/ConfigFilepath.h"
 #include "util/Logger.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <unordered_set>
@@ -100,20 +102,30 @@ std::vector<std::string> InstalledSet::names() const {
     return names;
 }
 
+zel::store::FileState
+InstalledSet::stateOfDescription(std::vector<zel::store::File> const& problems) const {
+    using zel::store::FileState;
+    bool const interrupted = std::any_of(problems.begin(), problems.end(), [](auto const& file) {
+        return file.state == FileState::interrupted;
+    });
+    if (interrupted)
+        return FileState::interrupted;
+    return m_whyNot.empty() ? FileState::missing : FileState::unreadable;
+}
+
 void InstalledSet::tellNoDescription(Options const& options, Result& result) const {
     answerNo(result);
     std::string const path = pathIn(m_path, m_descriptionName);
-    bool const missing = m_whyNot.empty();
-    using zel::store::FileState;
-    result.members["problems"].push_back(
-        {{"name", m_descriptionName},
-         {"state", word(missing ? FileState::missing : FileState::unreadable)},
-         {"path", path},
-         {"message", missing ? word(FileState::missing) : m_whyNot}});
-    if (!missing)
+    auto const problems = zel::store::CalibrationStore(options.directory).check(m_serial).problems;
+    char const* const state = word(stateOfDescription(problems));
+    result.members["problems"].push_back({{"name", m_descriptionName},
+                                          {"state", state},
+                                          {"path", path},
+                                          {"message", m_whyNot.empty() ? state : m_whyNot}});
+    if (!m_whyNot.empty())
         result.notes.push_back(m_whyNot);
     result.closing.push_back("There is no description " + path + " to read.");
-    addHint(result, howToFetch(m_serial, options.directory));
+    addHint(result, whatHelps(m_serial, problems, options));
 }
 
 std::string opticText(OpticsDefinition const& optic) {

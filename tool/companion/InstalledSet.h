@@ -7,6 +7,7 @@
 
 #include "imgproc/Description.h"
 #include "sdk/xml/Reader.h"
+#include "store/Results.h"
 
 #include <optional>
 #include <string>
@@ -44,6 +45,7 @@ public:
 
 private:
     void read(std::string const& path);
+    zel::store::FileState stateOfDescription(std::vector<zel::store::File> const& problems) const;
 
     unsigned long m_serial;
     std::string m_path; // of the directory

@@ -57,7 +57,7 @@ Result run(Options const& options, Terminal const& terminal) {
     for (Camera const& camera : outcome.cameras)
         cameras.push_back(tell(camera, options, terminal, result));
     if (outcome.failure)
-        addFailure(result, failureOf(*outcome.failure, options));
+        addFailure(result, failureBeforeChange(*outcome.failure, options));
     else if (!outcome.changed)
         result.closing.emplace_back("Nothing was interrupted.");
     else if (outcome.cameras.empty())

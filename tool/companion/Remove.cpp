@@ -33,7 +33,7 @@ Result run(Options const& options, Terminal const& terminal) {
     if (outcome.failure) { // what was planned by then became of no file
         result.members["files"] = Json::array();
         addRemarks(outcome.remarks, result.members["problems"] = Json::array(), result);
-        addFailure(result, failureOfChange(outcome, options));
+        addFailure(result, failureOfChange(options.serial, outcome, options));
         return result;
     }
     result.members["files"] = fileMembers(outcome.files);

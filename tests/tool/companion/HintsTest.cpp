@@ -1,6 +1,8 @@
 // Hints for people with different rights, without a program in between.
 #include "tool/companion/Hints.h"
 
+#include "tests/support/TemporaryDirectory.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -62,8 +64,8 @@ TEST(CompanionHints, NameTheCommandAgainAsThisPersonHasToRunIt) {
     OrdinaryUser const user;
     EXPECT_EQ(companion::again(optionsOf({"install", "7"}), {"--partial"}),
               "sudo zentho-cali install --partial 7");
-    EXPECT_EQ(companion::again(optionsOf({"verify", "7"}), {"-s", "SOURCE"}),
-              "zentho-cali verify -s SOURCE 7");
+    EXPECT_EQ(companion::again(optionsOf({"verify", "7"}), {"-s", "/media/a stick"}),
+              "zentho-cali verify -s '/media/a stick' 7");
     EXPECT_EQ(companion::asRoot(optionsOf({"remove", "7"})).commands,
               (Words{"sudo zentho-cali remove 7"}));
 }
@@ -76,6 +78,14 @@ TEST(CompanionHints, OfRootNeedNoSudoUnlessItCameBySudo) {
     EXPECT_TRUE(companion::asRoot(optionsOf({"install"})).commands.empty());
     setenv("SUDO_UID", "1000", 1);
     EXPECT_EQ(recoverIn("/usr"), (Words{"sudo zentho-cali recover -t /usr"}));
+}
+
+TEST(CompanionHints, DoNotNameARecoveryThatOnlyALaterVersionCanDo) {
+    support::TemporaryDirectory const root;
+    support::writeFile(root.path() + "/.zentho-cali/7.journal", "zentho-cali journal 2\n");
+    auto const hint = companion::howToRecover(root.path());
+    EXPECT_EQ(hint.text, "A later version of zentho-cali has to complete what was interrupted.");
+    EXPECT_EQ(hint.commands, Words());
 }
 
 TEST(CompanionHints, MakeADirectoryWhoseNameBeginsWithAHyphen) {

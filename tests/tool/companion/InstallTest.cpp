@@ -236,14 +236,37 @@ TEST_F(CompanionInstall, NamesTheAttachedCamerasWhenThereAreSeveral) {
 }
 
 TEST_F(CompanionInstall, SaysThatNoCameraIsAttached) {
+    support::writeSmallSet(usb + "/78", 78);
     onBus([&] {
-        EXPECT_EQ(seenOf({"install", "-s", "usb"}),
+        EXPECT_EQ(seenOf({"install", "-s", "usb", "-t", "cali"}),
                   exited(3, "",
                          said("No camera is attached") +
-                             hinted("Name its serial number, or take every camera that the source"
-                                    " holds:",
-                                    {"zentho-cali install SERIAL -s usb",
-                                     "zentho-cali install --all -s usb"})));
+                             hinted("The source holds these cameras:",
+                                    {"zentho-cali install 7 -s usb -t cali",
+                                     "zentho-cali install 78 -s usb -t cali",
+                                     "zentho-cali install --all -s usb -t cali"})));
+    });
+}
+
+TEST_F(CompanionInstall, NamesNoCameraWhereItKnowsNoSource) {
+    onBus([&] {
+        std::string const said =
+            companiontest::said("No camera is attached") +
+            hinted("Add a serial number, or --all for every camera that the stick holds.");
+        EXPECT_EQ(seenOf({"install", "-t", "cali"}), exited(3, "", said));
+        EXPECT_EQ(seenOf({"install", "-s", "none", "-t", "cali"}), exited(3, "", said));
+    });
+}
+
+TEST_F(CompanionInstall, TakesAllTogetherWhereTheSourceHoldsTooManyCamerasToNameEach) {
+    for (unsigned long serial = 100; serial < 120; ++serial)
+        support::writeSmallSet(usb + "/more", serial);
+    onBus([&] {
+        EXPECT_EQ(seenOf({"install", "-s", "usb", "-t", "cali"}),
+                  exited(3, "",
+                         said("No camera is attached") +
+                             hinted("The source holds these cameras:",
+                                    {"zentho-cali install --all -s usb -t cali"})));
     });
 }
 
@@ -315,8 +338,7 @@ TEST_F(CompanionInstall, SaysThatNoMediumHoldsTheCamera) {
                   exited(3, "",
                          said("No medium that is mounted below /media, /run/media or /mnt holds the"
                               " description of camera 7") +
-                             hinted("Name a directory that does:",
-                                    {"zentho-cali install -s SOURCE 7 -t cali"})));
+                             hinted("-s names a directory that does.")));
     });
 }
 
@@ -511,10 +533,12 @@ TEST_F(CompanionInstall, SaysThatTheCamerasMayBeWhereTheSourceCannotBeSearched) 
 TEST_F(CompanionInstall, SaysOnceForWhomItWaits) {
     auto const lock = lockAsAnotherProcess();
     // The shell itself would tell that its child was terminated.
-    EXPECT_EQ(
-        seenOfShell("\"$0\" install 7 -s usb -t cali > out 2>&1 & exec 2> /dev/null;"
-                    " sleep 1; kill $!; wait $!; cat out; exit 0"),
-        exited(0, said("Waiting for process 4711, which changes cali.") + said("Interrupted"), ""));
+    EXPECT_EQ(seenOfShell("\"$0\" install 7 -s usb -t cali > out 2>&1 & exec 2> /dev/null;"
+                          " sleep 1; kill $!; wait $!; cat out; exit 0"),
+              exited(0,
+                     said("Waiting for process 4711, which changes cali.") +
+                         said("Interrupted; nothing was changed"),
+                     ""));
 }
 
 TEST_F(CompanionInstall, OfAllCamerasOfASourceThatIsMissingFails) {

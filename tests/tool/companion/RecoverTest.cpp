@@ -153,6 +153,33 @@ TEST_F(CompanionRecover, OfADamagedJournalIsForeseenByADryRun) {
         << outcome.standardError;
 }
 
+TEST_F(CompanionRecover, IsHintedAtByWhoeverFindsNoDescription) {
+    interruptAt(4);
+    ASSERT_FALSE(fs::exists(installed(description)));
+    for (auto const* const question : {"optics", "config"}) {
+        auto const outcome = ask({question, "7", "-t", "cali"});
+        EXPECT_EQ(outcome.exitStatus, 1);
+        std::string const hint =
+            hinted("This completes what was interrupted:", {"zentho-cali recover -t cali"});
+        EXPECT_NE(outcome.standardError.find(" to read.\n" + hint), std::string::npos)
+            << outcome.standardError;
+        auto const answer = jsonOf({question, "7", "-t", "cali"});
+        EXPECT_NE(answer.find("\"state\": \"interrupted\""), std::string::npos) << answer;
+    }
+}
+
+TEST_F(CompanionRecover, IsNotHintedAtWhereOnlyALaterVersionCanDoIt) {
+    support::writeFile(cali + "/.zentho-cali/7.journal", "zentho-cali journal 2\n");
+    std::string const hint =
+        hinted("A later version of zentho-cali has to complete what was interrupted.");
+    for (auto const* const question : {"check", "optics", "config"}) {
+        auto const outcome = ask({question, "7", "-t", "cali"});
+        EXPECT_NE(outcome.standardError.find(hint), std::string::npos) << outcome.standardError;
+        EXPECT_EQ(outcome.standardError.find("zentho-cali recover"), std::string::npos)
+            << outcome.standardError;
+    }
+}
+
 TEST_F(CompanionRecover, LeavesTheJournalOfALaterVersionAlone) {
     support::writeFile(cali + "/.zentho-cali/7.journal", "zentho-cali journal 2\n");
     auto const outcome = ask({"recover", "-t", "cali"});

@@ -53,8 +53,27 @@ TEST_F(CompanionSignals, LeaveTheDirectoryAsItWasBeforeTheJournal) {
     auto const outcome = installWhile(beforeJournal);
     EXPECT_EQ(outcome.signal, SIGINT);
     EXPECT_EQ(outcome.standardOutput, "");
-    EXPECT_EQ(outcome.standardError, said("Interrupted"));
+    EXPECT_EQ(outcome.standardError, said("Interrupted; nothing was changed"));
     EXPECT_EQ(support::tree(cali), support::Tree{});
+}
+
+TEST_F(CompanionSignals, ThatComeDuringTheSearchChangeNothing) {
+    auto const outcome = installWhile("getdents64:signal=INT:when=1");
+    EXPECT_EQ(outcome.signal, SIGINT);
+    EXPECT_EQ(outcome.standardError, said("Interrupted; nothing was changed"));
+}
+
+TEST_F(CompanionSignals, SayWhichCameraWasNotChanged) {
+    support::writeSmallSet(root.path() + "/usb", 8);
+    auto const outcome =
+        support::run({"env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-f", "-qq", "-o",
+                      "/dev/null", "-e", "inject=syncfs:signal=INT:when=2", companiontest::program,
+                      "install", "--all", "-s", "usb", "-t", "cali"},
+                     root.path());
+    EXPECT_NE(outcome.standardError.find(said("Interrupted; camera 8 was not changed")),
+              std::string::npos)
+        << outcome.standardError;
+    EXPECT_EQ(ask({"check", "7", "-t", "cali"}).exitStatus, 0);
 }
 
 TEST_F(CompanionSignals, EndTheProgramBySIGTERMLikewise) {
