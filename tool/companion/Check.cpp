@@ -5,8 +5,6 @@
 
 #include "store/CalibrationStore.h"
 
-#include <CLI/CLI.hpp>
-
 namespace companion {
 
 namespace {

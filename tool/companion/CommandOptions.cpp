@@ -39,18 +39,28 @@ CLI::Option& addSerialOption(CLI::App& parser, Options& options) {
 
 } // namespace
 
+std::string whyNotEmpty(std::string const& text) {
+    return text.empty() ? "must not be empty" : "";
+}
+
 CLI::Option& addText(CLI::App& parser, char const* name, char const* type, std::string& value,
-                     std::string const& help) {
+                     std::string const& help, std::string (*whyNot)(std::string const& text)) {
     return *parser.add_option(name, value, help)
                 ->type_name(type)
                 ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast)
-                ->check([](std::string const& text) {
-                    return text.empty() ? std::string("must not be empty") : std::string();
-                });
+                ->check(whyNot);
 }
 
-CLI::Option& addOptionalSerial(CLI::App& parser, Options& options) {
-    return addSerialOption(parser, options);
+CLI::Option& addFlag(CLI::App& parser, char const* name, bool& value, std::string const& help) {
+    return *parser.add_flag(name, value, help);
+}
+
+void needs(CLI::Option& option, CLI::Option& other) {
+    option.needs(&other);
+}
+
+void addOptionalSerial(CLI::App& parser, Options& options) {
+    addSerialOption(parser, options);
 }
 
 void addSerial(CLI::App& parser, Options& options) {
@@ -59,7 +69,7 @@ void addSerial(CLI::App& parser, Options& options) {
 
 void addSerialOrAll(CLI::App& parser, Options& options, std::string const& help) {
     CLI::Option& serial = addSerialOption(parser, options);
-    parser.add_flag("--all", options.all, help)->excludes(&serial);
+    addFlag(parser, "--all", options.all, help).excludes(&serial);
 }
 
 void addSource(CLI::App& parser, Options& options, std::string const& help) {
@@ -74,15 +84,15 @@ void addDirectory(CLI::App& parser, Options& options) {
 }
 
 void addDryRun(CLI::App& parser, Options& options) {
-    parser.add_flag("--dry-run", options.dryRun, "Only say what would be done");
+    addFlag(parser, "--dry-run", options.dryRun, "Only say what would be done");
 }
 
 void addNoWait(CLI::App& parser, Options& options) {
-    parser.add_flag("--no-wait", options.noWait, "Do not wait for another process");
+    addFlag(parser, "--no-wait", options.noWait, "Do not wait for another process");
 }
 
 void addCommonOptions(CLI::App& parser, Options& options) {
-    parser.add_flag("--json", options.json, "Answer with one JSON object, also on failure");
+    addFlag(parser, "--json", options.json, "Answer with one JSON object, also on failure");
     parser.add_flag("-v,--verbose", options.verbosity,
                     "Show the library's log: errors and warnings; -vv information, -vvv debug");
     addText(parser, "--log", "FILE", options.logFile,

@@ -8,8 +8,6 @@
 #include "sdk/manager/Configuration.h"
 #include "util/DefaultDirectories.h"
 
-#include <CLI/CLI.hpp>
-
 #include <charconv>
 #include <cmath>
 #include <filesystem>
@@ -168,13 +166,12 @@ void addOptions(CLI::App& parser, Options& options) {
     addText(parser, "--optic", "OPTIC", options.optic,
             "Use this optic, named as 'optics' does, instead of the first");
     addText(parser, "--range", "RANGE", options.range,
-            "Use this range of it, as in \"-20 to 100\", instead of its first")
-        .check(whyNoRange);
-    addText(parser, "--framerate", "HERTZ", options.framerate, "Use this frame rate of the range")
-        .check(whyNoFramerate);
+            "Use this range of it, as in \"-20 to 100\", instead of its first", whyNoRange);
+    addText(parser, "--framerate", "HERTZ", options.framerate, "Use this frame rate of the range",
+            whyNoFramerate);
     CLI::Option& output = addText(parser, "-o,--output", "FILE", options.output,
                                   "Write to FILE, all at once, instead of the standard output");
-    parser.add_flag("--force", options.force, "Replace FILE if it exists")->needs(&output);
+    needs(addFlag(parser, "--force", options.force, "Replace FILE if it exists"), output);
     addDirectory(parser, options);
 }
 

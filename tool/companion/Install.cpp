@@ -9,8 +9,6 @@
 
 #include "store/CalibrationStore.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <utility>
 
@@ -211,10 +209,10 @@ void addOptions(CLI::App& parser, Options& options) {
     addSerialOrAll(parser, options, "Every camera whose description the stick holds");
     addSource(parser, options, "without it, the mounted medium that holds the description");
     addDirectory(parser, options);
-    parser.add_flag("--partial", options.partial,
-                    "Install what there is although files are missing");
-    parser.add_flag("--prune", options.prune,
-                    "Remove files of the camera that neither stick nor description names");
+    addFlag(parser, "--partial", options.partial,
+            "Install what there is although files are missing");
+    addFlag(parser, "--prune", options.prune,
+            "Remove files of the camera that neither stick nor description names");
     addDryRun(parser, options);
     addNoWait(parser, options);
 }

@@ -8,8 +8,6 @@
 
 #include "store/CalibrationStore.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 
 namespace companion {

@@ -7,8 +7,6 @@
 
 #include "store/CalibrationStore.h"
 
-#include <CLI/CLI.hpp>
-
 namespace companion {
 
 namespace {

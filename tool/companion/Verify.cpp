@@ -6,8 +6,6 @@
 
 #include "store/CalibrationStore.h"
 
-#include <CLI/CLI.hpp>
-
 #include <optional>
 #include <utility>
 
