@@ -5,6 +5,7 @@
 #include "sdk/IRCalibrationManager.h"
 #include "sdk/IRLogger.h"
 
+#include "tests/support/EndChild.h"
 #include "tests/support/Log.h"
 #include "tests/support/Namespace.h"
 #include "tests/support/SmallSet.h"
@@ -176,7 +177,7 @@ void inWorld(ChildSignal childSignal, std::function<void()> const& body) {
         std::signal(SIGCHLD, childSignal == ChildSignal::ignored ? SIG_IGN : SIG_DFL);
         body();
         std::fflush(nullptr);
-        _exit(testing::Test::HasFailure() ? 1 : 0);
+        support::endChild(testing::Test::HasFailure() ? 1 : 0);
     });
 }
 

@@ -121,7 +121,7 @@ void refuseAllocation(long at, bool forever) noexcept {
     state.armed = true;
 }
 
-// For the coverage build, which writes its counters when a process is about to abort.
+// For the coverage build, which writes its counters when a process ends itself.
 extern "C" void allowAllocations() {
     state.armed = false;
 }

@@ -12,6 +12,7 @@
 #include "tests/reliability/FailingMemory.h"
 #include "tests/support/Camera.h"
 #include "tests/support/Command.h"
+#include "tests/support/EndChild.h"
 #include "tests/support/Log.h"
 #include "tests/support/Namespace.h"
 #include "tests/support/SmallSet.h"
@@ -413,7 +414,7 @@ void withoutADescriptionAtFirst(std::function<bool(WithScarceMemory const&)> con
         refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
             pid_t const child = fork();
             if (child == 0)
-                _exit(attempt(withScarceMemory) ? 0 : 1);
+                support::endChild(attempt(withScarceMemory) ? 0 : 1);
             int status = -1;
             EXPECT_EQ(waitpid(child, &status, 0), child);
             EXPECT_EQ(status, 0);
@@ -817,7 +818,7 @@ TEST_F(Manager, CopiesACompleteSetToItsEndOrFails) {
                 withScarceMemory([&] {
                     result = manager.copyCalibrationFromLocalRepo(serial, std::move(source));
                 });
-                _exit(result ? 1 : 0);
+                support::endChild(result ? 1 : 0);
             }
             int status = -1;
             EXPECT_EQ(waitpid(child, &status, 0), child);
