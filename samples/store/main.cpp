@@ -29,7 +29,7 @@ bool report(store::Progress const& progress) {
 int main(int argc, char* argv[]) {
     if (argc != 4)
         return EXIT_FAILURE;
-    auto const source = store::Source::open(argv[2], report);
+    auto const source = store::Source::open(argv[2], report, argv[1]);
     if (source.failure)
         return fail(*source.failure);
 
