@@ -664,11 +664,13 @@ TEST_F(Installer, EndsThatWayAlsoWhenItsParentIgnoresTheSignal) {
 
 // Runs a shell command after all limits of core files are lifted, in a sanitizer's program too.
 Outcome runWithCores(std::string const& command, std::string const& directory) {
-    return support::run({"sh", "-c",
-                         "ulimit -c unlimited && "
-                         "export ASAN_OPTIONS=\"$ASAN_OPTIONS:disable_coredump=0\" && exec " +
-                             command},
-                        directory);
+    return support::run(
+        {"sh", "-c",
+         "ulimit -c unlimited && "
+         "export ASAN_OPTIONS=\"$ASAN_OPTIONS:disable_coredump=0:use_madv_dontdump=1\" "
+         "&& exec " +
+             command},
+        directory);
 }
 
 TEST_F(Installer, LeavesNoCoreFileWhenTheSetIsComplete) {
