@@ -1,58 +1,19 @@
 // The store while memory runs out: every allocation of every operation is refused in turn. Whatever
 // happens, no set of two versions passes for complete, and the next operation ends well.
 #include "tests/reliability/FailingMemory.h"
-#include "tests/store/StoreFixture.h"
+#include "tests/reliability/TwoVersions.h"
 
-#include <cstdlib>
-#include <filesystem>
 #include <optional>
 
 namespace {
 
-namespace fs = std::filesystem;
 using namespace storetest;
 using reliability::refuseEachAllocation;
 using reliability::wasRefused;
 using reliability::WithScarceMemory;
 using zel::store::Source;
 
-// A thousand installations each wait for the disk, unless there is none.
-int const inMemory = setenv("TMPDIR", "/dev/shm", 0);
-
-class StoreWithoutMemory : public Store {
-protected:
-    void putVersion(int version) const {
-        putOnStick(version == 1 ? camera(7) : camera(7).mainSection(), std::to_string(version));
-    }
-
-    void startFromVersion1() const {
-        fs::remove_all(cali);
-        putVersion(1);
-        ASSERT_TRUE(install(7).complete);
-    }
-
-    /// The description and the data are of one version, unless one of them is not there.
-    void expectOneVersion() const {
-        auto const outcome = store.verify(7, {});
-        if (!outcome.complete)
-            return;
-        EXPECT_TRUE(outcome.same);
-        bool const isOld = installed("Cali-7.xml") == camera(7).description();
-        for (std::string const& name : camera(7).fileNames()) {
-            if (name != "Cali-7.xml") {
-                EXPECT_EQ(installed(name), (isOld ? "1 " : "2 ") + name);
-            }
-        }
-    }
-
-    void expectVersion2AfterTheNextInstallation() const {
-        EXPECT_TRUE(install(7).complete);
-        EXPECT_EQ(installed("Cali-7.xml"), camera(7).mainSection().description());
-        EXPECT_TRUE(store.verify(7, {}).same);
-        EXPECT_FALSE(fs::exists(hidden + "/stage"));
-        EXPECT_FALSE(fs::exists(hidden + "/7.journal"));
-    }
-};
+using StoreWithoutMemory = reliability::TwoVersions;
 
 template <class Outcome>
 void expectHonest(Outcome const& outcome) {

@@ -13,9 +13,6 @@ namespace fs = std::filesystem;
 using namespace storetest;
 using support::writeFile;
 
-std::string const description = "Cali-7.xml";
-std::string const data = "Cali-7-23-M20-100.dat";
-
 class StoreCheck : public Store {
 protected:
     StoreCheck() {

@@ -19,10 +19,6 @@ namespace fs = std::filesystem;
 using namespace storetest;
 using support::writeFile;
 
-std::string const description = "Cali-7.xml";
-std::string const data = "Cali-7-23-M20-100.dat";
-std::string const curve = "Kennlinie-7-23-M20-100.prn";
-
 std::string const wholeInstalled = "changed, complete\n"
                                    "Cali-7-23-M20-100.dat: installed\n"
                                    "Cali-7.xml: installed\n"

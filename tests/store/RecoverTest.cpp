@@ -14,10 +14,6 @@ using namespace storetest;
 using namespace zel::store;
 using support::writeFile;
 
-std::string const description = "Cali-7.xml";
-std::string const data = "Cali-7-23-M20-100.dat";
-std::string const curve = "Kennlinie-7-23-M20-100.prn";
-
 Digest sumOfText(std::string_view text) {
     Sha256 sum;
     sum.add(text);

@@ -35,6 +35,11 @@ Tree treeOf(std::string const& directory);
 /// A camera with three files: one optic with one range.
 support::Camera camera(int serial);
 
+/// The three files of camera 7.
+inline std::string const description = "Cali-7.xml";
+inline std::string const data = "Cali-7-23-M20-100.dat";
+inline std::string const curve = "Kennlinie-7-23-M20-100.prn";
+
 /// A stick and an empty place for a calibration directory.
 class Store : public testing::Test {
 protected:

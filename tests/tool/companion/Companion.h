@@ -18,6 +18,11 @@ extern std::string const program;
 /// The sample stick, which holds all files of camera 14080045, but not all of camera 15110023.
 extern std::string const stick;
 
+/// The files of camera 7 in the small set.
+inline std::string const description = "Cali-7.xml";
+inline std::string const data = "Cali-7-23-M20-100.dat";
+inline std::string const curve = "Kennlinie-7-23-M20-100.prn";
+
 /// A line of the companion on the standard error stream.
 std::string said(std::string const& text);
 

@@ -18,14 +18,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using companiontest::curve;
+using companiontest::data;
+using companiontest::description;
 using companiontest::hinted;
 using companiontest::said;
 using support::exited;
 using support::writeFile;
-
-std::string const data = "Cali-7-23-M20-100.dat";
-std::string const description = "Cali-7.xml";
-std::string const curve = "Kennlinie-7-23-M20-100.prn";
 
 std::string const unplug = said("From here on the source may be unplugged.");
 

@@ -13,15 +13,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using companiontest::curve;
+using companiontest::data;
+using companiontest::description;
 using companiontest::hinted;
 using companiontest::makeHint;
 using companiontest::said;
 using support::exited;
 using support::writeFile;
-
-std::string const data = "Cali-7-23-M20-100.dat";
-std::string const description = "Cali-7.xml";
-std::string const curve = "Kennlinie-7-23-M20-100.prn";
 
 /// What verify prints when data and curve file are in these states and the description is the same.
 std::string states(std::string const& dataState, std::string const& curveState) {

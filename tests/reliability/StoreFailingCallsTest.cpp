@@ -1,0 +1,232 @@
+// The store while the system refuses a call: every call of every operation fails in each way that
+// matters. Whatever happens, no set of two versions passes for complete, and the next operation
+// ends well.
+#include "tests/reliability/FailingCalls.h"
+#include "tests/reliability/TwoVersions.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <optional>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace storetest;
+using reliability::errorGiven;
+using reliability::failEachCall;
+using reliability::failFrom;
+using reliability::WithFailingCalls;
+using zel::store::Failure;
+using zel::store::Source;
+
+class StoreWithFailingCalls : public reliability::TwoVersions {
+protected:
+    /// Version 1 is installed with a file that is to be pruned, and version 2 is on the stick.
+    void startUpdate() const {
+        startFromVersion1();
+        support::writeFile(cali + "/Cali-7-99-M20-100.dat", "old");
+        putVersion(2);
+    }
+
+    /// The disk is gone at the given rename of an update: the first puts the journal in its place.
+    void interruptUpdate(long rename) const {
+        startUpdate();
+        EXPECT_TRUE(failFrom("renameat", rename, [&] { install(7, pruned); }));
+        EXPECT_TRUE(fs::exists(hidden + "/7.journal"));
+    }
+
+    InstallOptions const pruned = [] {
+        InstallOptions options;
+        options.prune = true;
+        return options;
+    }();
+};
+
+/// A failure says what the system said. What is only interrupted is done.
+void expectHonest(std::optional<Failure> const& failure) {
+    int const given = errorGiven();
+    if (!failure)
+        return;
+    EXPECT_NE(given, 0) << failure->message << ' ' << failure->path;
+    EXPECT_NE(given, EINTR) << failure->message << ' ' << failure->path;
+    if (failure->kind == FailureKind::noMemory)
+        EXPECT_EQ(given, ENOMEM);
+    else
+        EXPECT_EQ(failure->error, given) << failure->message << ' ' << failure->path;
+}
+
+} // namespace
+
+TEST_F(StoreWithFailingCalls, AFirstInstallationIsWholeOrCompletedByTheNext) {
+    putVersion(2);
+    failEachCall([&](WithFailingCalls const& withFailingCalls) {
+        fs::remove_all(cali);
+        auto const source = Source::open(stick, {});
+        std::optional<InstallOutcome> outcome;
+        withFailingCalls([&] { outcome = store.install(7, *source.source, {}, {}); });
+        expectHonest(outcome->failure);
+        EXPECT_EQ(outcome->complete, !outcome->failure);
+        expectOneVersion();
+        expectVersion2AfterTheNextInstallation();
+    });
+}
+
+TEST_F(StoreWithFailingCalls, AnUpdateIsWholeOrCompletedByTheNext) {
+    failEachCall([&](WithFailingCalls const& withFailingCalls) {
+        startUpdate();
+        auto const source = Source::open(stick, {});
+        std::optional<InstallOutcome> outcome;
+        withFailingCalls([&] { outcome = store.install(7, *source.source, pruned, {}); });
+        expectHonest(outcome->failure);
+        EXPECT_EQ(outcome->complete, !outcome->failure);
+        expectOneVersion();
+        expectVersion2AfterTheNextInstallation();
+    });
+}
+
+TEST_F(StoreWithFailingCalls, ARemovalIsWholeOrCompletedByTheNext) {
+    failEachCall([&](WithFailingCalls const& withFailingCalls) {
+        startFromVersion1();
+        std::optional<InstallOutcome> outcome;
+        withFailingCalls([&] { outcome = store.remove(7, {}, {}); });
+        expectHonest(outcome->failure);
+        expectOneVersion();
+        EXPECT_FALSE(store.remove(7, {}, {}).failure);
+        // A hidden folder that could not be removed stays.
+        Tree left = treeOf(cali);
+        left.erase(".zentho-cali");
+        left.erase(".zentho-cali/lock");
+        EXPECT_TRUE(left.empty());
+    });
+}
+
+TEST_F(StoreWithFailingCalls, ARecoveryIsWholeOrCompletedByTheNext) {
+    for (long const rename : {2, 4, 5}) {
+        failEachCall([&](WithFailingCalls const& withFailingCalls) {
+            interruptUpdate(rename);
+            std::optional<zel::store::RecoverOutcome> outcome;
+            withFailingCalls([&] { outcome = store.recover(true, {}); });
+            expectHonest(outcome->failure);
+            expectOneVersion();
+            expectVersion2AfterTheNextInstallation();
+        });
+    }
+}
+
+TEST_F(StoreWithFailingCalls, AnInstallationAfterAnInterruptionIsWholeOrCompletedByTheNext) {
+    failEachCall([&](WithFailingCalls const& withFailingCalls) {
+        interruptUpdate(3);
+        auto const source = Source::open(stick, {});
+        std::optional<InstallOutcome> outcome;
+        withFailingCalls([&] { outcome = store.install(7, *source.source, {}, {}); });
+        expectHonest(outcome->failure);
+        EXPECT_EQ(outcome->complete, !outcome->failure);
+        expectOneVersion();
+        expectVersion2AfterTheNextInstallation();
+    });
+}
+
+TEST_F(StoreWithFailingCalls, DryRunsChangeNothing) {
+    for (bool const interrupted : {false, true}) {
+        interrupted ? interruptUpdate(3) : startUpdate();
+        auto const source = Source::open(stick, {});
+        Tree const before = treeOf(cali);
+        InstallOptions dry = pruned;
+        dry.dryRun = true;
+        failEachCall([&](WithFailingCalls const& withFailingCalls) {
+            std::optional<InstallOutcome> installation;
+            std::optional<InstallOutcome> removal;
+            withFailingCalls([&] {
+                installation = store.install(7, *source.source, dry, {});
+                removal = store.remove(7, dry, {});
+            });
+            expectHonest(installation->failure);
+            expectHonest(removal->failure);
+            EXPECT_EQ(treeOf(cali), before);
+        });
+    }
+}
+
+TEST_F(StoreWithFailingCalls, ADirectoryIsLockedForOthersOrNot) {
+    failEachCall([&](WithFailingCalls const& withFailingCalls) {
+        startFromVersion1();
+        std::optional<Failure> failure;
+        withFailingCalls([&] {
+            auto locked = store.lockForOthers(true, {});
+            failure = locked.failure ? locked.failure : locked.lock.dropRecord(7);
+        });
+        expectHonest(failure);
+        EXPECT_EQ(store.check(7).complete, true);
+        EXPECT_FALSE(store.lockForOthers(false, {}).failure);
+    });
+}
+
+TEST_F(StoreWithFailingCalls, QuestionsAboutAnInterruptedUpdateNeverSayThatItIsWhole) {
+    for (long const rename : {2, 4}) {
+        interruptUpdate(rename);
+        auto const source = Source::open(stick, {});
+        failEachCall([&](WithFailingCalls const& withFailingCalls) {
+            withFailingCalls([&] {
+                EXPECT_FALSE(store.check(7).complete);
+                EXPECT_FALSE(store.verify(7, {}).same);
+                EXPECT_FALSE(store.verify(7, *source.source, {}).complete);
+                for (auto const& listed : store.list().cameras)
+                    EXPECT_FALSE(listed.complete);
+            });
+        });
+    }
+}
+
+TEST_F(StoreWithFailingCalls, QuestionsSayWhatIsWrongOrFail) {
+    startFromVersion1();
+    auto const source = Source::open(stick, {});
+    failEachCall([&](WithFailingCalls const& withFailingCalls) {
+        std::optional<zel::store::CheckOutcome> checked;
+        std::optional<zel::store::VerifyOutcome> verified;
+        std::optional<zel::store::VerifyOutcome> compared;
+        std::optional<zel::store::ListOutcome> listed;
+        withFailingCalls([&] {
+            checked = store.check(7);
+            verified = store.verify(7, {});
+            compared = store.verify(7, *source.source, {});
+            listed = store.list();
+        });
+        expectHonest(checked->failure);
+        if (!verified->failure || verified->failure->kind != FailureKind::noRecord)
+            expectHonest(verified->failure);
+        expectHonest(compared->failure);
+        expectHonest(listed->failure);
+        EXPECT_EQ(checked->complete, !checked->failure && checked->problems.empty());
+        if (errorGiven() == 0 || errorGiven() == EINTR) {
+            EXPECT_TRUE(checked->complete);
+            EXPECT_TRUE(verified->same);
+            EXPECT_TRUE(compared->same);
+            EXPECT_TRUE(listed->cameras.at(0).complete);
+        }
+    });
+}
+
+TEST_F(StoreWithFailingCalls, ASourceIsSearchedWholeOrFailsOrHasAGap) {
+    putVersion(1);
+    fs::create_directory(stick + "/folder");
+    fs::create_symlink(stick + "/folder", stick + "/link");
+    failEachCall([&](WithFailingCalls const& withFailingCalls) {
+        std::optional<zel::store::SourceOutcome> opened;
+        std::optional<zel::store::MediaOutcome> media;
+        std::optional<zel::store::ListOutcome> held;
+        withFailingCalls([&] {
+            opened.emplace(Source::open(stick, {}));
+            media.emplace(zel::store::findMedia(7, {}));
+            if (opened->source)
+                held = zel::store::listSource(*opened->source, {});
+        });
+        expectHonest(opened->failure);
+        expectHonest(media->failure);
+        EXPECT_EQ(opened->source.has_value(), !opened->failure);
+        if (held)
+            expectHonest(held->failure);
+        if (errorGiven() == 0 || errorGiven() == EINTR) {
+            EXPECT_TRUE(held->cameras.at(0).complete);
+        }
+    });
+}

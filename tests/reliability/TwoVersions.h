@@ -1,0 +1,22 @@
+/// @file
+/// A set of which a version is installed and another is on the stick, and what must hold whatever
+/// happens in between.
+#pragma once
+
+#include "tests/store/StoreFixture.h"
+
+namespace reliability {
+
+class TwoVersions : public storetest::Store {
+protected:
+    /// Writes a version to the stick.
+    void putVersion(int version) const;
+    /// Version 1 is on the stick and installed.
+    void startFromVersion1() const;
+    /// If the set is complete, all of its files are of one version.
+    void expectOneVersion() const;
+    /// The next installation of version 2 ends well, and leaves nothing of what happened before.
+    void expectVersion2AfterTheNextInstallation() const;
+};
+
+} // namespace reliability
