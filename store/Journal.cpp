@@ -182,13 +182,6 @@ bool Journal::takesDescriptionOut() const {
            std::find(removedBefore.begin(), removedBefore.end(), name) != removedBefore.end();
 }
 
-bool Journal::removes(std::string const& name) const {
-    auto const holds = [&](std::vector<std::string> const& names) {
-        return std::find(names.begin(), names.end(), name) != names.end();
-    };
-    return holds(removedBefore) || holds(removedAfter);
-}
-
 StagedFile const* Journal::stagedAs(std::string const& name) const noexcept {
     if (description && description->name == name)
         return &*description;

@@ -37,9 +37,6 @@ struct Journal {
     /// @return Whether the installed description is taken out. @throws std::bad_alloc
     bool takesDescriptionOut() const;
 
-    /// @return Whether a name is removed. @throws std::bad_alloc
-    bool removes(std::string const& name) const;
-
     /// @return The staged file that goes to a name in the calibration directory; null without one.
     StagedFile const* stagedAs(std::string const& name) const noexcept;
 };

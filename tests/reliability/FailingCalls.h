@@ -26,6 +26,9 @@ long failEachCall(std::function<void(WithFailingCalls const&)> const& attempt);
 /// @return Whether one failed.
 bool failFrom(char const* name, long at, std::function<void()> const& piece);
 
+/// From here on, listings tell no types of entries, as on some file systems.
+void hideTypes() noexcept;
+
 /// @return The error number that the first failing call of this attempt gave; 0 if none failed.
 int errorGiven() noexcept;
 

@@ -1,11 +1,16 @@
 // What keeps an installed set from being complete.
 #include "tests/store/StoreFixture.h"
 
+#include "imgproc/Description.h"
+#include "store/SetCheck.h"
+
 #include "tests/support/Namespace.h"
 
 #include <atomic>
 #include <filesystem>
 #include <thread>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -89,6 +94,40 @@ TEST_F(StoreCheck, NamesWhatIsNoFile) {
     fs::create_directory(cali + "/" + description);
     EXPECT_EQ(check(7), "not complete\n" + description + ": unreadable (Is a directory)\n" + data +
                             ": unreadable (It is no file.)\n");
+}
+
+TEST_F(StoreCheck, NamesPipesDevicesAndLinksThroughFiles) {
+    std::string const noFile = "not complete\n" + data + ": unreadable (It is no file.)\n";
+    fs::remove(cali + "/" + data);
+    ASSERT_EQ(mkfifo((cali + "/" + data).c_str(), 0600), 0);
+    EXPECT_EQ(check(7), noFile);
+    fs::remove(cali + "/" + data);
+    fs::create_symlink("/dev/null", cali + "/" + data);
+    EXPECT_EQ(check(7), noFile);
+    fs::remove(cali + "/" + data);
+    fs::create_symlink(curve + "/x", cali + "/" + data);
+    EXPECT_EQ(check(7), "not complete\n" + data + ": missing\n");
+    fs::remove(cali + "/" + description);
+    ASSERT_EQ(mkfifo((cali + "/" + description).c_str(), 0600), 0);
+    EXPECT_EQ(check(7), "not complete\n" + description + ": unreadable (Invalid argument)\n" +
+                            data + ": missing\n");
+}
+
+TEST_F(StoreCheck, NamesADescriptionThatIsTooLarge) {
+    fs::resize_file(cali + "/" + description, largestDescription + 1);
+    fs::remove(hidden + "/7.sha256");
+    EXPECT_EQ(check(7), "not complete\n" + description + ": unreadable (It is too large.)\n");
+}
+
+TEST_F(StoreCheck, OfADirectoryThatChangesAllTheTimeSaysInterrupted) {
+    zel::store::Target const target(cali);
+    int looks = 0;
+    EXPECT_TRUE(zel::store::lookSteadily(target, 7, [&](zel::store::OpenedFile const&) {
+        ++looks;
+        writeFile(cali + "/new", camera(7).description());
+        fs::rename(cali + "/new", cali + "/" + description);
+    }));
+    EXPECT_GT(looks, 1);
 }
 
 TEST_F(StoreCheck, NamesWhatCannotBeRead) {

@@ -1,6 +1,9 @@
 // Bringing sets in.
 #include "tests/store/StoreFixture.h"
 
+#include "store/Publication.h"
+#include "store/Stop.h"
+
 #include "tests/support/Command.h"
 #include "tests/support/Namespace.h"
 
@@ -612,4 +615,197 @@ TEST_F(StoreInstall, OfFilesLargerThanAnyDiskSaysHowMuchIsNeeded) {
     ASSERT_TRUE(outcome.failure);
     EXPECT_EQ(outcome.failure->kind, FailureKind::noRoom);
     EXPECT_GE(outcome.failure->needed, std::uint64_t{1} << 44U);
+}
+
+TEST_F(StoreInstall, TakesTheNameInProperCapitalsForTheRightOne) {
+    std::string const respelt = "CALI-7-23-M20-100.DAT";
+    std::string const remark =
+        "remark: Left out, since there is another one with exactly the right "
+        "name: ";
+    for (std::string const folder : {"/a/", "/z/"}) {
+        fs::remove_all(cali);
+        writeFile(stick + folder + respelt, "other");
+        EXPECT_EQ(seen(install(7)), wholeInstalled + remark + stick + folder + respelt + "\n");
+        EXPECT_EQ(installed(data), "1 " + data);
+        fs::remove_all(stick + folder);
+    }
+}
+
+TEST_F(StoreInstall, OfADescriptionWhoseNamesDifferInCapitalsTakesThemAsTheyAre) {
+    support::Camera const twins =
+        support::Camera(7).optic(23).text("a").range(-20, 100).optic(23).text("A").range(-20, 100);
+    fs::remove_all(stick);
+    putOnStick(twins);
+    EXPECT_TRUE(install(7).complete);
+    EXPECT_EQ(check(7), "complete\n");
+    for (std::string const& name : twins.fileNames())
+        EXPECT_TRUE(fs::exists(cali + "/" + name)) << name;
+    // In other capitals, it could be either of the two.
+    for (std::string const& name : twins.fileNames()) {
+        if (name != description)
+            fs::remove(stick + "/" + name);
+    }
+    fs::remove_all(cali);
+    writeFile(stick + "/CALI-7-23-A-M20-100.DAT", "whose?");
+    EXPECT_FALSE(install(7).complete);
+}
+
+TEST_F(StoreInstall, OfASourceWithoutADescriptionBringsDataInOnlyBeforeOne) {
+    fs::remove(stick + "/" + description);
+    EXPECT_EQ(seen(install(7, partial())), "changed, not complete\n" + data + ": installed\n" +
+                                               description + ": missing\n" + curve +
+                                               ": installed\n");
+    putOnStick(camera(7));
+    install(7);
+    fs::remove(stick + "/" + description);
+    EXPECT_EQ(seen(install(7, partial())),
+              "unchanged, not complete\n" + description + ": missing\n");
+    fs::remove_all(stick);
+    fs::create_directory(stick);
+    EXPECT_EQ(seen(install(9, partial())), "unchanged, not complete\nCali-9.xml: missing\n");
+}
+
+TEST_F(StoreInstall, CountsAFileThatIsInstalledWithoutARecord) {
+    install(7);
+    fs::remove(hidden + "/7.sha256");
+    fs::remove(stick + "/" + curve);
+    EXPECT_EQ(seen(install(7)), "changed, complete\n" + data + ": unchanged\n" + description +
+                                    ": unchanged\n" + curve + ": unchanged\n");
+}
+
+TEST_F(StoreInstall, CountsNoInstalledFileOfOtherBytesOrNone) {
+    install(7);
+    fs::remove(stick + "/" + curve);
+    std::string const lacks = "unchanged, not complete\n" + curve + ": missing\nholds 7\n";
+    writeFile(cali + "/" + curve, "2 " + curve);
+    EXPECT_EQ(seen(install(7)), lacks);
+    writeFile(cali + "/" + curve, "");
+    EXPECT_EQ(seen(install(7)), lacks);
+    fs::remove(cali + "/" + curve);
+    EXPECT_EQ(seen(install(7)), lacks);
+}
+
+TEST_F(StoreInstall, RecordsAFileThatTheRecordLacks) {
+    install(7);
+    writeFile(cali + "/Cali-7-more.dat", "more");
+    writeFile(stick + "/Cali-7-more.dat", "more");
+    EXPECT_TRUE(install(7).changed);
+    EXPECT_TRUE(store.verify(7, {}).same);
+    // One that is recorded, but neither in the source nor installed any more, is recorded no
+    // longer.
+    fs::remove(cali + "/Cali-7-more.dat");
+    fs::remove(stick + "/Cali-7-more.dat");
+    EXPECT_TRUE(install(7).changed);
+    EXPECT_TRUE(store.verify(7, {}).same);
+}
+
+TEST_F(StoreInstall, NoticesOneOfSeveralCopiesThatChangesWhileItIsCopied) {
+    writeFile(stick + "/more/" + data, "1 " + data);
+    auto source = zel::store::Source::open(stick, {});
+    auto const outcome = store.install(7, *source.source, {}, [&](auto const& progress) {
+        if (progress.phase == zel::store::Phase::copying && progress.files == 0)
+            writeFile(stick + "/" + data, "2 " + data);
+        return true;
+    });
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->error, EIO);
+    EXPECT_FALSE(fs::exists(cali));
+}
+
+TEST_F(StoreInstall, NoticesAMediumThatGivesBackOtherBytes) {
+    auto source = zel::store::Source::open(stick, {});
+    auto const outcome = store.install(7, *source.source, {}, [&](auto const& progress) {
+        if (progress.phase == zel::store::Phase::readingBack && progress.files == 0)
+            writeFile(hidden + "/stage/0", "2 " + data);
+        return true;
+    });
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->message, "The medium does not give back what was written to");
+    EXPECT_FALSE(fs::exists(cali));
+}
+
+TEST_F(StoreInstall, RefusesASumsFileThatIsTooLarge) {
+    writeFile(stick + "/SHA256SUMS", "");
+    fs::resize_file(stick + "/SHA256SUMS", (std::uintmax_t{1} << 26U) + 1);
+    auto const outcome = install(7);
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->error, EFBIG);
+}
+
+TEST_F(StoreInstall, PassesOverLinesOfASumsFileThatAreNotOurs) {
+    writeFile(stick + "/SHA256SUMS", "rubbish\n" + std::string(64, '0') + "  Cali-8.xml\n" +
+                                         std::string(64, '0') + "  notes.txt\n");
+    EXPECT_EQ(seen(install(7)), wholeInstalled);
+}
+
+TEST_F(StoreInstall, MakesADirectoryWhosePathEndsInSlashes) {
+    CalibrationStore there(root.path() + "/deep/er//");
+    auto source = zel::store::Source::open(stick, {});
+    EXPECT_TRUE(there.install(7, *source.source, {}, {}).complete);
+    EXPECT_TRUE(fs::exists(root.path() + "/deep/er/" + description));
+}
+
+TEST_F(StoreInstall, RefusesFoldersInThePlacesOfRecordAndJournal) {
+    for (std::string const name : {"7.sha256", "7.journal.new"}) {
+        fs::remove_all(cali);
+        fs::create_directories(hidden + "/" + name + "/x");
+        auto const outcome = install(7);
+        ASSERT_TRUE(outcome.failure) << name;
+        EXPECT_NE(outcome.failure->path.find(name), std::string::npos) << outcome.failure->path;
+        EXPECT_FALSE(fs::exists(cali + "/" + description));
+    }
+}
+
+TEST_F(StoreInstall, RefusesAJournalThatIsAFolder) {
+    fs::create_directories(hidden + "/7.journal");
+    auto const outcome = install(7);
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->kind, FailureKind::inTheWay);
+    EXPECT_EQ(outcome.failure->path, hidden + "/7.journal");
+}
+
+TEST_F(StoreInstall, RefusesAnotherDiskInPlaceOfTheHiddenFolder) {
+    support::inPrivateNamespaces([&] {
+        fs::create_directories(hidden);
+        support::mountTmpfs(hidden);
+        auto const outcome = install(7);
+        ASSERT_TRUE(outcome.failure);
+        EXPECT_EQ(outcome.failure->kind, FailureKind::inTheWay);
+        EXPECT_EQ(outcome.failure->path, hidden);
+    });
+}
+
+TEST_F(StoreInstall, RefusesWhatTheStickyBitKeepsBeforeAnythingChanges) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only root can install what an ordinary user then cannot replace";
+    install(7);
+    putOnStick(camera(7), "2");
+    ASSERT_EQ(support::run({"chmod", "755", root.path()}, "/").exitStatus, 0);
+    ASSERT_EQ(support::run({"chmod", "1777", cali}, "/").exitStatus, 0);
+    ASSERT_EQ(support::run({"chmod", "-R", "a+rwX", hidden}, "/").exitStatus, 0);
+    constexpr uid_t nobody = 65534;
+    ASSERT_EQ(seteuid(nobody), 0);
+    auto const outcome = install(7);
+    ASSERT_EQ(seteuid(0), 0);
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->message, "Cannot replace");
+    EXPECT_EQ(outcome.failure->error, EPERM);
+    EXPECT_FALSE(outcome.changed);
+    EXPECT_EQ(check(7), "complete\n");
+}
+
+TEST_F(StoreInstall, WritesNoJournalThatNobodyCouldRead) {
+    install(7);
+    zel::store::Journal journal;
+    journal.serial = 7;
+    journal.removedAfter.assign(zel::store::largestJournal / 250,
+                                "Cali-7-" + std::string(248, 'x'));
+    zel::store::Target const target(cali);
+    try {
+        zel::store::publish(target, journal, [] { ADD_FAILURE() << "was committed"; });
+        ADD_FAILURE() << "was written";
+    } catch (zel::store::Stop const& stopped) {
+        EXPECT_EQ(stopped.failure.error, EFBIG);
+    }
+    EXPECT_EQ(check(7), "complete\n");
 }

@@ -102,3 +102,26 @@ TEST_F(StoreList, CountsAFileOfAStickOnceHoweverManyCopiesThereAre) {
 TEST_F(StoreList, FailsWithoutADirectory) {
     EXPECT_EQ(seenOf(store.list()), "failed\n");
 }
+
+TEST_F(StoreList, OfAStickCanBeCancelledAndNamesWhatWasLeftOut) {
+    putOnStick(camera(7));
+    fs::create_symlink("nowhere", stick + "/Cali-7-odd.dat");
+    auto const source = zel::store::Source::open(stick, {});
+    auto const cancelled =
+        zel::store::listSource(*source.source, [](auto const&) { return false; });
+    ASSERT_TRUE(cancelled.failure);
+    EXPECT_EQ(cancelled.failure->kind, FailureKind::cancelled);
+    auto const listed = zel::store::listSource(*source.source, {});
+    ASSERT_EQ(listed.remarks.size(), 1U);
+    EXPECT_EQ(listed.remarks[0].path, stick + "/Cali-7-odd.dat");
+}
+
+TEST_F(StoreList, CountsNoFoldersAndNoFilesOfOddNumbers) {
+    putOnStick(camera(7));
+    install(7);
+    fs::create_directory(cali + "/Cali-7-folder.dat");
+    support::writeFile(cali + "/Cali-007.xml", "x");
+    auto const listed = store.list();
+    ASSERT_EQ(listed.cameras.size(), 1U);
+    EXPECT_EQ(listed.cameras[0].files, 3U);
+}

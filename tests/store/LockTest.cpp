@@ -105,3 +105,12 @@ TEST_F(StoreLock, KeepsManyInstallersApart) {
         thread.join();
     EXPECT_TRUE(!fs::exists(cali) || fs::is_empty(cali));
 }
+
+TEST_F(StoreLock, MovesWithItsHolderAndHoldsNothingAfterwards) {
+    auto locked = store.lockForOthers(true, {});
+    zel::store::DirectoryLock moved(std::move(locked.lock));
+    EXPECT_FALSE(locked.lock.dropRecord(7));
+    EXPECT_TRUE(fs::exists(hidden + "/7.sha256"));
+    EXPECT_FALSE(moved.dropRecord(7));
+    EXPECT_FALSE(fs::exists(hidden + "/7.sha256"));
+}

@@ -46,6 +46,9 @@ TEST_F(StoreMedia, AreFoundWhereDesktopsMountThem) {
         EXPECT_EQ(found(71), "/mnt/other\n");
         EXPECT_EQ(found(5), "/mnt\n");
         EXPECT_EQ(found(9), "");
+        auto const cancelled = zel::store::findMedia(7, [](auto const&) { return false; });
+        ASSERT_TRUE(cancelled.failure);
+        EXPECT_EQ(cancelled.failure->kind, FailureKind::cancelled);
         EXPECT_EQ(found(0), "/mnt\n/mnt/back\\slash\ttab\n/mnt/media/someone/USB STICK\n"
                             "/mnt/other\n");
     });

@@ -254,3 +254,67 @@ TEST_F(StoreRecover, OfNothingIsFine) {
     EXPECT_FALSE(outcome.failure);
     EXPECT_FALSE(outcome.changed);
 }
+
+TEST_F(StoreRecover, PutsTheDescriptionLastAgainWhenDataIsStillStaged) {
+    fs::rename(stage + "/2", cali + "/" + description);
+    EXPECT_TRUE(store.recover(true, {}).cameras.at(0).complete);
+    expectVersion2();
+}
+
+TEST_F(StoreRecover, TakesTheDescriptionOutWhenAFolderStandsInAFilesPlace) {
+    fs::remove(cali + "/" + data);
+    fs::create_directories(cali + "/" + data + "/x");
+    EXPECT_FALSE(store.recover(true, {}).cameras.at(0).complete);
+    EXPECT_FALSE(fs::exists(cali + "/" + description));
+    expectNothingLeft();
+}
+
+TEST_F(StoreRecover, CompletesTheSetWithoutItsRecordWhenAFolderStandsInItsPlace) {
+    fs::remove(hidden + "/7.sha256");
+    fs::create_directories(hidden + "/7.sha256/x");
+    EXPECT_TRUE(store.recover(true, {}).cameras.at(0).complete);
+    EXPECT_EQ(installed(description), text);
+    expectNothingLeft();
+}
+
+TEST_F(StoreRecover, LeavesFilesAloneThatAreNoJournals) {
+    writeFile(hidden + "/notes.new", "x");
+    writeFile(hidden + "/07.journal", "x");
+    writeFile(hidden + "/99999999999999999999.journal", "x");
+    writeFile(hidden + "/7x.journal", "x");
+    writeFile(hidden + "/.journal", "x");
+    EXPECT_EQ(store.recover(true, {}).cameras.size(), 1U);
+    expectVersion2();
+    EXPECT_TRUE(fs::exists(hidden + "/notes.new"));
+    EXPECT_TRUE(fs::exists(hidden + "/07.journal"));
+}
+
+TEST_F(StoreRecover, OfADirectoryThatIsMissingIsFine) {
+    CalibrationStore nowhere(root.path() + "/nowhere");
+    auto const outcome = nowhere.recover(true, {});
+    EXPECT_FALSE(outcome.failure);
+    EXPECT_FALSE(outcome.changed);
+}
+
+TEST_F(StoreRecover, ADryRunSeesARemovalAsItWillBe) {
+    store.recover(true, {});
+    Journal journal;
+    journal.serial = 7;
+    journal.removedBefore = {description, data, curve};
+    journal.removesRecord = true;
+    writeFile(hidden + "/7.journal", journal.text());
+    InstallOptions dry;
+    dry.dryRun = true;
+    EXPECT_EQ(seen(install(7, dry)), "changed, complete\n" + data + ": installed\n" + description +
+                                         ": installed\n" + curve + ": installed\n");
+    EXPECT_EQ(seen(store.remove(7, dry, {})), "changed, not complete\n");
+}
+
+TEST_F(StoreRecover, LeavesAStageAloneWhileAnotherProcessHoldsTheLock) {
+    store.recover(true, {});
+    putOnStick(camera(7).mainSection(), "2");
+    auto const lock = store.lockForOthers(true, {});
+    writeFile(stage + "/0", "x");
+    EXPECT_FALSE(install(7).failure);
+    EXPECT_TRUE(fs::exists(stage + "/0"));
+}

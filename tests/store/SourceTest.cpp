@@ -178,3 +178,21 @@ TEST_F(StoreSource, CanBeCancelled) {
     ASSERT_TRUE(outcome.failure);
     EXPECT_EQ(outcome.failure->kind, FailureKind::cancelled);
 }
+
+TEST_F(StoreSource, CanBeReplacedByAnother) {
+    putOnStick(camera(7));
+    auto source = zel::store::Source::open(stick, {});
+    auto other = zel::store::Source::open(root.path(), {});
+    *source.source = std::move(*other.source);
+    EXPECT_EQ(source.source->path(), root.path());
+}
+
+TEST_F(StoreSource, NamesNoMoreThanAHundredLinksOutOfIt) {
+    fs::create_directories(root.path() + "/outside");
+    fs::create_directory(stick);
+    for (int i = 0; i < 150; ++i)
+        fs::create_directory_symlink("../outside", stick + "/" + std::to_string(i));
+    auto const outcome = zel::store::Source::open(stick, {});
+    ASSERT_TRUE(outcome.source);
+    EXPECT_EQ(outcome.source->tree().remarks().size(), 100U);
+}

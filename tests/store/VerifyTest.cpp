@@ -2,6 +2,7 @@
 #include "tests/store/StoreFixture.h"
 
 #include <filesystem>
+#include <regex>
 
 namespace {
 
@@ -107,4 +108,36 @@ TEST_F(StoreVerify, CanBeCancelled) {
     auto const outcome = store.verify(7, [](auto const&) { return false; });
     ASSERT_TRUE(outcome.failure);
     EXPECT_EQ(outcome.failure->kind, FailureKind::cancelled);
+}
+
+TEST_F(StoreVerify, CanBeCancelledInTheMiddleOfAFile) {
+    writeFile(stick + "/" + data, std::string(3000000, 'x'));
+    install(7);
+    auto const source = zel::store::Source::open(stick, {});
+    auto const inTheMiddle = [](auto const& progress) {
+        return progress.bytes < 1000000;
+    };
+    for (auto const& outcome :
+         {store.verify(7, inTheMiddle), store.verify(7, *source.source, inTheMiddle)}) {
+        ASSERT_TRUE(outcome.failure);
+        EXPECT_EQ(outcome.failure->kind, FailureKind::cancelled);
+    }
+}
+
+TEST_F(StoreVerify, NamesFilesThatAreNotRecorded) {
+    std::string const record = support::readFile(hidden + "/7.sha256");
+    writeFile(hidden + "/7.sha256",
+              std::regex_replace(record, std::regex("[^\n]*" + curve + "\n"), ""));
+    EXPECT_EQ(againstRecord(), answer("not the same, not complete", "same", "same",
+                                      "differs (It is not recorded.)"));
+}
+
+TEST_F(StoreVerify, AFileOfTheStickThatCannotBeOpenedIsAState) {
+    auto const source = zel::store::Source::open(stick, {});
+    fs::remove(stick + "/" + data);
+    auto const outcome = store.verify(7, *source.source, {});
+    EXPECT_FALSE(outcome.same);
+    ASSERT_EQ(outcome.files.size(), 3U);
+    EXPECT_EQ(outcome.files[0].state, zel::store::FileState::unreadable);
+    EXPECT_EQ(outcome.files[0].paths, std::vector<std::string>{stick + "/" + data});
 }
