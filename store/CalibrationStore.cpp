@@ -145,7 +145,7 @@ CheckOutcome CalibrationStore::check(unsigned long serial) const noexcept {
             outcome.remarks = std::move(look.remarks);
         });
         if (isOpen)
-            outcome.problems = {interruption(serial)};
+            outcome.problems.assign(1, interruption(serial));
         outcome.complete = outcome.problems.empty();
     });
     return outcome;

@@ -52,7 +52,8 @@ void removeDuplicates(std::vector<std::string>& names) {
 
 SetDescription readSetDescription(FileDescriptor const& file, std::string const& path,
                                   unsigned long serial) {
-    SetDescription result{{std::string(set::descriptionName(serial).view())}, {}, ""};
+    SetDescription result;
+    result.names.emplace_back(set::descriptionName(serial).view());
     auto outcome = readDescription(file, largestDescription);
     if (outcome.failure == DescriptionFailure::noMemory)
         throw std::bad_alloc();

@@ -49,7 +49,9 @@ std::string parentOf(std::string const& path) {
     auto const slash = path.rfind('/');
     if (slash == std::string::npos)
         return ".";
-    return slash == 0 ? "/" : withoutTrailingSlashes(path.substr(0, slash));
+    if (slash == 0)
+        return "/";
+    return withoutTrailingSlashes(path.substr(0, slash));
 }
 
 Target::Target(std::string const& path) : m_folder(openFolder(path)) {

@@ -45,6 +45,7 @@ struct State {
 
 State state;
 bool typesAreHidden = false;
+bool isImmutable = false;
 
 /// @return Whether a call has to fail.
 bool fails(char const* name, std::initializer_list<int> errors) {
@@ -127,7 +128,8 @@ int __wrap_openat64(int folder, char const* path, int flags, ...) {
         return answer("openat", {EIO, ENOSPC, EEXIST, EINTR},
                       [&] { return __real_openat64(folder, path, flags, mode); });
     }
-    return answer("openat", {EIO, EINTR}, [&] { return __real_openat64(folder, path, flags); });
+    return answer("openat", {EIO, EACCES, ENOENT, EINTR},
+                  [&] { return __real_openat64(folder, path, flags); });
 }
 
 int __real_fstat64(int file, struct stat64* status);
@@ -159,6 +161,15 @@ int __wrap_faccessat(int folder, char const* path, int mode, int flags);
 int __wrap_faccessat(int folder, char const* path, int mode, int flags) {
     return answer("faccessat", {EIO, EROFS},
                   [&] { return __real_faccessat(folder, path, mode, flags); });
+}
+
+int __real_statx(int folder, char const* path, int flags, unsigned mask, struct statx* status);
+int __wrap_statx(int folder, char const* path, int flags, unsigned mask, struct statx* status);
+int __wrap_statx(int folder, char const* path, int flags, unsigned mask, struct statx* status) {
+    int const result = __real_statx(folder, path, flags, mask, status);
+    if (result == 0 && isImmutable)
+        status->stx_attributes |= STATX_ATTR_IMMUTABLE;
+    return result;
 }
 
 DIR* __real_fdopendir(int folder);
@@ -279,6 +290,10 @@ int __wrap_mkdirat(int folder, char const* path, mode_t mode) {
 }
 
 namespace reliability {
+
+void makeImmutable() noexcept {
+    isImmutable = true;
+}
 
 void hideTypes() noexcept {
     typesAreHidden = true;

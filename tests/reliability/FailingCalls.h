@@ -29,6 +29,9 @@ bool failFrom(char const* name, long at, std::function<void()> const& piece);
 /// From here on, listings tell no types of entries, as on some file systems.
 void hideTypes() noexcept;
 
+/// From here on, all files and folders count as immutable.
+void makeImmutable() noexcept;
+
 /// @return The error number that the first failing call of this attempt gave; 0 if none failed.
 int errorGiven() noexcept;
 

@@ -622,7 +622,9 @@ TEST_F(StoreInstall, TakesTheNameInProperCapitalsForTheRightOne) {
     std::string const remark =
         "remark: Left out, since there is another one with exactly the right "
         "name: ";
-    for (std::string const folder : {"/a/", "/z/"}) {
+    writeFile(stick + "/m/" + data, "1 " + data);
+    fs::remove(stick + "/" + data);
+    for (std::string const folder : {"/a/", "/z/"}) { // before and after the right one
         fs::remove_all(cali);
         writeFile(stick + folder + respelt, "other");
         EXPECT_EQ(seen(install(7)), wholeInstalled + remark + stick + folder + respelt + "\n");
@@ -808,4 +810,15 @@ TEST_F(StoreInstall, WritesNoJournalThatNobodyCouldRead) {
         EXPECT_EQ(stopped.failure.error, EFBIG);
     }
     EXPECT_EQ(check(7), "complete\n");
+}
+
+TEST_F(StoreInstall, CanBeCancelledWhileItReadsWhatIsInstalled) {
+    writeFile(stick + "/" + curve, std::string(3000000, 'x'));
+    install(7);
+    fs::remove(stick + "/" + curve);
+    auto const source = zel::store::Source::open(stick, {});
+    auto const outcome = store.install(
+        7, *source.source, {}, [](auto const& progress) { return progress.bytes < 1000000; });
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->kind, FailureKind::cancelled);
 }

@@ -135,9 +135,9 @@ TEST(StoreJournal, OfAnyLinesIsNoneOrSound) {
 }
 
 TEST(StoreJournal, NamesNoStagedFileWithoutItsNumberSizeSumAndName) {
-    for (std::string const line : {"data 4294967296 1 " + digits + " Cali-7-new.dat",
-                                   "data 9 x " + digits + " Cali-7-new.dat", "data 9 1 " + digits,
-                                   std::string("data 9 1 x Cali-7-new.dat")})
+    for (std::string const& line : {"data 4294967296 1 " + digits + " Cali-7-new.dat",
+                                    "data 9 x " + digits + " Cali-7-new.dat", "data 9 1 " + digits,
+                                    std::string("data 9 1 x Cali-7-new.dat")})
         EXPECT_FALSE(readJournal(withLine(line), 7).journal) << line;
     EXPECT_TRUE(readJournal(withLine("data 9 1 " + digits + " Cali-7-new.dat"), 7).journal);
 }

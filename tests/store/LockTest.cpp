@@ -21,7 +21,17 @@ protected:
     }
 };
 
+std::chrono::seconds clockIsAhead(0);
+
 } // namespace
+
+// The store's clock, which can jump ahead.
+using SteadyTime = std::chrono::steady_clock::time_point;
+SteadyTime realNow() __asm__("__real__ZNSt6chrono3_V212steady_clock3nowEv");
+SteadyTime shownNow() __asm__("__wrap__ZNSt6chrono3_V212steady_clock3nowEv");
+SteadyTime shownNow() {
+    return realNow() + clockIsAhead;
+}
 
 TEST_F(StoreLock, KeepsOthersOutAndNamesItsHolder) {
     auto const lock = store.lockForOthers(true, {});
@@ -113,4 +123,26 @@ TEST_F(StoreLock, MovesWithItsHolderAndHoldsNothingAfterwards) {
     EXPECT_TRUE(fs::exists(hidden + "/7.sha256"));
     EXPECT_FALSE(moved.dropRecord(7));
     EXPECT_FALSE(fs::exists(hidden + "/7.sha256"));
+}
+
+TEST_F(StoreLock, CanBeCancelledWhileWaitingForTheRecordOnly) {
+    fs::remove(hidden + "/7.sha256");
+    auto const lock = store.lockForOthers(true, {});
+    auto const source = zel::store::Source::open(stick, {});
+    auto const outcome = store.install(7, *source.source, {}, [](auto const& progress) {
+        return progress.phase != zel::store::Phase::waiting;
+    });
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->kind, FailureKind::cancelled);
+}
+
+TEST_F(StoreLock, IsWaitedForNoLongerThanAMinute) {
+    auto const lock = store.lockForOthers(true, {});
+    auto const outcome = store.remove(7, {}, [](auto const&) {
+        clockIsAhead = std::chrono::seconds(61);
+        return true;
+    });
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->kind, FailureKind::locked);
+    EXPECT_EQ(outcome.failure->holder, getpid());
 }

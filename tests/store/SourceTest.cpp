@@ -196,3 +196,20 @@ TEST_F(StoreSource, NamesNoMoreThanAHundredLinksOutOfIt) {
     ASSERT_TRUE(outcome.source);
     EXPECT_EQ(outcome.source->tree().remarks().size(), 100U);
 }
+
+TEST_F(StoreSource, ThatIsNestedWithoutAnEndIsSearchedUpToALimit) {
+    fs::create_directory(stick);
+    int folder = open(stick.c_str(), O_RDONLY | O_DIRECTORY);
+    std::string const name(200, 'd');
+    for (int depth = 0; depth < 330; ++depth) {
+        ASSERT_EQ(mkdirat(folder, name.c_str(), 0700), 0);
+        int const next = openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY);
+        close(folder);
+        folder = next;
+    }
+    close(folder);
+    auto const outcome = zel::store::Source::open(stick, {});
+    ASSERT_TRUE(outcome.source);
+    ASSERT_TRUE(outcome.source->tree().gap());
+    EXPECT_EQ(outcome.source->tree().gap()->error, ENAMETOOLONG);
+}

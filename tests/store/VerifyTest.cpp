@@ -66,6 +66,11 @@ TEST_F(StoreVerify, FindsOneChangedByte) {
     EXPECT_EQ(againstStick(), answer("not the same, complete", "differs", "same", "same"));
 }
 
+TEST_F(StoreVerify, FindsAnotherSize) {
+    writeFile(cali + "/" + data, "longer than it was: " + data);
+    EXPECT_EQ(store.verify(7, {}).files.at(0).state, zel::store::FileState::differs);
+}
+
 TEST_F(StoreVerify, SaysWhereAFileIsMissing) {
     fs::remove(cali + "/" + data);
     EXPECT_EQ(againstRecord(), answer("not the same, not complete", "missing", "same", "same"));
