@@ -42,7 +42,9 @@ bool hasMoreToSay(File const& file) {
 }
 
 std::string messageOn(File const& file) {
-    return file.message.empty() ? zel::store::word(file.state) : file.message;
+    if (file.message.empty())
+        return zel::store::word(file.state);
+    return file.message;
 }
 
 bool beginsWith(std::string const& text, std::string const& start) {

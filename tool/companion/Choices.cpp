@@ -67,8 +67,9 @@ Failure severalSources(std::vector<Source> const& sources, Options const& option
 }
 
 Failure noSource(unsigned long serial) {
-    std::string const what = serial == 0 ? "the description of a camera"
-                                         : "the description of camera " + std::to_string(serial);
+    std::string what = "the description of a camera";
+    if (serial != 0)
+        what = "the description of camera " + std::to_string(serial);
     return {"No medium that is mounted below /media, /run/media or /mnt holds " + what,
             "",
             "",

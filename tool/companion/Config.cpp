@@ -88,8 +88,9 @@ OpticsDefinition const& chosenOptic(OpticsTable const& optics, std::string const
     }
     if (count == 1)
         return *byFieldOfView;
-    throw Refusal{count == 0 ? "The description names no optic " + name + ", but: " + known + "."
-                             : "The description names several optics " + name + ": " + known + "."};
+    if (count > 1)
+        throw Refusal{"The description names several optics " + name + ": " + known + "."};
+    throw Refusal{"The description names no optic " + name + ", but: " + known + "."};
 }
 
 TempRangeDefinition const* chosenRange(TempRangeTable const& ranges, std::string const& text) {
@@ -103,8 +104,9 @@ TempRangeDefinition const* chosenRange(TempRangeTable const& ranges, std::string
             return &definition;
         known += (known.empty() ? "" : ", ") + rangeText(definition.range);
     }
-    throw Refusal{"The optic has no range " + text + ", but: " + (known.empty() ? "none" : known) +
-                  "."};
+    if (known.empty())
+        known = "none";
+    throw Refusal{"The optic has no range " + text + ", but: " + known + "."};
 }
 
 /// A range that is not split by frame rate takes any.
@@ -119,8 +121,10 @@ void requireFramerate(TempRangeDefinition const* range, std::string const& text)
             return;
         known += (known.empty() ? "" : ", ") + std::to_string(rate);
     }
+    if (known.empty())
+        known = "none";
     throw Refusal{"The range " + rangeText(range->range) + " has no frame rate " + text +
-                  ", but: " + (known.empty() ? "none" : known) + "."};
+                  ", but: " + known + "."};
 }
 
 bool selects(Options const& options) {

@@ -34,8 +34,11 @@ std::string coloured(FileState state, Terminal const& terminal) {
     case FileState::differs:
         return terminal.red(text);
     default:
-        return isProblem(state) ? terminal.yellow(text) : terminal.green(text);
+        break;
     }
+    if (isProblem(state))
+        return terminal.yellow(text);
+    return terminal.green(text);
 }
 
 } // namespace

@@ -73,9 +73,10 @@ Result run(Options const& options, Terminal const& /*terminal*/) {
     if (!found.empty())
         return result;
     answerNo(result);
-    result.closing.push_back(options.serial == 0 ? "No camera is attached."
-                                                 : "Camera " + std::to_string(options.serial) +
-                                                       " is not attached.");
+    if (options.serial == 0)
+        result.closing.emplace_back("No camera is attached.");
+    else
+        result.closing.push_back("Camera " + std::to_string(options.serial) + " is not attached.");
     return result;
 }
 

@@ -30,10 +30,7 @@ bool needsRoot(std::string directory) {
     while (faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
         if (errno != ENOENT)
             return errno == EACCES || errno == EPERM;
-        std::string parent = zel::store::parentOf(directory);
-        if (parent == directory)
-            return false;
-        directory.swap(parent);
+        directory = zel::store::parentOf(directory); // "." or "/" at the latest is there
     }
     return false;
 }
@@ -67,7 +64,9 @@ std::string again(Options const& options, Words const& added) {
     auto const afterName = words.begin() + (words.size() > 1 ? 2 : 1);
     words.insert(afterName, added.begin(), added.end());
     bool const changes = !options.dryRun && words.size() > 1 && changesSets(words[1]);
-    return changes ? changing(options.directory, words) : commandLine(words);
+    if (changes)
+        return changing(options.directory, words);
+    return commandLine(words);
 }
 
 Hint asRoot(Options const& options) {

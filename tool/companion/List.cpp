@@ -24,7 +24,8 @@ std::string opticsText(std::vector<Optic> const& optics) {
     std::string text;
     for (Optic const& optic : optics) {
         text += (text.empty() ? "" : ", ") + std::to_string(optic.fieldOfView);
-        text += optic.text.empty() ? "" : " " + optic.text;
+        if (!optic.text.empty())
+            text += " " + optic.text;
     }
     return text;
 }
@@ -64,11 +65,13 @@ Json membersOf(ListedCamera const& camera, std::optional<bool> attached, std::st
 }
 
 Table::Cells rowOf(ListedCamera const& camera, std::optional<bool> attached) {
-    return {
-        std::to_string(camera.serial), camera.complete ? "yes" : "no: " + countsOf(camera.problems),
-        std::to_string(camera.files),  std::to_string(camera.bytes),
-        camera.date.value_or("-"),     attachedText(attached),
-        opticsText(camera.optics)};
+    std::string complete = "yes";
+    if (!camera.complete)
+        complete = "no: " + countsOf(camera.problems);
+    return {std::to_string(camera.serial), complete,
+            std::to_string(camera.files),  std::to_string(camera.bytes),
+            camera.date.value_or("-"),     attachedText(attached),
+            opticsText(camera.optics)};
 }
 
 ListOutcome listOf(Options const& options) {

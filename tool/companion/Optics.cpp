@@ -26,7 +26,9 @@ std::string frameRatesText(FrameRates const& rates) {
     std::string text;
     for (auto const rate : *rates)
         text += (text.empty() ? "" : ", ") + std::to_string(rate);
-    return text.empty() ? "none" : text + " Hz";
+    if (text.empty())
+        return "none";
+    return text + " Hz";
 }
 
 Json rangeMembers(TempRangeDefinition const& range) {

@@ -36,8 +36,12 @@ std::string megabytes(double bytes) {
     return text.data();
 }
 
+/// @param all Empty when it is not known.
 std::string counted(std::string const& done, std::string const& all, char const* unit) {
-    return done + (all.empty() ? "" : " of " + all) + " " + unit;
+    std::string text = done;
+    if (!all.empty())
+        text += " of " + all;
+    return text + " " + unit;
 }
 
 } // namespace
@@ -75,8 +79,9 @@ void ProgressLine::tell(Progress const& progress) {
     if (progress.phase == Phase::waiting && !m_toldToWait) {
         m_toldToWait = true;
         clear();
-        std::string const who =
-            progress.holder != 0 ? "process " + std::to_string(progress.holder) : "another process";
+        std::string who = "another process";
+        if (progress.holder != 0)
+            who = "process " + std::to_string(progress.holder);
         say("Waiting for " + who + ", which changes " + m_directory + ".");
     }
     if (progress.phase == Phase::sourceNotNeeded && !m_sourceNeeded && !m_toldToUnplug) {
@@ -91,13 +96,18 @@ std::string ProgressLine::line(Progress const& progress, Clock::time_point now) 
     if (progress.phase == Phase::waiting || progress.phase == Phase::publishing)
         return text;
     auto const files = std::to_string(progress.files);
-    auto const allFiles = progress.allFiles != 0 ? std::to_string(progress.allFiles) : "";
+    std::string allFiles;
+    if (progress.allFiles != 0)
+        allFiles = std::to_string(progress.allFiles);
     text += ": " + counted(files, allFiles, "files");
     if (progress.bytes == 0)
         return text;
     auto const done = static_cast<double>(progress.bytes);
     auto const all = static_cast<double>(progress.allBytes);
-    text += ", " + counted(megabytes(done), all > 0 ? megabytes(all) : "", "MB");
+    std::string allBytes;
+    if (progress.allBytes != 0)
+        allBytes = megabytes(all);
+    text += ", " + counted(megabytes(done), allBytes, "MB");
     std::chrono::duration<double> const spent = now - m_phaseStart;
     double const seconds = std::max(spent.count(), 1e-3);
     text += ", " + megabytes(done / seconds) + " MB/s";

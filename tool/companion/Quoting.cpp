@@ -29,7 +29,9 @@ std::string escaped(std::string const& word) {
     std::string text = "$'";
     forEachCharacter(word, [&](std::string const& character, bool printable) {
         if (printable) {
-            text += character == "'" || character == "\\" ? "\\" + character : character;
+            if (character == "'" || character == "\\")
+                text += '\\';
+            text += character;
             return;
         }
         for (char const byte : character)

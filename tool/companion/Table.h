@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace companion {
@@ -23,10 +24,10 @@ public:
 
     /// @param heading One cell a column.
     /// @param scale   What the whole width of a bar stands for.
-    Table(Cells const& heading, Span scale) : m_scale(scale) { m_rows.push_back({heading, {}}); }
+    Table(Cells heading, Span scale) : m_scale(scale) { add(std::move(heading), {}); }
 
     /// Adds a row with as many cells as the heading.
-    void add(Cells const& cells, Span bar) { m_rows.push_back({cells, bar}); }
+    void add(Cells cells, Span bar) { m_rows.push_back({std::move(cells), bar}); }
 
     /// @return The lines, without bars where the terminal cannot show them or lacks the room.
     std::string render(Terminal const& terminal) const;

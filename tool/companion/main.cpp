@@ -36,7 +36,9 @@ void occupyStandardStreams() {
 
 std::string directoryOf(std::string const& file) {
     auto const slash = file.rfind('/');
-    return slash == std::string::npos ? "." : file.substr(0, slash + 1);
+    if (slash == std::string::npos)
+        return ".";
+    return file.substr(0, slash + 1);
 }
 
 /// The logger does not report that it cannot open its file, so the directory is checked here.

@@ -89,9 +89,12 @@ std::string Companion::seenOfOrdinaryUser(std::string const& arguments) const {
     fs::permissions(root.path(), rights);
     fs::permissions(cali, rights);
     // A build that counts lines gets counters elsewhere: those of root cannot be written.
-    std::string const become = isRoot ? "GCOV_PREFIX=/tmp/counters-of-65534 "
-                                        "setpriv --reuid 65534 --regid 65534 --clear-groups "
-                                      : "";
+    std::string const counters = root.path() + "/counters";
+    fs::create_directory(counters);
+    fs::permissions(counters, fs::perms::all);
+    std::string const become =
+        isRoot ? "GCOV_PREFIX=" + counters + " setpriv --reuid 65534 --regid 65534 --clear-groups "
+               : "";
     auto seen = seenOfShell(become + "\"$0\" " + arguments);
     fs::permissions(cali, fs::perms(0755));
     fs::permissions(root.path(), fs::perms(0755));

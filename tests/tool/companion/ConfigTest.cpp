@@ -269,10 +269,19 @@ TEST_F(CompanionConfig, RefusesAFrameRateThatTheRangeLacks) {
               exited(1, "", said("The range -20 to 100 has no frame rate 50, but: 27, 80.")));
 }
 
+TEST_F(CompanionConfig, RefusesAFrameRateOfARangeThatHasNone) {
+    writeFile(installed("Cali-7.xml"),
+              support::camera(7).optic(23).range(-20, 100).withoutFrameRates().description());
+    EXPECT_EQ(seenOf({"config", "7", "-t", "cali", "--framerate", "27"}),
+              exited(1, "", said("The range -20 to 100 has no frame rate 27, but: none.")));
+}
+
 TEST_F(CompanionConfig, RefusesAnOpticWithoutRanges) {
     writeFile(installed("Cali-7.xml"), support::camera(7).optic(23).withoutRanges().description());
     EXPECT_EQ(seenOf({"config", "7", "-t", "cali", "--optic", "23"}),
               exited(1, "", said("The optic 23 has no ranges.")));
+    EXPECT_EQ(seenOf({"config", "7", "-t", "cali", "--range", "0 to 1"}),
+              exited(1, "", said("The optic has no range 0 to 1, but: none.")));
 }
 
 TEST_F(CompanionConfig, WritesNoFileOfARefusedChoice) {
@@ -360,5 +369,9 @@ TEST_F(CompanionConfig, AnswersInJsonAlsoOnFailure) {
 }
 
 TEST_F(CompanionConfig, RefusesARangeOfBlanks) {
-    EXPECT_EQ(ask({"config", "14080045", "--range", "  ", "-t", "cali"}).exitStatus, 2);
+    for (std::string const range : {"  ", " to ", "0 to ", "0 to x", "0 to 1x"}) {
+        auto const outcome = ask({"config", "14080045", "--range", range, "-t", "cali"});
+        EXPECT_NE(outcome.exitStatus, 0) << range;
+        EXPECT_EQ(outcome.standardOutput, "") << range;
+    }
 }

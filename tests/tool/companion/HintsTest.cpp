@@ -1,5 +1,7 @@
 // Hints for people with different rights, without a program in between.
 #include "tool/companion/Hints.h"
+#include "tool/companion/Quoting.h"
+#include "tool/companion/Terminal.h"
 
 #include "tests/support/TemporaryDirectory.h"
 
@@ -66,6 +68,12 @@ TEST(CompanionHints, NameTheCommandAgainAsThisPersonHasToRunIt) {
               "sudo zentho-cali install --partial 7");
     EXPECT_EQ(companion::again(optionsOf({"verify", "7"}), {"-s", "/media/a stick"}),
               "zentho-cali verify -s '/media/a stick' 7");
+    for (std::string const command : {"remove", "recover", "download"})
+        EXPECT_EQ(companion::again(optionsOf({command}), {}), "sudo zentho-cali " + command);
+    EXPECT_EQ(companion::again(optionsOf({}), {"list"}), "zentho-cali list");
+    Options dry = optionsOf({"install", "7"});
+    dry.dryRun = true;
+    EXPECT_EQ(companion::again(dry, {}), "zentho-cali install 7");
     EXPECT_EQ(companion::asRoot(optionsOf({"remove", "7"})).commands,
               (Words{"sudo zentho-cali remove 7"}));
 }
@@ -92,4 +100,27 @@ TEST(CompanionHints, MakeADirectoryWhoseNameBeginsWithAHyphen) {
     ASSERT_EQ(chdir("/tmp"), 0);
     EXPECT_EQ(companion::howToMakeDirectory("-x").commands.at(0).find("mkdir -p -- -x"),
               companion::howToMakeDirectory("-x").commands.at(0).size() - 14);
+}
+
+TEST(CompanionQuoting, LeavesPlainWordsAloneAndQuotesTheRest) {
+    using companion::shellQuoted;
+    EXPECT_EQ(shellQuoted("aZ09_-./:,@+"), "aZ09_-./:,@+");
+    for (char const c : {'`', '{', '[', ';', '~', '=', ' ', '$'})
+        EXPECT_EQ(shellQuoted(std::string(1, c)), "'" + std::string(1, c) + "'");
+    EXPECT_EQ(shellQuoted(""), "''");
+    EXPECT_EQ(shellQuoted("it's"), "'it'\\''s'");
+    EXPECT_EQ(shellQuoted("it's\n\\"), "$'it\\'s\\012\\\\'");
+    EXPECT_EQ(shellQuoted(std::string(1, '\0')), "$'\\000'");
+}
+
+TEST(CompanionTerminal, GetsNoControlCharacters) {
+    companion::Terminal terminal;
+    EXPECT_EQ(terminal.sanitized("plain ~"), "plain ~");
+    EXPECT_EQ(terminal.sanitized("\x01\a\r\x0E\x1B\x7F"), "\\x01\\a\\r\\x0e\\x1b\\x7f");
+    terminal.interactive = false;
+    EXPECT_EQ(terminal.sanitized("\xFF"), "\xFF");
+    terminal.interactive = true;
+    EXPECT_EQ(terminal.sanitized("\xFF"), "\\xff");
+    terminal.colour = true;
+    EXPECT_EQ(terminal.red("x"), "\x1B[31mx\x1B[0m");
 }

@@ -276,3 +276,13 @@ TEST_F(CompanionOptics, SaysThatAFolderIsNoDescription) {
     EXPECT_NE(outcome.standardError.find("cali/Cali-7.xml"), std::string::npos)
         << outcome.standardError;
 }
+
+TEST_F(CompanionOptics, SaysWhyADescriptionCannotBeOpened) {
+    std::filesystem::create_symlink("Cali-7.xml", installed("Cali-7.xml"));
+    auto const outcome = ask({"optics", "7", "-t", "cali"});
+    EXPECT_EQ(outcome.exitStatus, 1);
+    EXPECT_NE(outcome.standardError.find(
+                  said("cali/Cali-7.xml cannot be read: Too many levels of symbolic links.")),
+              std::string::npos)
+        << outcome.standardError;
+}

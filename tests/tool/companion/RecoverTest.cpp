@@ -206,3 +206,18 @@ TEST_F(CompanionRecover, IsHintedAtOnceForSeveralCameras) {
     EXPECT_NE(first, std::string::npos) << said;
     EXPECT_EQ(said.find("zentho-cali recover -t cali", first + 1), std::string::npos) << said;
 }
+
+TEST_F(CompanionRecover, IsHintedWhenTheDiskFailsInTheMiddle) {
+    auto const outcome =
+        support::run({"env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-f", "-qq", "-o",
+                      "/dev/null", "-e", "inject=renameat:error=EIO:when=2+",
+                      companiontest::program, "install", "7", "-s", "usb", "-t", "cali"},
+                     root.path());
+    EXPECT_EQ(outcome.exitStatus, 3);
+    EXPECT_NE(outcome.standardError.find(
+                  hinted("This completes what was interrupted:", {"zentho-cali recover -t cali"})),
+              std::string::npos)
+        << outcome.standardError;
+    EXPECT_EQ(ask({"recover", "-t", "cali"}).exitStatus, 0);
+    EXPECT_EQ(ask({"verify", "7", "-t", "cali"}).exitStatus, 0);
+}

@@ -131,3 +131,16 @@ TEST_F(CompanionSignals, ComeTooLateForARemovalAfterTheJournal) {
         << outcome.standardError;
     EXPECT_EQ(support::tree(cali), support::Tree{});
 }
+
+TEST_F(CompanionSignals, LeaveTheRestOfTheCamerasUncompared) {
+    support::writeSmallSet(root.path() + "/usb", 8);
+    EXPECT_EQ(ask({"install", "--all", "-s", "usb", "-t", "cali"}).exitStatus, 0);
+    auto const outcome = support::run({"env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-f", "-qq",
+                                       "-o", "/dev/null", "-P", installed("Cali-7-23-M20-100.dat"),
+                                       "-e", "inject=pread64:signal=INT:when=1",
+                                       companiontest::program, "verify", "-t", "cali"},
+                                      root.path());
+    EXPECT_EQ(outcome.signal, SIGINT);
+    EXPECT_EQ(outcome.standardOutput, "");
+    EXPECT_EQ(outcome.standardError, said("Interrupted"));
+}
