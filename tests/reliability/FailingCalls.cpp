@@ -125,7 +125,7 @@ int __wrap_openat64(int folder, char const* path, int flags, ...) {
         va_start(arguments, flags);
         mode = va_arg(arguments, mode_t);
         va_end(arguments);
-        return answer("openat", {EIO, ENOSPC, EEXIST, EINTR},
+        return answer("openat", {EIO, ENOSPC, ENOENT, EEXIST, EINTR},
                       [&] { return __real_openat64(folder, path, flags, mode); });
     }
     return answer("openat", {EIO, EACCES, ENOENT, EINTR},

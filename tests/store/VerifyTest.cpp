@@ -146,3 +146,14 @@ TEST_F(StoreVerify, AFileOfTheStickThatCannotBeOpenedIsAState) {
     EXPECT_EQ(outcome.files[0].state, zel::store::FileState::unreadable);
     EXPECT_EQ(outcome.files[0].paths, std::vector<std::string>{stick + "/" + data});
 }
+
+TEST_F(StoreVerify, ComparesFilesOfTheStickThatAreNotRecorded) {
+    std::string const more = "Cali-7-more.dat";
+    writeFile(stick + "/" + more, "more");
+    writeFile(cali + "/" + more, "else");
+    auto const source = zel::store::Source::open(stick, {});
+    auto const files = store.verify(7, *source.source, {}).files;
+    ASSERT_EQ(files.size(), 4U);
+    EXPECT_EQ(files[1].name, more);
+    EXPECT_EQ(files[1].state, zel::store::FileState::differs);
+}

@@ -546,3 +546,16 @@ TEST_F(CompanionInstall, OfAllCamerasOfASourceThatIsMissingFails) {
     EXPECT_NE(outcome.standardError.find("Cannot use the source nowhere"), std::string::npos)
         << outcome.standardError;
 }
+
+TEST_F(CompanionInstall, SaysWhyItCannotLookForMedia) {
+    auto const outcome =
+        support::run({"env", "ASAN_OPTIONS=detect_leaks=0", "strace", "-f", "-qq", "-o",
+                      "/dev/null", "-P", "/proc/self/mountinfo", "-e", "inject=openat:error=EMFILE",
+                      companiontest::program, "install", "7", "-t", "cali"},
+                     root.path());
+    EXPECT_EQ(outcome.exitStatus, 3);
+    EXPECT_NE(
+        outcome.standardError.find(said("Cannot read /proc/self/mountinfo: Too many open files")),
+        std::string::npos)
+        << outcome.standardError;
+}
