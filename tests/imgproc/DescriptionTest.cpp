@@ -81,6 +81,7 @@ TEST(ADescription, WithCommentsThatDoNotPairUpIsMalformed) {
     auto const outcome = readFrom("<CaliData>\n<!-- open\n</CaliData>\n");
     EXPECT_FALSE(outcome.description.has_value());
     EXPECT_EQ(outcome.failure, DescriptionFailure::malformed);
+    EXPECT_EQ(outcome.error, 0);
 }
 
 TEST(ADescription, FromADescriptorThatIsNotOpenIsUnreadableWithTheReason) {

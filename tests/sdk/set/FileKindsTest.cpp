@@ -34,6 +34,8 @@ constexpr Ownership ownerships[] = {
     {"Cali-14080045", 14080045, true},
     {"Cali-14080045notes.txt", 14080045, true},
     {"Cali-140800451.xml", 14080045, false}, // a longer serial number is another camera
+    {"Cali-140800450.xml", 14080045, false},
+    {"Cali-140800459.xml", 14080045, false},
     {"Cali-1408004.xml", 14080045, false},
     {"Cali-014080045.xml", 14080045, false},
     {"cali-14080045.xml", 14080045, false},
