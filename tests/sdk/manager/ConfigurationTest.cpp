@@ -1,7 +1,9 @@
 #include "sdk/IRCalibrationManager.h"
 
 #include "imgproc/Cali.h"
+#include "tests/support/Camera.h"
 #include "tests/support/ConfigurationText.h"
+#include "tests/support/Elements.h"
 #include "tests/support/Log.h"
 #include "tests/support/LogLines.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -17,6 +19,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using support::block;
+using support::camera;
+using support::element;
+
 using Lines = std::vector<std::string>;
 
 std::string generate(unsigned long serial, char const* calibrationDir = nullptr) {
@@ -25,15 +31,21 @@ std::string generate(unsigned long serial, char const* calibrationDir = nullptr)
     return manager.generateConfiguration(serial);
 }
 
-/// The configuration of a camera whose description has this content, one element a line.
-std::string generateFrom(Lines const& content) {
+constexpr int serial = 12345678;
+
+std::string generateFromText(std::string const& description) {
     support::TemporaryDirectory const directory;
-    std::string text = "<?xml version=\"1.0\"?>\n<CaliData>\n";
-    for (auto const& line : content) {
-        text += line + "\n";
-    }
-    support::writeFile(directory.path() + "/Cali-12345678.xml", text + "</CaliData>\n");
-    return generate(12345678, directory.path().c_str());
+    support::writeFile(directory.path() + "/" + camera(serial).descriptionName(), description);
+    return generate(serial, directory.path().c_str());
+}
+
+std::string generateFrom(support::Camera const& camera) {
+    return generateFromText(camera.description());
+}
+
+/// For descriptions that a support::Camera does not make.
+std::string generateFrom(std::string const& content) {
+    return generateFromText(block("CaliData", content));
 }
 
 /// The text of a line, which is counted from 1.
@@ -51,17 +63,18 @@ Lines suggested(char const* fov, char const* minimum, char const* maximum) {
             std::string("    <max>") + maximum + "</max>"};
 }
 
-Lines optic(Lines const& content) {
-    Lines lines{"<Temperature>", "<Optics>", "<OpticsDef>"};
-    lines.insert(lines.end(), content.begin(), content.end());
-    lines.insert(lines.end(), {"</OpticsDef>", "</Optics>", "</Temperature>"});
-    return lines;
+std::string withOptics(std::string const& optics) {
+    return block("Temperature", block("Optics", optics));
 }
 
-Lines opticWith(std::string const& fov, std::string const& lo, std::string const& hi) {
-    return optic({"<FOV>" + fov + "</FOV>", "<TempRanges>", "<TemperatureRange>",
-                  "<TempLo>" + lo + "</TempLo>", "<TempHi>" + hi + "</TempHi>",
-                  "</TemperatureRange>", "</TempRanges>"});
+std::string withOptic(std::string const& content) {
+    return withOptics(block("OpticsDef", content));
+}
+
+std::string withRange(std::string const& fov, std::string const& low, std::string const& high) {
+    std::string const limits = element("TempLo", low) + "\n" + element("TempHi", high) + "\n";
+    return withOptic(element("FOV", fov) + "\n" +
+                     block("TempRanges", block("TemperatureRange", limits)));
 }
 
 } // namespace
@@ -105,101 +118,85 @@ TEST(Configuration, NamesADirectoryOfTheFullCapacity) {
 }
 
 TEST(Configuration, SuggestsTheOpticOfTheDescription) {
-    EXPECT_EQ(suggestionOf(generateFrom(opticWith("23", "-20", "100"))),
+    EXPECT_EQ(suggestionOf(generateFrom(camera(serial).optic(23).range(-20, 100))),
               suggested("23", "-20", "100"));
 }
 
 TEST(Configuration, SuggestsTheRangeOfTheDescription) {
-    EXPECT_EQ(suggestionOf(generateFrom(opticWith("53", "150", "900"))),
+    EXPECT_EQ(suggestionOf(generateFrom(camera(serial).optic(53).range(150, 900))),
               suggested("53", "150", "900"));
 }
 
 TEST(Configuration, SuggestsTheFirstOpticAndItsFirstRangeOfSeveral) {
-    auto const text = generateFrom({"<Temperature>",       "<Optics>",
-                                    "<OpticsDef>",         "<FOV>30</FOV>",
-                                    "<TempRanges>",        "<TemperatureRange>",
-                                    "<TempLo>0</TempLo>",  "<TempHi>250</TempHi>",
-                                    "</TemperatureRange>", "<TemperatureRange>",
-                                    "<TempLo>-9</TempLo>", "<TempHi>99</TempHi>",
-                                    "</TemperatureRange>", "</TempRanges>",
-                                    "</OpticsDef>",        "<OpticsDef>",
-                                    "<FOV>53</FOV>",       "<TempRanges>",
-                                    "<TemperatureRange>",  "<TempLo>1</TempLo>",
-                                    "<TempHi>2</TempHi>",  "</TemperatureRange>",
-                                    "</TempRanges>",       "</OpticsDef>",
-                                    "</Optics>",           "</Temperature>"});
+    auto const text =
+        generateFrom(camera(serial).optic(30).range(0, 250).range(-9, 99).optic(53).range(1, 2));
     EXPECT_EQ(suggestionOf(text), suggested("30", "0", "250"));
 }
 
 TEST(Configuration, SuggestsTheDefaultsForADescriptionWithoutContent) {
-    EXPECT_EQ(suggestionOf(generateFrom({})), suggested("0", "-20", "100"));
+    EXPECT_EQ(suggestionOf(generateFrom("")), suggested("0", "-20", "100"));
 }
 
 TEST(Configuration, KeepsTheDefaultFieldOfViewWhenTheOpticHasNone) {
-    auto const text = generateFrom(optic({"<TempLo>5</TempLo>", "<TempHi>6</TempHi>"}));
+    auto const text = generateFrom(withOptic("<TempLo>5</TempLo>\n<TempHi>6</TempHi>\n"));
     EXPECT_EQ(line(13, text), "  <fov>0</fov>");
 }
 
 TEST(Configuration, KeepsTheDefaultMinimumWhenTheRangeHasNone) {
-    auto const text = generateFrom(optic({"<FOV>23</FOV>", "<TempHi>6</TempHi>"}));
+    auto const text = generateFrom(withOptic("<FOV>23</FOV>\n<TempHi>6</TempHi>\n"));
     EXPECT_EQ(line(15, text), "    <min>-20</min>");
 }
 
 TEST(Configuration, KeepsTheDefaultMaximumWhenTheRangeHasNone) {
-    auto const text = generateFrom(optic({"<FOV>23</FOV>", "<TempLo>6</TempLo>"}));
+    auto const text = generateFrom(withOptic("<FOV>23</FOV>\n<TempLo>6</TempLo>\n"));
     EXPECT_EQ(line(16, text), "    <max>100</max>");
 }
 
 TEST(Configuration, LooksForTheLimitsInTheOpticWhenItHasNoRanges) {
-    auto const text = generateFrom(optic({"<TempLo>5</TempLo>", "<TempHi>6</TempHi>"}));
+    auto const text = generateFrom(withOptic("<TempLo>5</TempLo>\n<TempHi>6</TempHi>\n"));
     EXPECT_EQ(suggestionOf(text), suggested("0", "5", "6"));
 }
 
 TEST(Configuration, LooksInTheWholeDescriptionWhenThereAreNoOptics) {
-    auto const text = generateFrom({"<FOV>7</FOV>", "<TempLo>8</TempLo>", "<TempHi>9</TempHi>"});
+    auto const text = generateFrom("<FOV>7</FOV>\n<TempLo>8</TempLo>\n<TempHi>9</TempHi>\n");
     EXPECT_EQ(suggestionOf(text), suggested("7", "8", "9"));
 }
 
 TEST(Configuration, LooksInTheSecondOpticForNothingThatTheFirstLacks) {
-    auto const text = generateFrom({"<Temperature>", "<Optics>", "<OpticsDef>", "<SerNo>1</SerNo>",
-                                    "</OpticsDef>", "<OpticsDef>", "<FOV>53</FOV>", "</OpticsDef>",
-                                    "</Optics>", "</Temperature>"});
+    auto const text = generateFrom(withOptics(block("OpticsDef", "<SerNo>1</SerNo>\n") +
+                                              block("OpticsDef", "<FOV>53</FOV>\n")));
     EXPECT_EQ(line(13, text), "  <fov>0</fov>");
 }
 
 TEST(Configuration, SuggestsNoRangeOfTheSecondOpticWhenTheFirstHasNone) {
-    auto const text = generateFrom(
-        {"<Temperature>", "<Optics>", "<OpticsDef>", "<FOV>30</FOV>", "</OpticsDef>", "<OpticsDef>",
-         "<TempRanges>", "<TemperatureRange>", "<TempLo>1</TempLo>", "<TempHi>2</TempHi>",
-         "</TemperatureRange>", "</TempRanges>", "</OpticsDef>", "</Optics>", "</Temperature>"});
+    auto const text = generateFrom(camera(serial).optic(30).optic(53).range(1, 2));
     EXPECT_EQ(suggestionOf(text), suggested("30", "-20", "100"));
 }
 
 TEST(Configuration, CutsFractionsOffTheDescriptionsNumbers) {
-    EXPECT_EQ(suggestionOf(generateFrom(opticWith("23.9", "-20.5", "99.9"))),
+    EXPECT_EQ(suggestionOf(generateFrom(withRange("23.9", "-20.5", "99.9"))),
               suggested("23", "-20", "99"));
 }
 
 TEST(Configuration, ReadsTheDescriptionsNumbersInTheBaseOfTheirPrefix) {
-    EXPECT_EQ(suggestionOf(generateFrom(opticWith("0x17", "-010", "0X64"))),
+    EXPECT_EQ(suggestionOf(generateFrom(withRange("0x17", "-010", "0X64"))),
               suggested("23", "-8", "100"));
 }
 
 TEST(Configuration, KeepsTheDefaultsForTextsThatAreNoNumbers) {
-    EXPECT_EQ(suggestionOf(generateFrom(opticWith("wide", "", "hot"))),
+    EXPECT_EQ(suggestionOf(generateFrom(withRange("wide", "", "hot"))),
               suggested("0", "-20", "100"));
 }
 
 TEST(Configuration, SuggestsTheDefaultsWhenTheDescriptionsCommentsAreMalformed) {
-    auto content = opticWith("23", "0", "250");
-    content.push_back("<!-- never closed");
+    auto const content = withRange("23", "0", "250") + "<!-- never closed\n";
     EXPECT_EQ(suggestionOf(generateFrom(content)), suggested("0", "-20", "100"));
 }
 
 TEST(Configuration, ReadsTheDescriptionOfABigSerialNumberUnderItsUnsignedName) {
     support::TemporaryDirectory const directory;
     support::writeFile(directory.path() + "/Cali-4294967295.xml",
-                       "<CaliData>\n<FOV>11</FOV>\n</CaliData>\n");
+                       camera(1).optic(11).description());
     EXPECT_EQ(line(13, generate(4294967295UL, directory.path().c_str())), "  <fov>11</fov>");
 }
 
@@ -218,7 +215,7 @@ TEST(Configuration, WritesNoFile) {
 
 TEST(Configuration, LoadsNoDescription) {
     support::TemporaryDirectory const directory;
-    support::writeFile(directory.path() + "/Cali-87654321.xml", "<CaliData>\n</CaliData>\n");
+    camera(87654321).optic(23).writeInto(directory.path());
     generate(87654321, directory.path().c_str());
     EXPECT_FALSE(ConfigCali::getInstance()->isLoaded(87654321));
 }
@@ -237,6 +234,7 @@ TEST(Configuration, LogsOnlyTheReadersLineAboutAMissingDescription) {
 }
 
 TEST(Configuration, LogsNothingWhenTheDescriptionCanBeRead) {
-    auto const log = support::debugLogOf([] { generateFrom(opticWith("23", "-20", "100")); });
+    auto const log =
+        support::debugLogOf([] { generateFrom(camera(serial).optic(23).range(-20, 100)); });
     EXPECT_EQ(log, Lines{});
 }
