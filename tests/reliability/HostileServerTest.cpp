@@ -3,6 +3,7 @@
 // the target, if they did what they try.
 #include "sdk/IRCalibrationManager.h"
 
+#include "tests/support/Camera.h"
 #include "tests/support/HttpServer.h"
 #include "tests/support/Log.h"
 #include "tests/support/LogLines.h"
@@ -299,12 +300,9 @@ std::string withPlainBlanks(std::string path) {
 }
 
 void serveDescription(World const& world, unsigned long serial, std::string const& text) {
-    support::writeFile(world.served(repository(serial)) + "Cali-" + std::to_string(serial) + ".xml",
-                       "<CaliData>\n<Temperature>\n<Optics>\n<OpticsDef>\n<FOV>23</FOV>\n<Text>" +
-                           text +
-                           "</Text>\n<TempRanges>\n<TemperatureRange>\n<TempLo>0</TempLo>\n"
-                           "<TempHi>9</TempHi>\n</TemperatureRange>\n</TempRanges>\n</OpticsDef>\n"
-                           "</Optics>\n</Temperature>\n</CaliData>\n");
+    auto const camera = support::camera(static_cast<int>(serial)).optic(23).text(text).range(0, 9);
+    support::writeFile(world.served(repository(serial)) + camera.descriptionName(),
+                       camera.description());
 }
 
 } // namespace
