@@ -157,8 +157,9 @@ void addQuestions(Suite& suite) {
                         1};
         },
         [&suite](Timings const& timings) {
-            suite.results().add("`verify` against the record, 16,000 files of 16 KB ÷ `sha256sum -c`",
-                                Goal{0.6, 0.35}, timings.ratioTo(1));
+            suite.results().add(
+                "`verify` against the record, 16,000 files of 16 KB ÷ `sha256sum -c`",
+                Goal{0.6, 0.35}, timings.ratioTo(1));
         });
     suite.addRace(
         "store/verify-source", 11,

@@ -23,8 +23,6 @@
 
 namespace {
 
-constexpr long never = 1L << 40;
-
 /// Instead of an error number: half of the bytes are read or written, without an error.
 constexpr int halfOfIt = 0;
 /// What is added to an error number when the call does its work all the same.
