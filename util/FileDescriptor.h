@@ -2,7 +2,6 @@
 /// An open file that closes itself.
 #pragma once
 
-#include <cerrno>
 #include <utility>
 
 #include <fcntl.h>
@@ -28,16 +27,7 @@ public:
     /// @param directory An open directory from which a relative path starts; the working directory
     ///                  unless given.
     /// @return The descriptor; not valid(), with `errno` set as by `open(2)`, on failure.
-    static FileDescriptor openForReading(char const* path, int directory = AT_FDCWD) noexcept {
-        constexpr int flags = O_RDONLY | O_CLOEXEC;
-        FileDescriptor file(openat(directory, path, flags | O_NONBLOCK));
-        if (file.valid() || errno != EWOULDBLOCK)
-            return file;
-        do { // waits for the lease, and a signal may come meanwhile
-            file = FileDescriptor(openat(directory, path, flags));
-        } while (!file.valid() && errno == EINTR);
-        return file;
-    }
+    static FileDescriptor openForReading(char const* path, int directory = AT_FDCWD) noexcept;
 
     FileDescriptor(FileDescriptor const&) = delete;
     FileDescriptor& operator=(FileDescriptor const&) = delete;
