@@ -96,7 +96,8 @@ void requireMovable(Target const& target, std::vector<std::string> const& names,
     }
     struct statx const folder = statusOf(target.folder().get(), "");
     struct statx const hidden = statusOf(target.hidden().get(), "");
-    if (folder.stx_mnt_id != hidden.stx_mnt_id)
+    bool const areKnown = folder.stx_mask != 0 && hidden.stx_mask != 0;
+    if (areKnown && folder.stx_mnt_id != hidden.stx_mnt_id)
         stop(FailureKind::inTheWay, "Another file system must not be mounted at",
              target.hidden().path);
     if (isFixed(folder))

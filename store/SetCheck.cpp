@@ -31,8 +31,10 @@ void readRecord(SetLook& set, Target const& target, unsigned long serial) {
     if (!text && errno == ENOENT)
         return;
     std::string const shown = std::string(hiddenName) + "/" + name;
-    if (!text)
-        return tell(set, shown, FileState::unreadable, 0, std::strerror(errno));
+    if (!text) {
+        set.recordError = errno;
+        return tell(set, shown, FileState::unreadable, 0, std::strerror(set.recordError));
+    }
     set.record = Record::from(*text, serial);
     if (!set.record)
         tell(set, shown, FileState::unreadable, text->size(), "The record is damaged.");

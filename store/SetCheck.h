@@ -19,6 +19,7 @@ struct SetLook {
     std::vector<Remark> remarks;    ///< what else to know
     std::vector<std::string> names; ///< the names that the description asks for, itself first
     std::optional<Record> record;   ///< the record, when there is one that can be followed
+    int recordError = 0;            ///< why the record cannot be read; 0 for no error
     std::optional<Description> description; ///< the description, when it can be followed
 };
 

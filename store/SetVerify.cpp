@@ -58,8 +58,11 @@ VerifyOutcome compareAll(Target const& target, SetLook& look, std::set<std::stri
         outcome.files.push_back(comparison.compare(name, here));
         reporter.fileDone();
     }
+    // A file of the source that cannot be read says nothing about the set.
     auto const isUnreadable = [&](File const& file) {
-        return file.state == FileState::unreadable && asked.count(file.name) != 0;
+        bool const isHere =
+            file.paths.empty() || file.paths.front() == target.folder().pathOf(file.name);
+        return isHere && file.state == FileState::unreadable && asked.count(file.name) != 0;
     };
     outcome.complete = look.problems.empty() &&
                        std::none_of(outcome.files.begin(), outcome.files.end(), isUnreadable);
@@ -178,12 +181,16 @@ private:
     Reporter& m_reporter;
 };
 
-Failure noRecord(Target const& target, unsigned long serial) {
+Failure noRecord(Target const& target, unsigned long serial, int error) {
+    std::string const camera = "camera " + std::to_string(serial);
     Failure failure;
     failure.kind = FailureKind::noRecord;
-    failure.message = "There is no record of camera " + std::to_string(serial) + " in";
-    if (target.hasRecord(serial))
-        failure.message = "The record of camera " + std::to_string(serial) + " is damaged in";
+    failure.error = error;
+    failure.message = "There is no record of " + camera + " in";
+    if (error != 0)
+        failure.message = "Cannot read the record of " + camera + " in";
+    else if (target.hasRecord(serial))
+        failure.message = "The record of " + camera + " is damaged in";
     failure.path = target.folder().path;
     return failure;
 }
@@ -195,7 +202,7 @@ VerifyOutcome verifyAgainstRecord(Target const& target, unsigned long serial, Re
     bool const isOpen = lookSteadily(target, serial, [&](OpenedFile const& description) {
         SetLook look = readSet(target, serial, description);
         if (!look.record)
-            throw Stop{noRecord(target, serial)};
+            throw Stop{noRecord(target, serial, look.recordError)};
         std::set<std::string> recorded;
         for (auto const& [name, file] : look.record->files)
             recorded.insert(name);

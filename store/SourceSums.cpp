@@ -6,6 +6,7 @@
 #include "store/Sums.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace zel::store {

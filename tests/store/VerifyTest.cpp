@@ -89,6 +89,16 @@ TEST_F(StoreVerify, NeedsARecordOrASource) {
     EXPECT_EQ(againstStick(), answer("same, complete", "same", "same", "same"));
 }
 
+TEST_F(StoreVerify, SaysWhyARecordCannotBeRead) {
+    fs::remove(hidden + "/7.sha256");
+    fs::create_directory(hidden + "/7.sha256");
+    auto const outcome = store.verify(7, {});
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->kind, FailureKind::noRecord);
+    EXPECT_EQ(outcome.failure->message, "Cannot read the record of camera 7 in");
+    EXPECT_EQ(outcome.failure->error, EISDIR);
+}
+
 TEST_F(StoreVerify, NamesDifferentCopiesWithTheirPaths) {
     writeFile(stick + "/more/" + data, "other");
     EXPECT_EQ(againstStick(), answer("not the same, complete",
@@ -142,6 +152,7 @@ TEST_F(StoreVerify, AFileOfTheStickThatCannotBeOpenedIsAState) {
     fs::remove(stick + "/" + data);
     auto const outcome = store.verify(7, *source.source, {});
     EXPECT_FALSE(outcome.same);
+    EXPECT_TRUE(outcome.complete);
     ASSERT_EQ(outcome.files.size(), 3U);
     EXPECT_EQ(outcome.files[0].state, zel::store::FileState::unreadable);
     EXPECT_EQ(outcome.files[0].paths, std::vector<std::string>{stick + "/" + data});
