@@ -40,7 +40,7 @@ int compare(Text<Character> const& left, Text<Character> const& right) {
     return left.size() < right.size() ? -1 : 1;
 }
 
-/// Fills the capacity: with the text, cut and then not terminated, or with zeros behind it.
+/// Fills the capacity: with the text, cut and then not terminated, or followed by zeros.
 inline void copy(std::string& buffer, std::size_t capacity, std::string const& text) {
     for (std::size_t i = 0; i < capacity; ++i)
         buffer.at(i) = i < text.size() ? text[i] : '\0';
@@ -73,7 +73,7 @@ inline int format(std::string& buffer, std::size_t capacity, std::string const& 
     return static_cast<int>(text.size());
 }
 
-/// Changes nothing behind the terminator, and no letter but the 26.
+/// Changes nothing after the terminator, and no letter but the 26.
 template <class Character>
 void changeCase(Text<Character>& buffer, char from, char to) {
     for (std::size_t i = 0; buffer.at(i) != 0; ++i) {
@@ -196,7 +196,7 @@ int readNamedFloat(NumberText<Character> const& number, float sign, float* value
     word = number;
     if (!word.takeWord("inf"))
         return -1;
-    // An i behind it has to begin the rest of "infinity".
+    // An i after it has to begin the rest of "infinity".
     if (word.take("i") == 0 && !word.takeWord("nity"))
         return 0;
     *value = sign * std::numeric_limits<float>::infinity();
@@ -232,8 +232,8 @@ int readFloat(Text<Character> const& whole, float* value) {
     std::string_view const known = hexadecimal ? hexadecimalDigits : digits;
     int const before = number.takeAll(known);
     bool const point = number.take(".") == 0;
-    int const behind = point ? number.takeAll(known) : 0;
-    if (before + behind == 0) {
+    int const decimals = point ? number.takeAll(known) : 0;
+    if (before + decimals == 0) {
         // "0x." is a 0, but "0x" alone and "." are nothing.
         if (!hexadecimal || !point)
             return 0;
@@ -245,7 +245,7 @@ int readFloat(Text<Character> const& whole, float* value) {
     return 1;
 }
 
-/// The one buffer of converted texts. It keeps what the last text left behind a character that the
+/// The one buffer of converted texts. It keeps what the last text left after a character that the
 /// locale cannot represent, or that fits in parts only.
 class Converted {
 public:

@@ -17,7 +17,7 @@ using fuzz::require;
 using model::Text;
 
 /// Full of '#', so that every character that a helper writes or leaves shows. Two more than a
-/// helper may write to: what it writes further behind, the sanitizer sees.
+/// helper may write to: what it writes beyond that, the sanitizer sees.
 template <class Character>
 Text<Character> buffer(std::size_t room) {
     return Text<Character>(room + 2, '#');
@@ -74,7 +74,7 @@ void copyAndAppend(Text<Character> const& first, Text<Character> const& second,
 
 template <class Character>
 void changeCase(Text<Character> const& first, Text<Character> const& second) {
-    // The second text stands behind the terminator of the first.
+    // The second text follows the terminator of the first.
     auto text = first + Character() + second;
     auto expected = text;
     require(tstrupr(text.data()) == text.data(), "upper case is where the text was");
