@@ -128,7 +128,7 @@ void flush(Folder const& folder);
 /// Writes a file through to the medium. @throws Stop
 void flushFile(int file, std::string const& path);
 
-/// Removes a file from a folder. It is no error if there is none.
+/// Removes a file from a folder. A file that does not exist is no error.
 /// @return Whether there was one. @throws Stop
 bool removeFile(Folder const& folder, char const* name);
 

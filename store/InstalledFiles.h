@@ -37,7 +37,7 @@ public:
     Place placeOf(std::string const& name) const;
     /// Opens a file.
     OpenedFile open(std::string const& name) const;
-    /// @return The record, or nothing if there is none or it is damaged.
+    /// @return The record, or nothing if it is missing or damaged.
     std::optional<Record> const& record() const noexcept { return m_record; }
     /// @return What is recorded of a file, or nothing if it is not recorded or may have changed
     ///         since then: its change time is later than the modification time of the record.

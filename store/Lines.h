@@ -23,7 +23,7 @@ void forEachLine(std::string_view text, Visit const& visit) {
 std::optional<std::string_view> after(std::string_view mark, std::string_view line) noexcept;
 
 /// Removes a decimal number and the blank after it from the start of a text.
-/// @return The number, or nothing, with the text unchanged, if there is none.
+/// @return The number, or nothing, with the text unchanged, if it does not start with one.
 std::optional<std::uint64_t> takeNumber(std::string_view& text) noexcept;
 
 /// A number and a name.

@@ -62,7 +62,7 @@ struct Failure {
     FailureKind kind = FailureKind::system; ///< what kind of obstacle
     std::string message;                    ///< what could not be done, such as "Cannot write"
     std::string path;                       ///< the file or directory concerned; may be empty
-    int error = 0;                          ///< the system's error number; 0 when there is none
+    int error = 0;                          ///< the system's error number, or 0
     std::uint64_t needed = 0;               ///< bytes that are needed on the disk
     std::uint64_t available = 0;            ///< bytes that are available there
     long holder = 0; ///< process id of the other process; 0 when it is not known
@@ -72,7 +72,7 @@ struct Failure {
 struct Remark {
     std::string path;    ///< the file or directory concerned; may be empty
     std::string message; ///< a sentence that the path completes when it is followed by it
-    int error = 0;       ///< the system's error number; 0 when there is none
+    int error = 0;       ///< the system's error number, or 0
 };
 
 /// What an operation is doing.

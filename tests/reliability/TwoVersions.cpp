@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 using storetest::camera;
 using storetest::description;
 
-// A thousand installations each wait for the disk, unless there is none.
+// A thousand installations would each wait for the disk.
 int const inMemory = setenv("TMPDIR", "/dev/shm", 0);
 
 } // namespace
@@ -45,6 +45,14 @@ void TwoVersions::expectVersion2AfterTheNextInstallation() const {
     EXPECT_TRUE(store.verify(7, {}).same);
     EXPECT_FALSE(fs::exists(hidden + "/stage"));
     EXPECT_FALSE(fs::exists(hidden + "/7.journal"));
+}
+
+void TwoVersions::expectNothingAfterTheNextRemoval() {
+    EXPECT_FALSE(store.remove(7, {}, {}).failure);
+    storetest::Tree left = storetest::treeOf(cali);
+    left.erase(".zentho-cali");
+    left.erase(".zentho-cali/lock");
+    EXPECT_TRUE(left.empty());
 }
 
 } // namespace reliability

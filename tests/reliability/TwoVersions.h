@@ -17,6 +17,9 @@ protected:
     void expectOneVersion() const;
     /// The next installation of version 2 ends well, and leaves nothing of what happened before.
     void expectVersion2AfterTheNextInstallation() const;
+    /// The next removal ends well, and leaves at most the hidden folder with its lock, which an
+    /// earlier failure may have kept.
+    void expectNothingAfterTheNextRemoval();
 };
 
 } // namespace reliability
