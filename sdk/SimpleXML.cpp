@@ -18,7 +18,7 @@ namespace {
 using thalvo::LogLevel;
 using thalvo::report;
 
-constexpr char const* sourceFile = "sdk/SimpleXML";
+constexpr char const* readerFile = "sdk/SimpleXML";
 
 std::unique_ptr<char[]> copyOf(std::string_view text) {
     auto copy = std::make_unique<char[]>(text.size() + 1);
@@ -56,13 +56,13 @@ bool SimpleXML::open(char const* filename, char const* rootname) noexcept try {
     auto const loading = file.valid() ? m_reader->load(file, rootname, xml::Reader::largestFile)
                                       : xml::Loading::unreadable;
     if (loading == xml::Loading::unreadable) {
-        report(LogLevel::debug, sourceFile, __LINE__, "Failed to open file ", filename);
+        report(LogLevel::debug, readerFile, __LINE__, "Failed to open file ", filename);
         return false;
     }
     if (loading == xml::Loading::loaded)
         return true;
-    report(LogLevel::error, sourceFile, __LINE__, m_reader->text());
-    report(LogLevel::error, sourceFile, __LINE__, "Format of file ", filename,
+    report(LogLevel::error, readerFile, __LINE__, m_reader->text());
+    report(LogLevel::error, readerFile, __LINE__, "Format of file ", filename,
            " is wrong. Verify, that the XML document is well-formed!");
     return false;
 } catch (...) {

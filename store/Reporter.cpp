@@ -6,7 +6,7 @@ namespace zel::store {
 
 namespace {
 
-constexpr std::uint64_t reportEvery = 1048576;
+constexpr std::uint64_t bytesPerReport = 1048576;
 
 bool goesOn(ProgressCallback const& callback, Progress const& progress) noexcept try {
     return !callback || callback(progress);
@@ -29,7 +29,7 @@ void Reporter::fileDone() {
 
 void Reporter::bytesDone(std::uint64_t bytes) {
     m_progress.bytes += bytes;
-    if (m_progress.bytes - m_reportedBytes < reportEvery)
+    if (m_progress.bytes - m_reportedBytes < bytesPerReport)
         return;
     m_reportedBytes = m_progress.bytes;
     call();

@@ -54,7 +54,7 @@ SetDescription readSetDescription(FileDescriptor const& file, std::string const&
                                   unsigned long serial) {
     SetDescription result;
     result.names.emplace_back(set::descriptionName(serial).view());
-    auto outcome = readDescription(file, largestDescription);
+    auto outcome = ::readDescription(file, largestDescription);
     if (outcome.failure == DescriptionFailure::noMemory)
         throw std::bad_alloc();
     if (outcome.failure == DescriptionFailure::unreadable && outcome.error != EFBIG)

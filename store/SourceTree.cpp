@@ -27,7 +27,7 @@ constexpr std::size_t mostRemarks = 100;
 constexpr std::size_t longestPath = 65536;
 
 /// How many entries of a folder are read between two calls of the callback.
-constexpr std::size_t reportEvery = 1000;
+constexpr std::size_t entriesPerReport = 1000;
 
 /// Opens a path of any length. The kernel accepts PATH_MAX characters at a time, so a longer path
 /// is opened in parts.
@@ -112,7 +112,7 @@ private:
                 {m_tree.shownPath(folder), "Not searched, since it is the calibration directory:"});
         std::size_t entries = 0;
         int const error = forEachEntry(opened.get(), [&](char const* name, unsigned char type) {
-            if (++entries % reportEvery == 0)
+            if (++entries % entriesPerReport == 0)
                 m_reporter.askWhetherToGoOn();
             visit({folder, name, set::ownerOf(name)}, type, opened.get());
         });

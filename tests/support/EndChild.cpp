@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 extern "C" {
-// In the coverage build only.
+// In a build with counters only.
 __attribute__((weak)) void __gcov_dump();
 // In tests that refuse memory; writing the counters needs some.
 __attribute__((weak)) void allowAllocations();

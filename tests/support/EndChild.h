@@ -4,7 +4,8 @@
 
 namespace support {
 
-/// Ends a process as _exit() does, but writes the counters of the coverage build first.
+/// Ends a process as _exit() does, but writes the counters of what the tests reached
+/// first.
 [[noreturn]] void endChild(int status);
 
 } // namespace support

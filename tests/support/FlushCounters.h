@@ -1,6 +1,7 @@
 /// @file
-/// Included before everything else by the coverage build: a process that ends itself in another way
-/// than by an exit writes its counters first. They then start from zero, in case it continues.
+/// Included before everything else by a build that counts what the tests reach: a process that ends
+/// itself in another way than by an exit writes its counters first. They then start from zero, in
+/// case it continues.
 #pragma once
 
 #ifdef __cplusplus

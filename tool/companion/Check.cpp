@@ -56,12 +56,12 @@ Result checkAll(Options const& options, Terminal const& terminal) {
     return result;
 }
 
-void addOptions(CLI::App& parser, Options& options) {
+void addCheckOptions(CLI::App& parser, Options& options) {
     addOptionalSerial(parser, options);
     addDirectory(parser, options);
 }
 
-Result run(Options const& options, Terminal const& terminal) {
+Result runCheck(Options const& options, Terminal const& terminal) {
     return options.serial != 0 ? checkOne(options, terminal) : checkAll(options, terminal);
 }
 
@@ -72,8 +72,8 @@ Command const check{
     "List what keeps installed sets from being complete, by names and sizes",
     "0 complete, 1 not",
     "zentho-cali check 14080045",
-    addOptions,
-    run,
+    addCheckOptions,
+    runCheck,
 };
 
 } // namespace companion

@@ -165,7 +165,7 @@ std::string whyNoFramerate(std::string const& text) {
     return isRate ? "" : "must be a number of hertz";
 }
 
-void addOptions(CLI::App& parser, Options& options) {
+void addConfigOptions(CLI::App& parser, Options& options) {
     addSerial(parser, options);
     addText(parser, "--optic", "OPTIC", options.optic,
             "Use this optic, named as 'optics' does, instead of the first");
@@ -185,7 +185,7 @@ void tellRefusal(Refusal const& refusal, Options const& options, Result& result)
     addProblem(refusal.why, options.directory, result.members["problems"], result);
 }
 
-Result run(Options const& options, Terminal const& /*terminal*/) {
+Result runConfig(Options const& options, Terminal const& /*terminal*/) {
     requireCalibrationDirectory(options.directory, R_OK | X_OK);
     InstalledSet set(absolute(options.directory), options.serial);
     Result result = answerAbout(options.serial, options.directory);
@@ -220,8 +220,8 @@ Command const config{
     "Write a camera's configuration",
     "0 written, 1 no description, or it lacks what was asked for",
     "zentho-cali config 14080045 -o 14080045.xml",
-    addOptions,
-    run,
+    addConfigOptions,
+    runConfig,
 };
 
 } // namespace companion

@@ -178,7 +178,7 @@ void dropRecord(zel::store::DirectoryLock& lock, Options const& options) {
     requireSuccess(lock.dropRecord(options.serial), options);
 }
 
-void addOptions(CLI::App& parser, Options& options) {
+void addDownloadOptions(CLI::App& parser, Options& options) {
     addSerial(parser, options);
     addDirectory(parser, options);
     addNoWait(parser, options);
@@ -194,7 +194,7 @@ zel::store::LockOutcome lockDirectory(Options const& options) {
     return outcome;
 }
 
-Result run(Options const& options, Terminal const& terminal) {
+Result runDownload(Options const& options, Terminal const& terminal) {
     requireCalibrationDirectory(options.directory, R_OK | W_OK | X_OK);
     auto lock = lockDirectory(options);
     zel::FileDescriptor const otherDownloads = lockOutOtherDownloads();
@@ -232,8 +232,8 @@ Command const download{
     "Download the files that are missing of a set",
     "0 complete afterwards, 1 not",
     "zentho-cali download 14080045",
-    addOptions,
-    run,
+    addDownloadOptions,
+    runDownload,
 };
 
 } // namespace companion

@@ -18,8 +18,6 @@ using thalvo::LogLevel;
 using thalvo::report;
 using Serials = std::vector<unsigned long>;
 
-constexpr char const* sourceFile = "tool/companion/Find";
-
 /// @param serial Serial number that is searched for; 0 for any.
 /// @param all    Whether to go on after the first.
 /// @return The cameras found, in directory order.
@@ -28,7 +26,7 @@ Serials findCameras(unsigned long serial, bool all) {
     Serials found;
     int const error = zel::forEachCamera([&](zel::CameraEntry const& entry) {
         if (entry.error == 0) {
-            report(LogLevel::debug, sourceFile, __LINE__, "Found device with serial ",
+            report(LogLevel::debug, "tool/companion/Find", __LINE__, "Found device with serial ",
                    entry.serialText);
         }
         bool const fits = entry.serial != 0 && (serial == 0 || entry.serial == serial);
@@ -62,11 +60,11 @@ Result tellOne(Serials const& found, unsigned long wanted) {
     return result;
 }
 
-void addOptions(CLI::App& parser, Options& options) {
+void addFindOptions(CLI::App& parser, Options& options) {
     addSerialOrAll(parser, options, "Every attached camera");
 }
 
-Result run(Options const& options, Terminal const& /*terminal*/) {
+Result runFind(Options const& options, Terminal const& /*terminal*/) {
     requireDirectory(zel::usbDevices, R_OK | X_OK, "USB device tree");
     Serials const found = findCameras(options.serial, options.all);
     Result result = options.all ? tellAll(found) : tellOne(found, options.serial);
@@ -87,8 +85,8 @@ Command const find{
     "Find the first attached camera, every one, or tell whether a certain one is attached",
     "0 found, 1 not",
     "zentho-cali find",
-    addOptions,
-    run,
+    addFindOptions,
+    runFind,
 };
 
 } // namespace companion

@@ -205,7 +205,7 @@ void installAll(Options const& options, ProgressLine& progress, Terminal const& 
     addRemarks(remarks, result.members["problems"], result);
 }
 
-void addOptions(CLI::App& parser, Options& options) {
+void addInstallOptions(CLI::App& parser, Options& options) {
     addSerialOrAll(parser, options, "Every camera whose description the stick holds");
     addSource(parser, options, "without it, the mounted medium that holds the description");
     addDirectory(parser, options);
@@ -217,7 +217,7 @@ void addOptions(CLI::App& parser, Options& options) {
     addNoWait(parser, options);
 }
 
-Result run(Options const& options, Terminal const& terminal) {
+Result runInstall(Options const& options, Terminal const& terminal) {
     Result result;
     ProgressLine progress(options.directory);
     result.members = blankMembers(options);
@@ -242,8 +242,8 @@ Command const install{
     "Install a camera's whole set from a stick, or nothing at all",
     "0 complete, 1 not: files are missing or damaged there",
     "zentho-cali install 14080045 -s /media/usbstick",
-    addOptions,
-    run,
+    addInstallOptions,
+    runInstall,
 };
 
 } // namespace companion

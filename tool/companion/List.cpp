@@ -83,12 +83,12 @@ ListOutcome listOf(Options const& options) {
     return zel::store::listSource(*opened.source, progress.callback());
 }
 
-void addOptions(CLI::App& parser, Options& options) {
+void addListOptions(CLI::App& parser, Options& options) {
     addSource(parser, options, "without it, what is installed is listed");
     addDirectory(parser, options);
 }
 
-Result run(Options const& options, Terminal const& terminal) {
+Result runList(Options const& options, Terminal const& terminal) {
     auto const outcome = listOf(options);
     requireSuccess(outcome.failure, options);
     bool const ofSource = !options.source.empty();
@@ -120,9 +120,9 @@ Result run(Options const& options, Terminal const& terminal) {
 } // namespace
 
 Command const list{
-    "list",     "List the cameras whose sets are installed, or are on a stick",
-    "0 listed", "zentho-cali list",
-    addOptions, run,
+    "list",         "List the cameras whose sets are installed, or are on a stick",
+    "0 listed",     "zentho-cali list",
+    addListOptions, runList,
 };
 
 } // namespace companion

@@ -12,7 +12,7 @@ namespace {
 
 void addNoOptions(CLI::App& /*parser*/, Options& /*options*/) {}
 
-Result run(Options const& /*options*/, Terminal const& /*terminal*/) {
+Result runOnline(Options const& /*options*/, Terminal const& /*terminal*/) {
     constexpr char const* program = "/sbin/route";
     if (access(program, X_OK) != 0)
         throw systemFailure("Cannot run", program, errno, Hint{"The package net-tools brings it."});
@@ -30,7 +30,7 @@ Result run(Options const& /*options*/, Terminal const& /*terminal*/) {
 Command const online{
     "online",      "Tell whether exactly one default route is configured",
     "0 yes, 1 no", "zentho-cali online",
-    addNoOptions,  run,
+    addNoOptions,  runOnline,
 };
 
 } // namespace companion

@@ -75,12 +75,12 @@ Span spanOf(OpticsTable const& optics) {
     return span;
 }
 
-void addOptions(CLI::App& parser, Options& options) {
+void addOpticsOptions(CLI::App& parser, Options& options) {
     addSerial(parser, options);
     addDirectory(parser, options);
 }
 
-Result run(Options const& options, Terminal const& terminal) {
+Result runOptics(Options const& options, Terminal const& terminal) {
     InstalledSet const set(options.directory, options.serial);
     Result result = answerAbout(options.serial, options.directory);
     result.members["optics"] = Json::array();
@@ -108,8 +108,8 @@ Command const optics{
     "Show a camera's optics, temperature ranges and frame rates",
     "0 shown, 1 no description",
     "zentho-cali optics 14080045",
-    addOptions,
-    run,
+    addOpticsOptions,
+    runOptics,
 };
 
 } // namespace companion

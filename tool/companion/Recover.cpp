@@ -37,12 +37,12 @@ Json tell(Camera const& camera, Options const& options, Terminal const& terminal
     return members;
 }
 
-void addOptions(CLI::App& parser, Options& options) {
+void addRecoverOptions(CLI::App& parser, Options& options) {
     addDirectory(parser, options);
     addNoWait(parser, options);
 }
 
-Result run(Options const& options, Terminal const& terminal) {
+Result runRecover(Options const& options, Terminal const& terminal) {
     zel::store::CalibrationStore store(options.directory);
     ProgressLine progress(options.directory);
     auto const outcome = store.recover(!options.noWait, progress.callback());
@@ -73,8 +73,8 @@ Command const recover{
     "Complete what was interrupted, without the stick",
     "0 done, also when there was nothing, 1 files are lost",
     "zentho-cali recover",
-    addOptions,
-    run,
+    addRecoverOptions,
+    runRecover,
 };
 
 } // namespace companion

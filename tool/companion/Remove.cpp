@@ -11,14 +11,14 @@ namespace companion {
 
 namespace {
 
-void addOptions(CLI::App& parser, Options& options) {
+void addRemoveOptions(CLI::App& parser, Options& options) {
     addSerial(parser, options);
     addDirectory(parser, options);
     addDryRun(parser, options);
     addNoWait(parser, options);
 }
 
-Result run(Options const& options, Terminal const& terminal) {
+Result runRemove(Options const& options, Terminal const& terminal) {
     zel::store::InstallOptions asked;
     asked.dryRun = options.dryRun;
     asked.wait = !options.noWait;
@@ -62,8 +62,8 @@ Command const remove{
     "Remove a camera's files",
     "0 removed, 1 there was nothing",
     "zentho-cali remove 14080045",
-    addOptions,
-    run,
+    addRemoveOptions,
+    runRemove,
 };
 
 } // namespace companion

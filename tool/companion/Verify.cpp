@@ -96,13 +96,13 @@ Result verifyAll(Options const& options, Terminal const& terminal) {
     return result;
 }
 
-void addOptions(CLI::App& parser, Options& options) {
+void addVerifyOptions(CLI::App& parser, Options& options) {
     addOptionalSerial(parser, options);
     addSource(parser, options, "without it, the record of the installation counts");
     addDirectory(parser, options);
 }
 
-Result run(Options const& options, Terminal const& terminal) {
+Result runVerify(Options const& options, Terminal const& terminal) {
     return options.serial != 0 ? verifyOne(options, terminal) : verifyAll(options, terminal);
 }
 
@@ -113,8 +113,8 @@ Command const verify{
     "Compare every byte of installed sets with their record, or with a stick",
     "0 all the same and complete, 1 otherwise",
     "zentho-cali verify 14080045 -s /media/usbstick",
-    addOptions,
-    run,
+    addVerifyOptions,
+    runVerify,
 };
 
 } // namespace companion
