@@ -1,9 +1,12 @@
 #include "imgproc/NameStem.h"
 
-#include "util/StringHelpers.h"
-
+#include <algorithm>
+#include <array>
+#include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <limits>
+#include <string_view>
 
 namespace {
 
@@ -23,15 +26,50 @@ char const* signLetter(float limit) noexcept {
     return limit < 0.0F ? "M" : "";
 }
 
+/// Writes a stem piece by piece, as far as there is room, and counts all of it. `printf(3)` would
+/// take a third of the time of a walk over the files of a set.
+class Stem {
+public:
+    Stem(char* buffer, std::size_t room) noexcept : m_buffer(buffer), m_room(room) {}
+
+    Stem& operator<<(std::string_view piece) noexcept {
+        if (m_length < m_room)
+            piece.copy(m_buffer + m_length, m_room - m_length);
+        m_length += piece.size();
+        return *this;
+    }
+
+    Stem& operator<<(int number) noexcept {
+        std::array<char, 16> digits;
+        char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+        return *this << std::string_view(digits.data(),
+                                         static_cast<std::size_t>(end - digits.data()));
+    }
+
+    /// Terminates the stem. @return Its length, also when it was cut.
+    int end() noexcept {
+        if (m_room != 0)
+            m_buffer[std::min(m_length, m_room - 1)] = '\0';
+        return static_cast<int>(m_length);
+    }
+
+private:
+    char* m_buffer;
+    std::size_t m_room;
+    std::size_t m_length = 0;
+};
+
 } // namespace
 
 int formatNameStem(char* buffer, unsigned int bufferSize, int serial, int fov, char const* text,
                    Range range, std::uint16_t framerate) noexcept {
-    char const* const shownText = text != nullptr ? text : "";
-    char const* const separator = shownText[0] != '\0' ? "-" : "";
-    // Formatting ignores surplus arguments, such as the frame rate here.
-    char const* const format = framerate != 0 ? "%i-%i%s%s-%s%i-%s%i-%i" : "%i-%i%s%s-%s%i-%s%i";
-    return tsnprintf(buffer, bufferSize, format, serial, fov, separator, shownText,
-                     signLetter(range.lo), magnitude(range.lo), signLetter(range.hi),
-                     magnitude(range.hi), framerate);
+    Stem stem(buffer, bufferSize);
+    stem << serial << "-" << fov;
+    if (text != nullptr && text[0] != '\0')
+        stem << "-" << text;
+    for (float const limit : {range.lo, range.hi})
+        stem << "-" << signLetter(limit) << magnitude(limit);
+    if (framerate != 0)
+        stem << "-" << int{framerate};
+    return stem.end();
 }
