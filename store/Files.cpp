@@ -147,6 +147,7 @@ std::optional<std::string> readWhole(OpenedFile const& opened, std::size_t large
     if (!opened.file.valid())
         return std::nullopt;
     std::string text;
+    text.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(opened.size(), largest)));
     Pieces pieces(opened.file.get(), opened.size());
     for (;;) {
         auto const piece = pieces.next();

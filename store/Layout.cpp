@@ -48,7 +48,7 @@ std::optional<unsigned long> serialFrom(std::string_view digits) noexcept {
 
 bool isPlainName(std::string_view name) noexcept {
     return !name.empty() && name.size() <= longestName &&
-           std::none_of(name.begin(), name.end(), [](char c) { return c == '/' || c == '\0'; });
+           name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;
 }
 
 } // namespace zel::store
