@@ -17,6 +17,10 @@ namespace zel::store {
 
 namespace {
 
+bool areEqual(RecordedFile const& a, RecordedFile const& b) noexcept {
+    return a.size == b.size && a.digest == b.digest;
+}
+
 /// Makes one plan.
 class Planner {
 public:
@@ -65,7 +69,7 @@ private:
         }
         m_sameDescription = sumIfInstalled(m_descriptionName, *found, look).has_value();
         m_descriptionDigest = digest;
-        asked = description.names;
+        asked = description.names.all();
         m_plan.newDescription = std::move(description);
         return true;
     }
@@ -182,9 +186,8 @@ private:
     bool agreesWithRecord(std::string const& name, RecordedFile const& file) const {
         if (!m_installed.record())
             return true;
-        auto const recorded = m_installed.record()->files.find(name);
-        return recorded == m_installed.record()->files.end() ||
-               (recorded->second.size == file.size && recorded->second.digest == file.digest);
+        RecordedFile const* const recorded = m_installed.record()->find(name);
+        return recorded == nullptr || areEqual(*recorded, file);
     }
 
     /// While data changes, no description must be there, even one that stays the same.
@@ -294,13 +297,12 @@ private:
             return false;
         if (!m_plan.data.empty() || m_plan.description || !m_installed.record())
             return true;
-        auto const& recorded = m_installed.record()->files;
+        Record const& record = *m_installed.record();
         auto const isRecorded = [&](auto const& file) {
-            auto const found = recorded.find(file.first);
-            return found != recorded.end() && found->second.size == file.second.size &&
-                   found->second.digest == file.second.digest;
+            RecordedFile const* const recorded = record.find(file.first);
+            return recorded != nullptr && areEqual(*recorded, file.second);
         };
-        return recorded.size() != m_plan.unchanged.size() ||
+        return record.files.size() != m_plan.unchanged.size() ||
                !std::all_of(m_plan.unchanged.begin(), m_plan.unchanged.end(), isRecorded);
     }
 

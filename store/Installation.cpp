@@ -169,15 +169,16 @@ private:
         Record record;
         record.source = m_tree.path();
         record.date = now();
-        record.files = plan.unchanged;
+        for (auto const& [name, file] : plan.unchanged)
+            record.add(name, file);
         for (FileToStage const& file : plan.data) {
             journal.data.push_back(stageFile(stage, m_tree, file, m_reporter));
-            record.files[file.name] = {journal.data.back().size, journal.data.back().digest};
+            record.add(file.name, {journal.data.back().size, journal.data.back().digest});
         }
         if (plan.description) {
             journal.description = stageFile(stage, m_tree, *plan.description, m_reporter);
-            record.files[journal.description->name] = {journal.description->size,
-                                                       journal.description->digest};
+            record.add(journal.description->name,
+                       {journal.description->size, journal.description->digest});
         }
         if (plan.recordDiffers)
             journal.record = stageRecord(stage, record);

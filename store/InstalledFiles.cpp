@@ -82,10 +82,10 @@ std::optional<RecordedFile> InstalledFiles::recordedSince(std::string const& nam
     timespec const& changed = file.status.st_ctim;
     bool const isLater = std::tie(changed.tv_sec, changed.tv_nsec) >
                          std::tie(m_recordTime.tv_sec, m_recordTime.tv_nsec);
-    auto const recorded = m_record->files.find(name);
-    if (isLater || recorded == m_record->files.end() || recorded->second.size != file.size())
+    RecordedFile const* const recorded = m_record->find(name);
+    if (isLater || recorded == nullptr || recorded->size != file.size())
         return std::nullopt;
-    return recorded->second;
+    return *recorded;
 }
 
 Place InstalledFiles::placeOf(std::string const& name) const {

@@ -52,10 +52,11 @@ std::optional<StagedFile> readStaged(std::string_view text) {
     auto const digest = digestFrom(text.substr(0, digestEnd));
     if (!digest || digestEnd == std::string_view::npos)
         return std::nullopt;
-    auto name = unescaped(text.substr(digestEnd + 1));
+    std::string room;
+    auto const name = unescaped(text.substr(digestEnd + 1), room);
     if (!name)
         return std::nullopt;
-    return StagedFile{static_cast<unsigned int>(*number), *size, *digest, std::move(*name)};
+    return StagedFile{static_cast<unsigned int>(*number), *size, *digest, std::string(*name)};
 }
 
 /// Reads the lines of a journal and rejects it if one of them is invalid.
@@ -103,13 +104,14 @@ private:
     }
 
     void readRemoval(std::vector<std::string>& names, std::string_view text) {
-        auto name = unescaped(text);
-        m_sound = m_sound && name && isOurs(*name) && m_names.insert(*name).second;
+        std::string room;
+        auto const name = unescaped(text, room);
+        m_sound = m_sound && name && isOurs(*name) && m_names.emplace(*name).second;
         if (m_sound)
-            names.push_back(std::move(*name));
+            names.emplace_back(*name);
     }
 
-    bool isOurs(std::string const& name) const {
+    bool isOurs(std::string_view name) const {
         return isPlainName(name) && set::belongsTo(name, m_journal.serial);
     }
 

@@ -4,7 +4,6 @@
 
 #include <charconv>
 #include <system_error>
-#include <utility>
 
 namespace zel::store {
 
@@ -24,12 +23,12 @@ std::optional<std::uint64_t> takeNumber(std::string_view& text) noexcept {
     return number;
 }
 
-std::optional<SizedName> readSized(std::string_view text) {
+std::optional<SizedName> readSized(std::string_view text, std::string& room) {
     auto const size = takeNumber(text);
-    auto name = unescaped(text);
+    auto const name = unescaped(text, room);
     if (!size || !name || name->empty())
         return std::nullopt;
-    return SizedName{*size, std::move(*name)};
+    return SizedName{*size, *name};
 }
 
 } // namespace zel::store

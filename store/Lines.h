@@ -28,12 +28,14 @@ std::optional<std::uint64_t> takeNumber(std::string_view& text) noexcept;
 
 /// A number and a name.
 struct SizedName {
-    std::uint64_t size; ///< the number
-    std::string name;   ///< the name, not escaped
+    std::uint64_t size;    ///< the number
+    std::string_view name; ///< the name, not escaped
 };
 
 /// @param text A number, a blank and an escaped name.
-/// @return The number and the name, or nothing if the text has another form. @throws std::bad_alloc
-std::optional<SizedName> readSized(std::string_view text);
+/// @param room Gets the name if anything in it is escaped.
+/// @return The number and the name, valid as long as both, or nothing if the text has another form.
+/// @throws std::bad_alloc
+std::optional<SizedName> readSized(std::string_view text, std::string& room);
 
 } // namespace zel::store

@@ -8,7 +8,6 @@
 #include <array>
 #include <ctime>
 #include <map>
-#include <utility>
 
 namespace zel::store {
 
@@ -18,20 +17,32 @@ constexpr std::string_view sourceMark = "# source ";
 constexpr std::string_view dateMark = "# date ";
 constexpr std::string_view sizeMark = "# size ";
 
-/// Estimated characters per recorded file.
-constexpr std::size_t usualLines = 128;
-
 /// Marks a file whose hash has not been read yet. No file has this hash.
 constexpr Digest noSum{};
 
-bool isOurs(std::string const& name, unsigned long serial) {
+bool isOurs(std::string_view name, unsigned long serial) {
     return isPlainName(name) && set::belongsTo(name, serial);
 }
 
 } // namespace
 
+void Record::add(std::string_view name, RecordedFile const& file) {
+    std::size_t const number = names.add(name);
+    if (number == files.size())
+        files.push_back(file);
+    else
+        files[number] = file;
+}
+
+RecordedFile const* Record::find(std::string_view name) const noexcept {
+    std::size_t const number = names.find(name);
+    return number != names.size() ? &files[number] : nullptr;
+}
+
 std::string Record::text() const {
-    std::map<std::string_view, RecordedFile> const sorted(files.begin(), files.end());
+    std::map<std::string_view, RecordedFile> sorted;
+    for (std::size_t number = 0; number < files.size(); ++number)
+        sorted[names[number]] = files[number];
     std::string text;
     text.append(sourceMark).append(escaped(source)).append("\n");
     text.append(dateMark).append(date).append("\n");
@@ -42,33 +53,35 @@ std::string Record::text() const {
             .append(escaped(name))
             .append("\n");
     for (auto const& [name, file] : sorted)
-        text += sumLine({file.digest, std::string(name)});
+        text += sumLine({file.digest, name});
     return text;
 }
 
 std::optional<Record> Record::from(std::string_view text, unsigned long serial) {
     Record record;
+    std::string room;
     bool allSized = true;
-    record.files.reserve(text.size() / usualLines);
+    std::size_t next = 0; // the sums have the order of the sizes, in the records that text() makes
     forEachLine(text, [&](std::string_view line) {
         if (auto const from = after(sourceMark, line)) {
-            record.source = unescaped(*from).value_or("");
+            record.source = unescaped(*from, room).value_or("");
         } else if (auto const day = after(dateMark, line)) {
             record.date = *day;
         } else if (auto const size = after(sizeMark, line)) {
-            if (auto sized = readSized(*size); sized && isOurs(sized->name, serial))
-                record.files[std::move(sized->name)] = {sized->size, noSum};
-        } else if (auto const sum = readSumLine(line); sum && isOurs(sum->name, serial)) {
-            auto const file = record.files.find(sum->name);
-            if (file != record.files.end())
-                file->second.digest = sum->digest;
-            else
+            if (auto const sized = readSized(*size, room); sized && isOurs(sized->name, serial))
+                record.add(sized->name, {sized->size, noSum});
+        } else if (auto const sum = readSumLine(line, room)) {
+            if (next == record.files.size() || record.names[next] != sum->name)
+                next = record.names.find(sum->name);
+            if (next != record.files.size())
+                record.files[next++].digest = sum->digest;
+            else if (isOurs(sum->name, serial))
                 allSized = false;
         }
     });
     bool const allSummed =
         std::none_of(record.files.begin(), record.files.end(),
-                     [](auto const& file) { return file.second.digest == noSum; });
+                     [](RecordedFile const& file) { return file.digest == noSum; });
     if (record.files.empty() || !allSized || !allSummed)
         return std::nullopt;
     return record;

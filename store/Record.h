@@ -2,13 +2,14 @@
 /// The record of an installed set.
 #pragma once
 
+#include "store/Names.h"
 #include "store/Sums.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 namespace zel::store {
 
@@ -21,9 +22,15 @@ struct RecordedFile {
 /// Says what was installed, from where and when. Its text can be read by `sha256sum -c` in the
 /// calibration directory; sizes, source and date stand in comment lines.
 struct Record {
-    std::string source;                                  ///< path of the source
-    std::string date;                                    ///< in ISO 8601
-    std::unordered_map<std::string, RecordedFile> files; ///< by name
+    std::string source;              ///< path of the source
+    std::string date;                ///< in ISO 8601
+    Names names;                     ///< the names of its files
+    std::vector<RecordedFile> files; ///< what is recorded of them, in the order of the names
+
+    /// Adds a file, or replaces what is recorded of it. @throws std::bad_alloc
+    void add(std::string_view name, RecordedFile const& file);
+    /// @return What is recorded of a file; null when it is not recorded.
+    RecordedFile const* find(std::string_view name) const noexcept;
 
     /// @return The record's text, sorted by name. @throws std::bad_alloc
     std::string text() const;

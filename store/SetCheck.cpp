@@ -7,9 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <set>
 #include <string_view>
-#include <unordered_set>
 #include <utility>
 
 #include <fcntl.h>
@@ -18,9 +16,9 @@ namespace zel::store {
 
 namespace {
 
-void tell(SetLook& set, std::string const& name, FileState state, std::uint64_t size,
+void tell(SetLook& set, std::string_view name, FileState state, std::uint64_t size,
           std::string message) {
-    set.problems.push_back({name, state, size, {}, std::move(message)});
+    set.problems.push_back({std::string(name), state, size, {}, std::move(message)});
 }
 
 void readRecord(SetLook& set, Target const& target, unsigned long serial) {
@@ -42,8 +40,8 @@ void readRecord(SetLook& set, Target const& target, unsigned long serial) {
 
 void readDescription(SetLook& set, OpenedFile const& opened, std::string const& path,
                      unsigned long serial) {
-    std::string const name = set.names.front();
-    judge(set, name, lookOf(opened));
+    std::string const name(set.names[0]);
+    judge(set, name, lookOf(opened), set.recordedSize(name));
     if (opened.error != 0 || opened.size() == 0)
         return;
     try {
@@ -57,42 +55,56 @@ void readDescription(SetLook& set, OpenedFile const& opened, std::string const& 
     }
 }
 
-/// Looks at the recorded files that the description does not ask for. Most sets have none.
-void lookAtOthers(SetLook& set, Target const& target) {
-    auto const& recorded = set.record->files;
-    auto const isRecorded = [&](std::string const& name) {
-        return recorded.count(name) != 0;
-    };
-    auto const known = std::count_if(set.names.begin(), set.names.end(), isRecorded);
-    if (static_cast<std::size_t>(known) == recorded.size())
-        return;
-    std::unordered_set<std::string_view> const asked(set.names.begin(), set.names.end());
-    std::set<std::string> others;
-    for (auto const& [name, file] : recorded) {
-        if (asked.count(name) == 0)
-            others.insert(name);
+/// What is recorded of a set's files. All are looked up at once, since each look at a file drives
+/// much out of the processor's cache.
+struct RecordedSet {
+    explicit RecordedSet(SetLook const& set) : asked(set.names.size()) {
+        if (!set.record)
+            return;
+        Names const& recorded = set.record->names;
+        for (std::size_t number = 0; number < recorded.size(); ++number) {
+            std::size_t const place = set.names.find(recorded[number]);
+            if (place != asked.size())
+                asked[place] = set.record->files[number].size;
+            else
+                others.push_back(number);
+        }
+        std::sort(others.begin(), others.end(),
+                  [&](std::size_t a, std::size_t b) { return recorded[a] < recorded[b]; });
     }
-    for (std::string const& name : others)
-        judgeRecorded(set, name, lookAt(target.folder().get(), name.c_str()));
-}
+
+    /// Sizes of the files that the description asks for, in its order; nothing for unrecorded ones.
+    std::vector<std::optional<std::uint64_t>> asked;
+    /// Numbers of the other recorded files, sorted by name. Most sets have none.
+    std::vector<std::size_t> others;
+};
 
 } // namespace
 
 SetLook readSet(Target const& target, unsigned long serial, OpenedFile const& description) {
     SetLook set;
-    set.names.emplace_back(set::descriptionName(serial).view());
+    set.names.add(set::descriptionName(serial).view());
     readRecord(set, target, serial);
-    readDescription(set, description, target.folder().pathOf(set.names.front()), serial);
+    readDescription(set, description, target.folder().pathOf(set.names[0]), serial);
     return set;
 }
 
 SetLook lookAtSet(Target const& target, unsigned long serial, OpenedFile const& description) {
     SetLook set = readSet(target, serial, description);
-    for (auto name = set.names.begin() + 1; name != set.names.end(); ++name)
-        judge(set, *name, lookAt(target.folder().get(), name->c_str()));
-    if (set.record)
-        lookAtOthers(set, target);
+    int const folder = target.folder().get();
+    RecordedSet const recorded(set);
+    for (std::size_t number = 1; number < set.names.size(); ++number)
+        judge(set, set.names[number], lookAt(folder, set.names.c_str(number)),
+              recorded.asked[number]);
+    for (std::size_t const number : recorded.others)
+        judgeOther(set, set.record->names[number], lookAt(folder, set.record->names.c_str(number)),
+                   set.record->files[number].size);
     return set;
+}
+
+std::optional<std::uint64_t> SetLook::recordedSize(std::string_view name) const noexcept {
+    RecordedFile const* const file = record ? record->find(name) : nullptr;
+    return file != nullptr ? std::optional(file->size) : std::nullopt;
 }
 
 Look lookOf(OpenedFile const& opened) noexcept {
@@ -100,7 +112,8 @@ Look lookOf(OpenedFile const& opened) noexcept {
     return {isFile, opened.error, isFile, opened.size()};
 }
 
-void judge(SetLook& set, std::string const& name, Look const& seen) {
+void judge(SetLook& set, std::string_view name, Look const& seen,
+           std::optional<std::uint64_t> recordedSize) {
     if (!seen.there && (seen.error == ENOENT || seen.error == ENOTDIR))
         return tell(set, name, FileState::missing, 0, "");
     if (seen.error != 0)
@@ -111,13 +124,12 @@ void judge(SetLook& set, std::string const& name, Look const& seen) {
         return tell(set, name, FileState::empty, 0, "");
     if (!set.record)
         return;
-    auto const recorded = set.record->files.find(name);
-    if (recorded == set.record->files.end())
+    if (!recordedSize)
         tell(set, name, FileState::altered, seen.size, "It is not recorded.");
-    else if (recorded->second.size != seen.size)
+    else if (*recordedSize != seen.size)
         tell(set, name, FileState::altered, seen.size,
              "It has " + std::to_string(seen.size) + " bytes instead of " +
-                 std::to_string(recorded->second.size) + ".");
+                 std::to_string(*recordedSize) + ".");
 }
 
 Steadiness::Steadiness(Target const& target, unsigned long serial)
@@ -141,11 +153,11 @@ bool Steadiness::lasted() const {
            status.st_dev == m_description.status.st_dev;
 }
 
-void judgeRecorded(SetLook& set, std::string const& name, Look const& seen) {
+void judgeOther(SetLook& set, std::string_view name, Look const& seen, std::uint64_t recordedSize) {
     bool const isEmptyAsRecorded =
-        seen.error == 0 && seen.regular && seen.size == 0 && set.record->files.at(name).size == 0;
+        seen.error == 0 && seen.regular && seen.size == 0 && recordedSize == 0;
     if (!isEmptyAsRecorded)
-        judge(set, name, seen);
+        judge(set, name, seen, recordedSize);
 }
 
 File interruption(unsigned long serial) {

@@ -9,18 +9,22 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zel::store {
 
 /// What is known of an installed set without reading its data files.
 struct SetLook {
-    std::vector<File> problems;     ///< what keeps it from being complete
-    std::vector<Remark> remarks;    ///< what else to know
-    std::vector<std::string> names; ///< the names that the description asks for, itself first
-    std::optional<Record> record;   ///< the record, when there is one that can be followed
-    int recordError = 0;            ///< why the record cannot be read; 0 for no error
+    std::vector<File> problems;   ///< what keeps it from being complete
+    std::vector<Remark> remarks;  ///< what else to know
+    Names names;                  ///< the names that the description asks for, itself first
+    std::optional<Record> record; ///< the record, when there is one that can be followed
+    int recordError = 0;          ///< why the record cannot be read; 0 for no error
     std::optional<Description> description; ///< the description, when it can be followed
+
+    /// @return The recorded size of a file; nothing when it is not recorded.
+    std::optional<std::uint64_t> recordedSize(std::string_view name) const noexcept;
 };
 
 /// Reads a camera's record and description, and looks at no other file.
@@ -33,12 +37,14 @@ SetLook readSet(Target const& target, unsigned long serial, OpenedFile const& de
 /// Judges a file that the description asks for, and adds what is wrong to the problems.
 /// @param set  The set.
 /// @param name Name of the file.
-/// @param seen What a look at it shows. @throws std::bad_alloc
-void judge(SetLook& set, std::string const& name, Look const& seen);
+/// @param seen What a look at it shows.
+/// @param recordedSize Its recorded size; nothing when it is not recorded. @throws std::bad_alloc
+void judge(SetLook& set, std::string_view name, Look const& seen,
+           std::optional<std::uint64_t> recordedSize);
 
 /// Does the same for a file that the description does not ask for, but that is recorded. It may be
 /// empty.
-void judgeRecorded(SetLook& set, std::string const& name, Look const& seen);
+void judgeOther(SetLook& set, std::string_view name, Look const& seen, std::uint64_t recordedSize);
 
 /// @return An opened file as a look at it would show it.
 Look lookOf(OpenedFile const& opened) noexcept;

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <new>
 #include <string_view>
-#include <unordered_set>
 #include <utility>
 
 namespace zel::store {
@@ -37,23 +36,12 @@ std::string whyNot(DescriptionOutcome const& outcome) {
     return "";
 }
 
-/// Keeps only the first of equal names.
-void removeDuplicates(std::vector<std::string>& names) {
-    std::unordered_set<std::string_view> const known(names.begin(), names.end());
-    if (known.size() == names.size())
-        return;
-    std::unordered_set<std::string> seen;
-    names.erase(std::remove_if(names.begin(), names.end(),
-                               [&](std::string const& name) { return !seen.insert(name).second; }),
-                names.end());
-}
-
 } // namespace
 
 SetDescription readSetDescription(FileDescriptor const& file, std::string const& path,
                                   unsigned long serial) {
     SetDescription result;
-    result.names.emplace_back(set::descriptionName(serial).view());
+    result.names.add(set::descriptionName(serial).view());
     auto outcome = ::readDescription(file, largestDescription);
     if (outcome.failure == DescriptionFailure::noMemory)
         throw std::bad_alloc();
@@ -63,18 +51,17 @@ SetDescription readSetDescription(FileDescriptor const& file, std::string const&
     if (!result.whyNot.empty())
         return result;
 
+    Names names;
     set::forEachFile(*outcome.description, static_cast<int>(serial),
-                     [&](set::FileKind kind, set::FileName const& name) {
+                     [&](set::FileKind, set::FileName const& name) {
                          if (!isAcceptable(name.view()))
                              result.whyNot = "It asks for a file of a name that no file can have.";
-                         if (kind != set::FileKind::description)
-                             result.names.emplace_back(name.view());
+                         names.add(name.view());
                      });
-    removeDuplicates(result.names);
-    if (result.whyNot.empty())
-        result.description = std::move(outcome.description);
-    else
-        result.names.resize(1);
+    if (!result.whyNot.empty())
+        return result;
+    result.names = std::move(names);
+    result.description = std::move(outcome.description);
     return result;
 }
 

@@ -3,18 +3,18 @@
 #pragma once
 
 #include "imgproc/Description.h"
+#include "store/Names.h"
 #include "util/FileDescriptor.h"
 
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace zel::store {
 
 /// A description that can be trusted to say what its set consists of.
 struct SetDescription {
-    std::vector<std::string> names; ///< the names of the set, each once: the description, then what
-                                    ///< it asks for. Only the first when it cannot be followed.
+    Names names; ///< the names of the set: the description, then what it asks for. Only the first
+                 ///< when it cannot be followed.
     std::optional<Description> description; ///< nothing when it cannot be followed
     std::string whyNot;                     ///< why it cannot be followed, in a sentence
 };

@@ -99,7 +99,7 @@ ListedCamera lookAtHeld(SourceTree const& tree, unsigned long serial, Reporter& 
         camera.complete = plan.complete;
         if (plan.newDescription) {
             camera.optics = opticsOf(plan.newDescription->description);
-            asked = plan.newDescription->names;
+            asked = plan.newDescription->names.all();
         }
         if (plan.refused)
             camera.problems = plan.files;

@@ -13,7 +13,7 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <unordered_set>
+#include <string_view>
 #include <utility>
 
 namespace zel::store {
@@ -32,10 +32,10 @@ std::uint64_t bytesToRead(std::optional<Record> const& record, std::set<std::str
         std::size_t const reads = comparison.readsOf(name);
         if (reads == 0)
             continue;
-        auto const recorded = record->files.find(name);
-        if (recorded == record->files.end())
+        RecordedFile const* const recorded = record->find(name);
+        if (recorded == nullptr)
             return 0;
-        bytes += recorded->second.size * reads;
+        bytes += recorded->size * reads;
     }
     return bytes;
 }
@@ -46,15 +46,20 @@ VerifyOutcome compareAll(Target const& target, SetLook& look, std::set<std::stri
                          Comparison const& comparison, Reporter& reporter) {
     VerifyOutcome outcome;
     std::set<std::string> names = others;
-    names.insert(look.names.begin(), look.names.end());
-    std::unordered_set<std::string> const asked(look.names.begin() + 1, look.names.end());
+    for (std::string& name : look.names.all())
+        names.insert(std::move(name));
+    std::string_view const description = look.names[0];
+    auto const isAskedData = [&](std::string const& name) {
+        return name != description && look.names.has(name);
+    };
     reporter.begin(Phase::comparing, names.size(), bytesToRead(look.record, names, comparison));
     for (std::string const& name : names) {
         OpenedFile const here = openRegular(target.folder().get(), name.c_str());
-        if (asked.count(name) != 0)
-            judge(look, name, lookOf(here));
-        else if (look.record && look.record->files.count(name) != 0 && name != look.names.front())
-            judgeRecorded(look, name, lookOf(here));
+        auto const recordedSize = look.recordedSize(name);
+        if (isAskedData(name))
+            judge(look, name, lookOf(here), recordedSize);
+        else if (recordedSize && name != description)
+            judgeOther(look, name, lookOf(here), *recordedSize);
         outcome.files.push_back(comparison.compare(name, here));
         reporter.fileDone();
     }
@@ -62,7 +67,7 @@ VerifyOutcome compareAll(Target const& target, SetLook& look, std::set<std::stri
     auto const isUnreadable = [&](File const& file) {
         bool const isHere =
             file.paths.empty() || file.paths.front() == target.folder().pathOf(file.name);
-        return isHere && file.state == FileState::unreadable && asked.count(file.name) != 0;
+        return isHere && file.state == FileState::unreadable && isAskedData(file.name);
     };
     outcome.complete = look.problems.empty() &&
                        std::none_of(outcome.files.begin(), outcome.files.end(), isUnreadable);
@@ -85,21 +90,21 @@ public:
         : m_target(target), m_record(record), m_reporter(reporter) {}
 
     /// @return How often a file is read.
-    std::size_t readsOf(std::string const& name) const { return m_record.files.count(name); }
+    std::size_t readsOf(std::string const& name) const { return m_record.names.has(name) ? 1 : 0; }
 
     File compare(std::string const& name, OpenedFile const& opened) const {
         if (opened.error == ENOENT)
             return {name, FileState::missing, 0, {}, ""};
         if (opened.error != 0)
             return {name, FileState::unreadable, 0, {}, std::strerror(opened.error)};
-        auto const recorded = m_record.files.find(name);
-        if (recorded == m_record.files.end())
+        RecordedFile const* const recorded = m_record.find(name);
+        if (recorded == nullptr)
             return {name, FileState::differs, opened.size(), {}, "It is not recorded."};
-        if (opened.size() != recorded->second.size)
+        if (opened.size() != recorded->size)
             return {name, FileState::differs, opened.size(), {}, ""};
         try {
             auto const sum = readSum(opened, m_target.folder().pathOf(name), m_reporter);
-            bool const same = sum.digest == recorded->second.digest;
+            bool const same = sum.digest == recorded->digest;
             return {name, same ? FileState::same : FileState::differs, opened.size(), {}, ""};
         } catch (Stop const& stopped) {
             if (stopped.failure.kind != FailureKind::system)
@@ -203,9 +208,8 @@ VerifyOutcome verifyAgainstRecord(Target const& target, unsigned long serial, Re
         SetLook look = readSet(target, serial, description);
         if (!look.record)
             throw Stop{noRecord(target, serial, look.recordError)};
-        std::set<std::string> recorded;
-        for (auto const& [name, file] : look.record->files)
-            recorded.insert(name);
+        auto const names = look.record->names.all();
+        std::set<std::string> const recorded(names.begin(), names.end());
         RecordComparison const comparison(target, *look.record, reporter);
         outcome = compareAll(target, look, recorded, comparison, reporter);
     });
@@ -217,7 +221,7 @@ VerifyOutcome verifyAgainstSource(Target const& target, unsigned long serial,
     VerifyOutcome outcome;
     bool const isOpen = lookSteadily(target, serial, [&](OpenedFile const& description) {
         SetLook look = readSet(target, serial, description);
-        CopiesByName const copies(tree.filesOf(serial), look.names);
+        CopiesByName const copies(tree.filesOf(serial), look.names.all());
         auto const here = target.namesOf(serial);
         std::set<std::string> others(here.begin(), here.end());
         for (auto const& [name, found] : copies.all())

@@ -47,8 +47,9 @@ SourceSums::Sums SourceSums::read(std::string const& folder) const {
     if (!text)
         stop("Cannot read", m_tree.shownPath(path), errno);
     m_reporter.bytesDone(text->size());
+    std::string room;
     forEachLine(*text, [&](std::string_view line) {
-        auto sum = readSumLine(line);
+        auto const sum = readSumLine(line, room);
         if (!sum)
             return;
         std::string_view name = sum->name;

@@ -1,7 +1,5 @@
 #include "store/Sums.h"
 
-#include <utility>
-
 namespace zel::store {
 
 namespace {
@@ -45,22 +43,21 @@ std::string escaped(std::string_view text) {
     return result;
 }
 
-std::optional<std::string> unescaped(std::string_view text) {
+std::optional<std::string_view> unescaped(std::string_view text, std::string& room) {
     if (text.find('\\') == std::string_view::npos)
-        return std::string(text);
-    std::string result;
-    result.reserve(text.size());
+        return text;
+    room.clear();
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] != '\\') {
-            result += text[i];
+            room += text[i];
             continue;
         }
         auto const meant = ++i < text.size() ? characterFor(text[i]) : std::nullopt;
         if (!meant)
             return std::nullopt;
-        result += *meant;
+        room += *meant;
     }
-    return result;
+    return room;
 }
 
 std::string sumLine(Sum const& sum) {
@@ -69,7 +66,7 @@ std::string sumLine(Sum const& sum) {
     return start + hexadecimal(sum.digest) + "  " + name + "\n";
 }
 
-std::optional<Sum> readSumLine(std::string_view line) {
+std::optional<Sum> readSumLine(std::string_view line, std::string& room) {
     bool const isEscaped = !line.empty() && line.front() == '\\';
     if (isEscaped)
         line.remove_prefix(1);
@@ -78,10 +75,10 @@ std::optional<Sum> readSumLine(std::string_view line) {
         return std::nullopt;
     auto const digest = digestFrom(line.substr(0, digits));
     std::string_view const name = line.substr(digits + 2);
-    auto plain = isEscaped ? unescaped(name) : std::optional<std::string>(name);
+    auto const plain = isEscaped ? unescaped(name, room) : std::optional(name);
     if (!digest || !plain)
         return std::nullopt;
-    return Sum{*digest, std::move(*plain)};
+    return Sum{*digest, *plain};
 }
 
 } // namespace zel::store

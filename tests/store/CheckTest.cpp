@@ -2,6 +2,7 @@
 #include "tests/store/StoreFixture.h"
 
 #include "imgproc/Description.h"
+#include "store/Lines.h"
 #include "store/SetCheck.h"
 
 #include "tests/support/Namespace.h"
@@ -68,6 +69,54 @@ TEST_F(StoreCheck, NamesRecordedFilesThatTheDescriptionDoesNotAskFor) {
     fs::remove(cali + "/Cali-7-notes.txt");
     EXPECT_EQ(check(7), "not complete\nCali-7-notes.txt: missing\n");
     EXPECT_FALSE(store.verify(7, {}).complete);
+}
+
+TEST_F(StoreCheck, NamesRecordedFilesByNameAfterThoseOfTheDescription) {
+    for (std::string const name : {"Cali-7-b.txt", "Cali-7-a.txt", "Kennlinie-7-a.txt"})
+        writeFile(stick + "/" + name, "notes");
+    install(7);
+    for (std::string const& name : {std::string("Cali-7-b.txt"), std::string("Cali-7-a.txt"),
+                                    std::string("Kennlinie-7-a.txt"), curve, data})
+        fs::remove(cali + "/" + name);
+    EXPECT_EQ(check(7), "not complete\n" + data + ": missing\n" + curve +
+                            ": missing\nCali-7-a.txt: missing\nCali-7-b.txt: missing\n"
+                            "Kennlinie-7-a.txt: missing\n");
+}
+
+TEST_F(StoreCheck, OfARecordWithItsLinesInAnotherOrderSaysTheSame) {
+    std::string const record = support::readFile(hidden + "/7.sha256");
+    std::vector<std::string> lines;
+    zel::store::forEachLine(record, [&](std::string_view line) { lines.emplace_back(line); });
+    // Backwards, sizes before sums as ever, and all of it twice.
+    std::string changed;
+    for (bool const isSize : {true, false}) {
+        for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
+            if ((line->substr(0, 7) == "# size ") == isSize)
+                changed.append(*line).append("\n").append(*line).append("\nforeign\n");
+        }
+    }
+    ASSERT_NE(changed, record);
+    writeFile(hidden + "/7.sha256", changed);
+    EXPECT_EQ(check(7), "complete\n");
+    EXPECT_TRUE(store.verify(7, {}).same);
+    writeFile(cali + "/" + curve, "short");
+    writeFile(cali + "/" + data, "short too");
+    std::string const problems = "not complete\n" + data +
+                                 ": altered (It has 9 bytes instead of 23.)\n" + curve +
+                                 ": altered (It has 5 bytes instead of 28.)\n";
+    EXPECT_EQ(check(7), problems);
+    writeFile(hidden + "/7.sha256", record);
+    EXPECT_EQ(check(7), problems);
+}
+
+TEST_F(StoreCheck, NamesAFileOnceThatTheDescriptionAsksForTwice) {
+    writeFile(stick + "/" + description, camera(7).optic(23).range(-20, 100).description());
+    install(7);
+    EXPECT_EQ(check(7), "complete\n");
+    fs::remove(cali + "/" + data);
+    EXPECT_EQ(check(7), "not complete\n" + data + ": missing\n");
+    fs::remove(hidden + "/7.sha256");
+    EXPECT_EQ(check(7), "not complete\n" + data + ": missing\n");
 }
 
 TEST_F(StoreCheck, NamesADamagedRecord) {

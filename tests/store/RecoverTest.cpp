@@ -30,10 +30,10 @@ protected:
         journal.serial = 7;
         journal.data = {staged(0, data, "2 " + data), staged(1, curve, "2 " + curve)};
         journal.description = staged(2, description, text);
-        Record record{"stick", "2026-11-22T00:00:00Z", {}};
+        Record record{"stick", "2026-11-22T00:00:00Z", {}, {}};
         for (StagedFile const& file : journal.data)
-            record.files[file.name] = {file.size, file.digest};
-        record.files[description] = {text.size(), sumOfText(text)};
+            record.add(file.name, {file.size, file.digest});
+        record.add(description, {text.size(), sumOfText(text)});
         journal.record = staged(3, "7.sha256", record.text());
         journal.removedAfter = {"Cali-7-old.dat"};
         writeFile(cali + "/Cali-7-old.dat", "old");
