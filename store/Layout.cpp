@@ -2,7 +2,6 @@
 
 #include "sdk/set/FileKinds.h"
 
-#include <algorithm>
 #include <charconv>
 #include <system_error>
 

@@ -1,6 +1,7 @@
 #include "store/Names.h"
 
 #include <functional>
+#include <utility>
 
 namespace zel::store {
 

@@ -73,8 +73,16 @@ private:
         flush(m_target.folder());
     }
 
+    /// @return The stage, for a file that is still in it. @throws Stop when somebody removed it
+    ///         meanwhile.
+    Folder const& stage() const {
+        if (!m_stage.descriptor.valid())
+            stop("Cannot open", m_stage.path, ENOENT);
+        return m_stage;
+    }
+
     void moveIn(StagedFile const& file) const {
-        moveFile(m_stage, std::to_string(file.number), m_target.folder(), file.name);
+        moveFile(stage(), std::to_string(file.number), m_target.folder(), file.name);
     }
 
     void putRecord() const {
@@ -85,8 +93,8 @@ private:
             // Its modification time must not be earlier than the change time of any file that it
             // records: recordedSince() relies on it.
             std::string const number = std::to_string(m_journal.record->number);
-            utimensat(m_stage.get(), number.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
-            moveFile(m_stage, number, m_target.hidden(), record);
+            utimensat(stage().get(), number.c_str(), nullptr, AT_SYMLINK_NOFOLLOW);
+            moveFile(stage(), number, m_target.hidden(), record);
         } else {
             removeFile(m_target.hidden(), record.c_str());
         }

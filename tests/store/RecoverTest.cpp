@@ -2,8 +2,11 @@
 #include "tests/store/StoreFixture.h"
 
 #include "store/Journal.h"
+#include "store/Publication.h"
 #include "store/Record.h"
+#include "store/Stop.h"
 
+#include <cstring>
 #include <filesystem>
 #include <functional>
 
@@ -105,6 +108,26 @@ TEST_F(StoreRecover, CompletesTheSetFromEveryStepOn) {
         ASSERT_TRUE(store.recover(true, {}).cameras.at(0).complete) << count;
         expectVersion2();
     }
+}
+
+TEST_F(StoreRecover, NamesTheStageWhenSomebodyRemovesItMeanwhile) {
+    zel::store::Target const target(cali);
+    Journal journal = *zel::store::readJournalOf(target, 7).journal;
+    fs::remove_all(stage);
+    auto const failureOf = [&](Journal const& asked) {
+        try {
+            zel::store::carryOut(target, asked);
+        } catch (zel::store::Stop const& stopped) {
+            return stopped.failure.message + " " + stopped.failure.path + ": " +
+                   std::strerror(stopped.failure.error);
+        }
+        return std::string("none");
+    };
+    std::string const expected = "Cannot open " + stage + ": No such file or directory";
+    EXPECT_EQ(failureOf(journal), expected);
+    journal.data.clear();
+    journal.description.reset();
+    EXPECT_EQ(failureOf(journal), expected) << "only the record is left";
 }
 
 TEST_F(StoreRecover, IsDoneByTheNextInstallation) {
