@@ -89,7 +89,7 @@ enum class Phase {
 /// How far an operation is.
 struct Progress {
     Phase phase = Phase::searching; ///< what it is doing
-    std::uint64_t files = 0;        ///< files done in this phase
+    std::uint64_t files = 0;        ///< files done in this phase; while searching, folders
     std::uint64_t allFiles = 0;     ///< files of this phase; 0 when not known
     std::uint64_t bytes = 0;        ///< bytes done in this phase
     std::uint64_t allBytes = 0;     ///< bytes of this phase; 0 when not known

@@ -48,6 +48,20 @@ TEST_F(StoreSource, IsSearchedWithAllBelow) {
     EXPECT_EQ(found(), "camera 7\ncamera 71\nCali-7.xml\na/b/c/Kennlinie-7-x.prn\n");
 }
 
+TEST_F(StoreSource, CountsItsFoldersWhileItIsSearched) {
+    writeFile(stick + "/Cali-7.xml", "x");
+    writeFile(stick + "/a/b/Kennlinie-7-x.prn", "x");
+    writeFile(stick + "/c/notes", "x");
+    std::string counts;
+    auto const outcome = zel::store::Source::open(stick, [&](auto const& progress) {
+        EXPECT_EQ(progress.phase, zel::store::Phase::searching);
+        counts += std::to_string(progress.files) + " ";
+        return true;
+    });
+    ASSERT_FALSE(outcome.failure);
+    EXPECT_EQ(counts, "0 1 2 3 4 ");
+}
+
 TEST_F(StoreSource, HasNoHiddenFolderOfItsOwn) {
     writeFile(stick + "/.zentho-cali/Cali-7.xml", "x");
     writeFile(stick + "/a/.zentho-cali/Cali-7.xml", "x");

@@ -37,11 +37,18 @@ std::string megabytes(double bytes) {
 }
 
 /// @param all Empty when it is not known.
-std::string counted(std::string const& done, std::string const& all, char const* unit) {
+std::string counted(std::string const& done, std::string const& all, std::string const& unit) {
     std::string text = done;
     if (!all.empty())
         text += " of " + all;
     return text + " " + unit;
+}
+
+/// @return What a phase counts.
+std::string unitOf(Progress const& progress) {
+    std::string const one = progress.phase == Phase::searching ? "folder" : "file";
+    auto const counted = progress.allFiles != 0 ? progress.allFiles : progress.files;
+    return counted == 1 ? one : one + "s";
 }
 
 } // namespace
@@ -99,7 +106,7 @@ std::string ProgressLine::line(Progress const& progress, Clock::time_point now) 
     std::string allFiles;
     if (progress.allFiles != 0)
         allFiles = std::to_string(progress.allFiles);
-    text += ": " + counted(files, allFiles, "files");
+    text += ": " + counted(files, allFiles, unitOf(progress));
     if (progress.bytes == 0)
         return text;
     auto const done = static_cast<double>(progress.bytes);

@@ -25,6 +25,17 @@ TEST_F(CompanionProgressLine, ShowsOnATerminalHowFarAnInstallationIs) {
     EXPECT_NE(seen.find("\rReading back: 0 of "), std::string::npos) << seen;
 }
 
+TEST_F(CompanionProgressLine, CountsTheFoldersThatWereSearched) {
+    for (std::string const folder : {"a", "b", "c"})
+        support::writeFile(root.path() + "/usb/" + folder + "/notes", "");
+    auto const seen =
+        onTerminal({"NO_COLOR=1"}, "env ASAN_OPTIONS=detect_leaks=0 strace -f -qq -o"
+                                   " /dev/null -e inject=getdents64:delay_enter=300000 " +
+                                       install);
+    for (std::string const count : {"1 folder", "2 folders", "3 folders"})
+        EXPECT_NE(seen.find("\rSearching: " + count + "\033[K"), std::string::npos) << seen;
+}
+
 TEST_F(CompanionProgressLine, ShowsBytesRateAndTimeLeft) {
     support::writeFile(root.path() + "/usb/" + support::dataName(7), std::string(8'000'000, 'x'));
     auto const seen =
