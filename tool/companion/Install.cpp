@@ -102,12 +102,13 @@ void tell(unsigned long serial, Source const& source, InstallOutcome const& outc
         return tellFailure(serial, outcome, options, members, result);
     members["complete"] = outcome.complete;
     members["bytes"] = newBytes(outcome.files);
-    members["files"] = fileMembers(outcome.files);
+    if (options.json) // there may be thousands of files
+        members["files"] = fileMembers(outcome.files);
+    else
+        result.text += stateLines(outcome.files, terminal);
     Json& problems = members["problems"] = problemMembers(outcome.files, source.path());
     addNotes(outcome.files, result);
     addRemarks(outcome.remarks, problems, result);
-    if (!options.json) // there may be thousands of files
-        result.text += stateLines(outcome.files, terminal);
     if (outcome.cancelledTooLate)
         addProblem("It was too late to stop: the installation was finished.", options.directory,
                    problems, result);

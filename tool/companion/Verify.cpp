@@ -45,12 +45,13 @@ VerifyOutcome compare(unsigned long serial, std::optional<Source> const& source,
 void tell(unsigned long serial, VerifyOutcome const& outcome, Options const& options,
           Terminal const& terminal, Json& members, Result& result) {
     members["complete"] = outcome.complete;
-    members["files"] = fileMembers(outcome.files);
+    if (options.json) // there may be thousands of files
+        members["files"] = fileMembers(outcome.files);
+    else
+        result.text += stateLines(outcome.files, terminal);
     members["problems"] = problemMembers(outcome.files, options.directory);
     addNotes(outcome.files, result);
     addRemarks(outcome.remarks, members["problems"], result);
-    if (!options.json) // there may be thousands of files
-        result.text += stateLines(outcome.files, terminal);
     if (!outcome.same || !outcome.complete)
         answerNo(result);
     result.closing.push_back(closingSentence(serial, outcome));
