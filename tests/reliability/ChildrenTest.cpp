@@ -8,6 +8,7 @@
 #include "tests/support/EndChild.h"
 #include "tests/support/Log.h"
 #include "tests/support/Namespace.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/SmallSet.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -19,7 +20,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <tuple>
@@ -131,10 +131,6 @@ void replaceShell(Fault const& fault) {
     ASSERT_EQ(mount("/tmp/shell", fs::canonical("/bin/sh").c_str(), "none", MS_BIND, nullptr), 0);
 }
 
-auto openDescriptors() {
-    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-}
-
 struct Outcome {
     bool result;
     Lines log;
@@ -143,9 +139,9 @@ struct Outcome {
 /// What an operation returns and reports. It must leave no process and no descriptor behind.
 Outcome outcomeOf(std::function<bool()> const& operation) {
     Outcome outcome{};
-    auto const before = openDescriptors();
+    auto const before = support::openDescriptors();
     outcome.log = support::logOf([&] { outcome.result = operation(); });
-    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(support::openDescriptors(), before);
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left behind";
     EXPECT_EQ(errno, ECHILD);
     return outcome;

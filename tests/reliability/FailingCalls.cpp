@@ -1,15 +1,15 @@
 #include "tests/reliability/FailingCalls.h"
 
+#include "tests/support/OpenDescriptors.h"
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdlib>
-#include <filesystem>
 #include <initializer_list>
 #include <iostream>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -96,11 +96,6 @@ void withFailingCalls(std::function<void()> const& piece) {
     state.armed = true;
     piece();
     state.armed = false;
-}
-
-auto openDescriptors() {
-    namespace fs = std::filesystem;
-    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
 }
 
 } // namespace
@@ -322,9 +317,9 @@ long failEachCall(std::function<void(WithFailingCalls const&)> const& attempt) {
             state.failAt = at;
             state.way = way;
             state.forever = forever;
-            auto const descriptors = openDescriptors();
+            auto const descriptors = support::openDescriptors();
             attempt(withFailingCalls);
-            EXPECT_EQ(openDescriptors(), descriptors) << "descriptor leaked";
+            EXPECT_EQ(support::openDescriptors(), descriptors) << "descriptor leaked";
             if (testing::Test::HasFailure()) {
                 ADD_FAILURE() << "call " << at << ", " << state.name << ": " << state.error
                               << (forever ? ", and all later ones" : "");

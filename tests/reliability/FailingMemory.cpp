@@ -1,13 +1,13 @@
 #include "tests/reliability/FailingMemory.h"
 
+#include "tests/support/OpenDescriptors.h"
+
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
-#include <filesystem>
 #include <iostream>
-#include <iterator>
 #include <new>
 
 #include <dlfcn.h>
@@ -94,11 +94,6 @@ void withScarceMemory(std::function<void()> const& piece) {
     state.armed = false;
 }
 
-auto openDescriptors() {
-    namespace fs = std::filesystem;
-    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-}
-
 void makeAttempt(std::function<void(WithScarceMemory const&)> const& attempt, long refuseAt,
                  bool forever) {
     state.refuseAt = refuseAt;
@@ -142,10 +137,10 @@ long refuseEachAllocation(std::function<void(WithScarceMemory const&)> const& at
             SCOPED_TRACE("allocation " + std::to_string(at) +
                          (forever ? " and all later ones" : ""));
             long const blocks = state.blocks;
-            auto const descriptors = openDescriptors();
+            auto const descriptors = support::openDescriptors();
             makeAttempt(attempt, at, forever);
             EXPECT_EQ(state.blocks, blocks) << "memory leaked";
-            EXPECT_EQ(openDescriptors(), descriptors) << "descriptor leaked";
+            EXPECT_EQ(support::openDescriptors(), descriptors) << "descriptor leaked";
             if (!wasRefused() || testing::Test::HasFailure())
                 break;
             ++points;

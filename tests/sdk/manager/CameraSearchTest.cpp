@@ -5,6 +5,7 @@
 
 #include "tests/support/LogLines.h"
 #include "tests/support/Namespace.h"
+#include "tests/support/OpenDescriptors.h"
 #include "tests/support/TemporaryDirectory.h"
 #include "tests/support/UsbTree.h"
 
@@ -12,9 +13,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstddef>
 #include <filesystem>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
@@ -148,11 +147,6 @@ std::vector<std::string> met() {
         return true;
     });
     return found;
-}
-
-std::ptrdiff_t openDescriptors() {
-    auto const all = fs::directory_iterator("/proc/self/fd");
-    return std::distance(fs::begin(all), fs::end(all));
 }
 
 TEST(FindSerial, FindsNothingAndClearsTheSerialWhenNoDeviceIsAttached) {
@@ -701,10 +695,10 @@ TEST(FindSerial, LeavesNothingOpen) {
         attach("1-1", camera("0\n"));
         attach("1-2", camera("14080045\n"));
         attach("1-3", {"0403\n", std::nullopt, "1\n"});
-        auto const before = openDescriptors();
+        auto const before = support::openDescriptors();
         searchFirst();
         search(102);
-        EXPECT_EQ(openDescriptors(), before);
+        EXPECT_EQ(support::openDescriptors(), before);
     });
 }
 
