@@ -4,26 +4,20 @@
 #include "sdk/set/FileKinds.h"
 #include "util/DefaultDirectories.h"
 
+#include "tests/support/Matches.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <set>
 #include <string>
 
 namespace {
 
+using support::matches;
+
 std::string textOf(std::string const& file) {
     return support::readFile(std::string(ZENTHO_SOURCE_DIR) + "/" + file);
-}
-
-std::set<std::string> matches(std::string const& text, std::string const& pattern) {
-    std::regex const expression(pattern);
-    std::set<std::string> found;
-    for (std::sregex_iterator hit(text.begin(), text.end(), expression), end; hit != end; ++hit)
-        found.insert(hit->str(1));
-    return found;
 }
 
 constexpr char const* filesWithDirectory[] = {

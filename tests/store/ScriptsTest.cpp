@@ -3,26 +3,20 @@
 #include "store/Files.h"
 #include "store/Layout.h"
 
+#include "tests/support/Matches.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <set>
 #include <string>
 
 namespace {
 
+using support::matches;
+
 std::string const script =
     support::readFile(std::string(ZENTHO_SOURCE_DIR) + "/packaging/commands/postrm");
-
-std::set<std::string> matches(std::string const& pattern) {
-    std::regex const expression(pattern);
-    std::set<std::string> found;
-    for (std::sregex_iterator hit(script.begin(), script.end(), expression), end; hit != end; ++hit)
-        found.insert(hit->str(1));
-    return found;
-}
 
 /// A name's end after the serial number.
 std::string afterSerial(std::string const& name) {
@@ -30,16 +24,17 @@ std::string afterSerial(std::string const& name) {
 }
 
 TEST(ThePurgeOfThePackage, LooksIntoTheHiddenFolder) {
-    EXPECT_EQ(matches("hidden=\\$directory/([^\n]+)"),
+    EXPECT_EQ(matches(script, "hidden=\\$directory/([^\n]+)"),
               std::set<std::string>{zel::store::hiddenName});
 }
 
 TEST(ThePurgeOfThePackage, RemovesTheStage) {
-    EXPECT_EQ(matches("rm -rf \\$hidden/([^\n]+)"), std::set<std::string>{zel::store::stageName});
+    EXPECT_EQ(matches(script, "rm -rf \\$hidden/([^\n]+)"),
+              std::set<std::string>{zel::store::stageName});
 }
 
 TEST(ThePurgeOfThePackage, RemovesTheLock) {
-    EXPECT_EQ(matches("-name ([a-z]+)"), std::set<std::string>{zel::store::lockName});
+    EXPECT_EQ(matches(script, "-name ([a-z]+)"), std::set<std::string>{zel::store::lockName});
 }
 
 TEST(ThePurgeOfThePackage, RemovesRecordsAndJournalsAndWhatIsWrittenBesideThem) {
@@ -48,7 +43,7 @@ TEST(ThePurgeOfThePackage, RemovesRecordsAndJournalsAndWhatIsWrittenBesideThem) 
         ends.insert(afterSerial(name));
         ends.insert(afterSerial(zel::store::besideName(name)));
     }
-    EXPECT_EQ(matches("-name '\\*([^']+)'"), ends);
+    EXPECT_EQ(matches(script, "-name '\\*([^']+)'"), ends);
 }
 
 } // namespace
