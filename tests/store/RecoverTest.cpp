@@ -17,12 +17,6 @@ using namespace storetest;
 using namespace zel::store;
 using support::writeFile;
 
-Digest sumOfText(std::string_view text) {
-    Sha256 sum;
-    sum.add(text);
-    return sum.finish();
-}
-
 /// A directory with version 1 of a set, and version 2 staged, with its journal.
 class StoreRecover : public Store {
 protected:

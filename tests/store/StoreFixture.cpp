@@ -90,6 +90,12 @@ Tree treeOf(std::string const& directory) {
     return tree;
 }
 
+Digest sumOfText(std::string_view text) {
+    Sha256 sum;
+    sum.add(text);
+    return sum.finish();
+}
+
 support::Camera camera(int serial) {
     return support::Camera(serial).optic(23).range(-20, 100);
 }

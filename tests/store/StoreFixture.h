@@ -3,6 +3,7 @@
 #pragma once
 
 #include "store/CalibrationStore.h"
+#include "store/Sha256.h"
 
 #include "tests/support/Camera.h"
 #include "tests/support/TemporaryDirectory.h"
@@ -11,6 +12,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace storetest {
@@ -31,6 +33,9 @@ std::string seen(zel::store::VerifyOutcome const& outcome);
 /// The content of all files of a folder and below, by path; links as "-> TARGET", folders as "/".
 using Tree = std::map<std::string, std::string>;
 Tree treeOf(std::string const& directory);
+
+/// The SHA-256 of a text.
+zel::store::Digest sumOfText(std::string_view text);
 
 /// A camera with three files: one optic with one range.
 support::Camera camera(int serial);

@@ -2,6 +2,7 @@
 #include "store/Sums.h"
 #include "store/Lines.h"
 
+#include "tests/store/StoreFixture.h"
 #include "tests/support/Command.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -10,12 +11,7 @@
 namespace {
 
 using namespace zel::store;
-
-Digest sumOfText(std::string_view text) {
-    Sha256 sum;
-    sum.add(text);
-    return sum.finish();
-}
+using storetest::sumOfText;
 
 } // namespace
 
