@@ -170,14 +170,16 @@ class _Campaign:
             thread.join()
 
     def _cuts(self, recording, begin, success, wanted):
-        """Chooses every prefix, and fills up with random parts; or an even sample of both."""
+        """Chooses every prefix, and fills up with random parts; or an even sample of both. The disk
+        right after the success is always among them: what was promised counts from there on."""
         end = len(recording.entries)
         # The disk is not another one after a flush.
         prefixes = [number for number in range(begin, end + 1)
                     if number in (begin, success, end) or recording.entries[number - 1] is not None]
         if len(prefixes) > wanted // 2:
             step = len(prefixes) / max(1, wanted // 2)
-            prefixes = [prefixes[int(i * step)] for i in range(max(1, wanted // 2))]
+            sample = {prefixes[int(i * step)] for i in range(max(1, wanted // 2))}
+            prefixes = sorted(sample | {success})
         cuts = [Cut(number, "prefix", 0) for number in prefixes]
         for seed in range(wanted - len(cuts)):
             kind = ("subset", "torn")[seed % 2]
