@@ -16,6 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace storetest;
+using reliability::Beginning;
 using reliability::errorGiven;
 using reliability::failEachCall;
 using reliability::failFrom;
@@ -32,16 +33,14 @@ protected:
         putVersion(2);
     }
 
-    /// The disk is gone when a removal is about to remove the second file.
+    /// The disk is gone when the removal of version 1 is about to remove the second file.
     void interruptRemoval() const {
-        startFromVersion1();
         EXPECT_TRUE(failFrom("unlinkat", 4, [&] { CalibrationStore(cali).remove(7, {}, {}); }));
         EXPECT_TRUE(fs::exists(hidden + "/7.journal"));
     }
 
-    /// The disk is gone at the given rename of an update: the first puts the journal in its place.
+    /// The disk is gone at the given rename of the update: the first puts the journal in its place.
     void interruptUpdate(long rename) const {
-        startUpdate();
         EXPECT_TRUE(failFrom("renameat", rename, [&] { install(7, pruned); }));
         EXPECT_TRUE(fs::exists(hidden + "/7.journal"));
     }
@@ -93,15 +92,19 @@ TEST_F(StoreWithFailingCalls, AFirstInstallationIsWholeOrCompletedByTheNext) {
 }
 
 TEST_F(StoreWithFailingCalls, AnUpdateIsWholeOrCompletedByTheNext) {
+    startUpdate();
+    Beginning const beginning(root.path());
     failEachCall([&](WithFailingCalls const& withFailingCalls) {
-        startUpdate();
+        beginning.putBack();
         expectWholeOrCompleted(withFailingCalls, pruned);
     });
 }
 
 TEST_F(StoreWithFailingCalls, ARemovalIsWholeOrCompletedByTheNext) {
+    startFromVersion1();
+    Beginning const beginning(root.path());
     failEachCall([&](WithFailingCalls const& withFailingCalls) {
-        startFromVersion1();
+        beginning.putBack();
         std::optional<InstallOutcome> outcome;
         withFailingCalls([&] { outcome = store.remove(7, {}, {}); });
         expectHonest(outcome->failure);
@@ -112,7 +115,10 @@ TEST_F(StoreWithFailingCalls, ARemovalIsWholeOrCompletedByTheNext) {
 
 TEST_F(StoreWithFailingCalls, ARecoveryIsWholeOrCompletedByTheNext) {
     for (long const rename : {2, 5}) {
+        startUpdate();
+        Beginning const beginning(root.path());
         failEachCall([&](WithFailingCalls const& withFailingCalls) {
+            beginning.putBack();
             interruptUpdate(rename);
             std::optional<zel::store::RecoverOutcome> outcome;
             withFailingCalls([&] { outcome = store.recover(true, {}); });
@@ -124,14 +130,20 @@ TEST_F(StoreWithFailingCalls, ARecoveryIsWholeOrCompletedByTheNext) {
 }
 
 TEST_F(StoreWithFailingCalls, AnInstallationAfterAnInterruptionIsWholeOrCompletedByTheNext) {
+    startUpdate();
+    Beginning const beginning(root.path());
     failEachCall([&](WithFailingCalls const& withFailingCalls) {
+        beginning.putBack();
         interruptUpdate(3);
         expectWholeOrCompleted(withFailingCalls, {});
     });
 }
 
 TEST_F(StoreWithFailingCalls, ARecoveryOfARemovalIsWholeOrCompletedByTheNext) {
+    startFromVersion1();
+    Beginning const beginning(root.path());
     failEachCall([&](WithFailingCalls const& withFailingCalls) {
+        beginning.putBack();
         interruptRemoval();
         std::optional<zel::store::RecoverOutcome> outcome;
         withFailingCalls([&] { outcome = store.recover(true, {}); });
@@ -143,10 +155,12 @@ TEST_F(StoreWithFailingCalls, ARecoveryOfARemovalIsWholeOrCompletedByTheNext) {
 }
 
 TEST_F(StoreWithFailingCalls, AnEqualSetWithoutARecordIsCompleteAllTheSame) {
+    startFromVersion1();
+    fs::remove(hidden + "/7.sha256");
+    support::writeFile(hidden + "/stage/0", "left");
+    Beginning const beginning(root.path());
     failEachCall([&](WithFailingCalls const& withFailingCalls) {
-        startFromVersion1();
-        fs::remove(hidden + "/7.sha256");
-        support::writeFile(hidden + "/stage/0", "left");
+        beginning.putBack();
         auto const source = Source::open(stick, {});
         std::optional<InstallOutcome> outcome;
         withFailingCalls([&] { outcome = store.install(7, *source.source, {}, {}); });
@@ -172,10 +186,12 @@ TEST_F(StoreWithFailingCalls, WhatADeadProcessStagedHarmsNoEqualSet) {
 }
 
 TEST_F(StoreWithFailingCalls, WhatTheSourceLacksIsReadWhereItIsInstalledOrMissing) {
+    startFromVersion1();
+    fs::remove(stick + "/" + curve);
+    support::writeFile(stick + "/" + data, "2 " + data);
+    Beginning const beginning(root.path());
     failEachCall([&](WithFailingCalls const& withFailingCalls) {
-        startFromVersion1();
-        fs::remove(stick + "/" + curve);
-        support::writeFile(stick + "/" + data, "2 " + data);
+        beginning.putBack();
         auto const source = Source::open(stick, {});
         std::optional<InstallOutcome> outcome;
         withFailingCalls([&] { outcome = store.install(7, *source.source, {}, {}); });
@@ -236,8 +252,12 @@ TEST_F(StoreWithFailingCalls, ASourceWithoutTypesInItsListingsIsSearchedWhole) {
 
 TEST_F(StoreWithFailingCalls, DryRunsChangeNothing) {
     std::vector<std::function<void()>> const starts{[&] { startUpdate(); },
-                                                    [&] { interruptUpdate(3); },
                                                     [&] {
+                                                        startUpdate();
+                                                        interruptUpdate(3);
+                                                    },
+                                                    [&] {
+                                                        startFromVersion1();
                                                         interruptRemoval();
                                                     }};
     for (auto const& start : starts) {
@@ -261,8 +281,10 @@ TEST_F(StoreWithFailingCalls, DryRunsChangeNothing) {
 }
 
 TEST_F(StoreWithFailingCalls, ADirectoryIsLockedForOthersOrNot) {
+    startFromVersion1();
+    Beginning const beginning(root.path());
     failEachCall([&](WithFailingCalls const& withFailingCalls) {
-        startFromVersion1();
+        beginning.putBack();
         std::optional<Failure> failure;
         withFailingCalls([&] {
             auto locked = store.lockForOthers(true, {});
@@ -276,6 +298,7 @@ TEST_F(StoreWithFailingCalls, ADirectoryIsLockedForOthersOrNot) {
 
 TEST_F(StoreWithFailingCalls, QuestionsAboutAnInterruptedUpdateNeverSayThatItIsWhole) {
     for (long const rename : {2, 4}) {
+        startUpdate();
         interruptUpdate(rename);
         auto const source = Source::open(stick, {});
         failEachCall([&](WithFailingCalls const& withFailingCalls) {

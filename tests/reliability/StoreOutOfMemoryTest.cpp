@@ -8,6 +8,7 @@
 namespace {
 
 using namespace storetest;
+using reliability::Beginning;
 using reliability::refuseEachAllocation;
 using reliability::wasRefused;
 using reliability::WithScarceMemory;
@@ -25,9 +26,11 @@ void expectHonest(Outcome const& outcome) {
 } // namespace
 
 TEST_F(StoreWithoutMemory, AnUpdateIsWholeOrCompletedByTheNext) {
+    startFromVersion1();
+    putVersion(2);
+    Beginning const beginning(root.path());
     refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
-        startFromVersion1();
-        putVersion(2);
+        beginning.putBack();
         auto const source = Source::open(stick, {});
         std::optional<InstallOutcome> outcome;
         withScarceMemory([&] { outcome = store.install(7, *source.source, {}, {}); });
@@ -39,8 +42,10 @@ TEST_F(StoreWithoutMemory, AnUpdateIsWholeOrCompletedByTheNext) {
 }
 
 TEST_F(StoreWithoutMemory, ARemovalIsWholeOrCompletedByTheNext) {
+    startFromVersion1();
+    Beginning const beginning(root.path());
     refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
-        startFromVersion1();
+        beginning.putBack();
         std::optional<InstallOutcome> outcome;
         withScarceMemory([&] { outcome = store.remove(7, {}, {}); });
         expectHonest(*outcome);

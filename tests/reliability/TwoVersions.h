@@ -7,6 +7,20 @@
 
 namespace reliability {
 
+/// A whole set and its stick, to be put back as often as needed: installing it again would take
+/// longer.
+class Beginning {
+public:
+    /// Keeps what is there now.
+    explicit Beginning(std::string directory);
+    /// Makes the directory hold exactly this again.
+    void putBack() const;
+
+private:
+    std::string m_directory;
+    support::TemporaryDirectory m_kept;
+};
+
 class TwoVersions : public storetest::Store {
 protected:
     /// Writes a version to the stick.
