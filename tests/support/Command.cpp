@@ -79,8 +79,8 @@ void readBoth(int first, std::string& firstText, int second, std::string& second
     }
 }
 
-// Only async-signal-safe calls up to exec; an error reaches the parent through the failure pipe,
-// which exec closes.
+// Only async-signal-safe calls up to exec, since this is the memory of the parent, which waits so
+// long; an error reaches it through the failure pipe, which exec closes.
 [[noreturn]] void execute(char* const* argv, char const* directory, Pipe const& output,
                           Pipe const& error, Pipe const& failure) {
     prctl(PR_SET_PDEATHSIG, SIGKILL); // a test that is killed leaves no command behind
@@ -128,7 +128,8 @@ Outcome run(std::vector<std::string> const& arguments, std::string const& workin
     Pipe output;
     Pipe error;
     Pipe failure;
-    auto const child = fork();
+    // fork() would copy the page tables, which are large in a program with sanitizers.
+    auto const child = vfork();
     if (child < 0) {
         fail("fork");
     }
