@@ -21,10 +21,10 @@ using Words = std::vector<std::string>;
 /// How often each file was looked at.
 using Looks = std::map<std::string, int>;
 
-/// A camera whose set has a thousand files besides the description.
+/// A camera whose set has a hundred files besides the description.
 support::Camera camera() {
     support::Camera camera(7);
-    for (int fieldOfView = 1; fieldOfView <= 125; ++fieldOfView)
+    for (int fieldOfView = 1; fieldOfView <= 13; ++fieldOfView)
         camera.optic(fieldOfView)
             .range(-20, 100)
             .frameRate(27)
@@ -70,20 +70,15 @@ protected:
     /// The calls with a path that the program makes, one a line.
     Words callsOf(Words const& arguments) const {
         std::string const trace = root.path() + "/trace";
-        // The leak checker does not work in a traced process.
-        Words command{"env",
-                      "ASAN_OPTIONS=detect_leaks=0",
-                      "strace",
-                      "-f",
-                      "-qq",
-                      "-s",
-                      "4096",
-                      "-e",
-                      "trace=%file",
-                      "-y",
-                      "-o",
-                      trace,
-                      companiontest::program};
+        // The leak checker does not work in a traced process. With a filter of the kernel, other
+        // calls than these are as fast as ever.
+        Words command{"env",    "ASAN_OPTIONS=detect_leaks=0",
+                      "strace", "--seccomp-bpf",
+                      "-f",     "-qq",
+                      "-s",     "4096",
+                      "-e",     "trace=%file",
+                      "-y",     "-o",
+                      trace,    companiontest::program};
         command.insert(command.end(), arguments.begin(), arguments.end());
         Outcome const outcome = support::run(command, root.path());
         EXPECT_LE(outcome.exitStatus, 1) << outcome.standardError;
