@@ -1,5 +1,7 @@
 #include "tests/support/Command.h"
 
+#include "tests/support/Fail.h"
+
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -16,10 +18,6 @@
 namespace support {
 
 namespace {
-
-[[noreturn]] void fail(std::string const& what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
 
 class Pipe {
 public:

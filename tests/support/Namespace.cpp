@@ -1,5 +1,6 @@
 #include "tests/support/Namespace.h"
 
+#include "tests/support/Fail.h"
 #include "tests/support/TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
@@ -33,10 +34,6 @@ namespace {
 
 constexpr int failedStatus = 1;
 constexpr int skippedStatus = 77;
-
-[[noreturn]] void fail(std::string const& what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
 
 void writeOnce(char const* path, std::string const& text) {
     auto const file = open(path, O_WRONLY | O_CLOEXEC);
