@@ -2,6 +2,7 @@
 
 #include "sdk/SimpleXML.h"
 #include "sdk/manager/ShellSafety.h"
+#include "sdk/set/ServerLayout.h"
 #include "util/StandardStreams.h"
 
 #include <cerrno>
@@ -22,8 +23,7 @@ bool run(std::string const& command) noexcept {
 /// @return The file's URL in quotation marks, which are part of it as its path holds a blank.
 std::string quotedUrl(std::string const& link, std::string const& serialText,
                       std::string const& name) {
-    return "\"" + link + "/" + serialText.substr(0, 2) + "/" + serialText.substr(0, 4) +
-           "/Califiles SN" + serialText + "/" + name + "\"";
+    return "\"" + link + "/" + set::folderOnServer(serialText) + "/" + name + "\"";
 }
 
 } // namespace
