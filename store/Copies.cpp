@@ -75,8 +75,10 @@ CopiesLook lookAtCopies(SourceTree const& tree, Copies const& copies, SourceSums
         OpenedFile const opened = tree.open(path);
         if (opened.error != 0)
             stop("Cannot read", tree.shownPath(path), opened.error);
-        if (isFirst)
+        if (isFirst) {
             look.size = opened.size();
+            look.modified = opened.status.st_mtim;
+        }
         auto const* const listed = sums.of(*file);
         if (copies.files.size() == 1 && listed == nullptr)
             break;

@@ -5,6 +5,7 @@
 #include "store/SourceSums.h"
 #include "store/SourceTree.h"
 
+#include <ctime>
 #include <map>
 #include <optional>
 #include <string>
@@ -45,6 +46,7 @@ struct CopiesLook {
     bool differ = false;          ///< they have different bytes
     std::string contradictedPath; ///< one that a sum beside it contradicts; empty without one
     std::uint64_t size = 0;       ///< size of the first
+    timespec modified{};          ///< modification time of the first
     std::optional<Digest> digest; ///< sum of the first, if it had to be read
 };
 

@@ -69,6 +69,7 @@ private:
         }
         m_sameDescription = sumIfInstalled(m_descriptionName, *found, look).has_value();
         m_descriptionDigest = digest;
+        m_descriptionTime = opened.status.st_mtim;
         asked = description.names.all();
         m_plan.newDescription = std::move(description);
         return true;
@@ -110,7 +111,7 @@ private:
         bool const isNew = m_installed.placeOf(name) == Place::nothing;
         m_plan.files.push_back(
             {name, isNew ? FileState::installed : FileState::replaced, look.size, {}, ""});
-        FileToStage file{name, copies.files.front()->path(), look.size, look.digest};
+        FileToStage file{name, copies.files.front()->path(), look.size, look.digest, look.modified};
         addBytes(look.size);
         if (name != m_descriptionName)
             return m_plan.data.push_back(std::move(file));
@@ -198,7 +199,7 @@ private:
             return;
         m_plan.description =
             FileToStage{m_descriptionName, copies.find(m_descriptionName)->files.front()->path(),
-                        stays->second.size, m_descriptionDigest};
+                        stays->second.size, m_descriptionDigest, m_descriptionTime};
         addBytes(stays->second.size);
         m_plan.unchanged.erase(stays);
     }
@@ -315,6 +316,7 @@ private:
     std::string m_descriptionName;
     std::unordered_set<std::string> m_asked;
     std::optional<Digest> m_descriptionDigest;
+    timespec m_descriptionTime{};
     bool m_sameDescription = false;
     bool m_lacks = false;
     bool m_isRefused = false;

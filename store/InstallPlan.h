@@ -9,6 +9,7 @@
 #include "store/SourceTree.h"
 
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -22,6 +23,7 @@ struct FileToStage {
     std::string source;           ///< its path, from the source on
     std::uint64_t size;           ///< its size when the plan was made
     std::optional<Digest> digest; ///< sum of its bytes when the plan was made, if they were read
+    timespec modified;            ///< its modification time when the plan was made
 };
 
 /// What an installation is going to do, and say. The same plan is made for a dry run.

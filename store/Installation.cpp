@@ -10,6 +10,7 @@
 #include "store/Recovery.h"
 #include "store/SetCheck.h"
 #include "store/Stage.h"
+#include "store/StageFile.h"
 #include "store/Stop.h"
 #include "store/Target.h"
 
@@ -25,20 +26,6 @@
 namespace zel::store {
 
 namespace {
-
-/// Copies a file of the source into the stage. @throws Stop also if it changed since it was planned
-StagedFile stageFile(Stage& stage, SourceTree const& tree, FileToStage const& file,
-                     Reporter& reporter) {
-    OpenedFile const opened = tree.open(file.source);
-    std::string const path = tree.shownPath(file.source);
-    if (opened.error != 0)
-        stop("Cannot read", path, opened.error);
-    StagedFile staged = stage.add(opened, path, file.name, reporter);
-    if (staged.size != file.size || (file.digest && *file.digest != staged.digest))
-        stop("The file changed while it was copied:", path, EIO);
-    reporter.fileDone();
-    return staged;
-}
 
 /// The names that a plan replaces or removes.
 std::vector<std::string> touchedNames(InstallPlan const& plan) {

@@ -45,6 +45,12 @@ std::optional<unsigned long> serialFrom(std::string_view digits) noexcept {
     return serial;
 }
 
+bool isOurFolder(std::string_view name) noexcept {
+    std::string_view const end = hiddenName;
+    return name.size() >= end.size() && name.front() == '.' &&
+           name.substr(name.size() - end.size()) == end;
+}
+
 bool isPlainName(std::string_view name) noexcept {
     return !name.empty() && name.size() <= longestName &&
            name.find('/') == std::string_view::npos && name.find('\0') == std::string_view::npos;

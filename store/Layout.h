@@ -12,6 +12,10 @@ namespace zel::store {
 constexpr char const* hiddenName = ".zentho-cali";
 /// The file that is locked, in the hidden folder. It holds the holder's process id.
 constexpr char const* lockName = "lock";
+/// The file with the sums of the files beside it, and the same text signed inline.
+constexpr char const* sumsName = "SHA256SUMS";
+constexpr char const* signedSumsName = "SHA256SUMS.asc";
+
 /// The folder of staged files, in the hidden folder. They are named by numbers, because the
 /// installer searches subfolders, too, and must not find them under their final names.
 constexpr char const* stageName = "stage";
@@ -29,6 +33,11 @@ std::optional<unsigned long> serialOfJournal(std::string_view name) noexcept;
 /// @return A serial number in decimal, without sign and leading zeros, 1 to 2147483647; nothing for
 ///         other text.
 std::optional<unsigned long> serialFrom(std::string_view digits) noexcept;
+
+/// @return Whether a folder is of the store's own: the hidden one of a calibration directory, or
+/// one
+///         beside a mirror, which has the mirror's name in its own.
+bool isOurFolder(std::string_view name) noexcept;
 
 /// The longest name of a file, in bytes.
 constexpr std::size_t longestName = 255;

@@ -17,6 +17,8 @@ constexpr std::string_view sourceMark = "# source ";
 constexpr std::string_view dateMark = "# date ";
 constexpr std::string_view sizeMark = "# size ";
 
+constexpr char const* dateForm = "%Y-%m-%dT%H:%M:%SZ";
+
 /// Marks a file whose hash has not been read yet. No file has this hash.
 constexpr Digest noSum{};
 
@@ -44,7 +46,8 @@ std::string Record::text() const {
     for (std::size_t number = 0; number < files.size(); ++number)
         sorted[names[number]] = files[number];
     std::string text;
-    text.append(sourceMark).append(escaped(source)).append("\n");
+    if (!source.empty())
+        text.append(sourceMark).append(escaped(source)).append("\n");
     text.append(dateMark).append(date).append("\n");
     for (auto const& [name, file] : sorted)
         text.append(sizeMark)
@@ -87,13 +90,24 @@ std::optional<Record> Record::from(std::string_view text, unsigned long serial) 
     return record;
 }
 
-std::string now() {
-    std::time_t const seconds = std::time(nullptr);
+std::string dateOf(std::time_t time) {
     std::tm utc{};
-    gmtime_r(&seconds, &utc);
+    gmtime_r(&time, &utc);
     std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
+    std::strftime(text.data(), text.size(), dateForm, &utc);
     return text.data();
+}
+
+std::optional<std::time_t> timeOf(std::string const& date) {
+    std::tm utc{};
+    if (strptime(date.c_str(), dateForm, &utc) == nullptr)
+        return std::nullopt;
+    std::time_t const time = timegm(&utc);
+    return dateOf(time) == date ? std::optional(time) : std::nullopt;
+}
+
+std::string now() {
+    return dateOf(std::time(nullptr));
 }
 
 } // namespace zel::store

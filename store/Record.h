@@ -6,6 +6,7 @@
 #include "store/Sums.h"
 
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,7 +23,7 @@ struct RecordedFile {
 /// Says what was installed, from where and when. Its text can be read by `sha256sum -c` in the
 /// calibration directory; sizes, source and date stand in comment lines.
 struct Record {
-    std::string source;              ///< path of the source
+    std::string source;              ///< path of the source; may be empty
     std::string date;                ///< in ISO 8601
     Names names;                     ///< the names of its files
     std::vector<RecordedFile> files; ///< what is recorded of them, in the order of the names
@@ -47,7 +48,13 @@ struct Record {
 /// The largest text of a record that is read, in bytes: a hundred thousand files.
 constexpr std::size_t largestRecord = std::size_t{64} * 1024 * 1024;
 
-/// @return Now, in ISO 8601 and UTC: "2026-11-22T01:07:22Z". @throws std::bad_alloc
+/// @return A time, in ISO 8601 and UTC: "2026-11-22T01:07:22Z". @throws std::bad_alloc
+std::string dateOf(std::time_t time);
+
+/// @return The time of a date as dateOf() writes it; nothing for other text. @throws std::bad_alloc
+std::optional<std::time_t> timeOf(std::string const& date);
+
+/// @return The date of now. @throws std::bad_alloc
 std::string now();
 
 } // namespace zel::store

@@ -15,8 +15,9 @@ class SourceTree;
 struct SourceOutcome;
 
 /// A directory with cameras' files, searched with all below. Links are followed inside it only; a
-/// `.zentho-cali` in it is not searched. It remembers what it found: files that come later are not
-/// seen. Can be moved, not copied. Constant operations are safe from several threads.
+/// `.zentho-cali` in it, and what a mirror has beside it, are not searched. It remembers what it
+/// found: files that come later are not seen. Can be moved, not copied. Constant operations are
+/// safe from several threads.
 class ZENTHO_API Source {
 public:
     /// Searches a directory.

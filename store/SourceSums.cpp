@@ -1,6 +1,7 @@
 #include "store/SourceSums.h"
 
 #include "sdk/set/FileKinds.h"
+#include "store/Layout.h"
 #include "store/Lines.h"
 #include "store/Stop.h"
 #include "store/Sums.h"
@@ -12,8 +13,6 @@
 namespace zel::store {
 
 namespace {
-
-constexpr char const* sumsName = "SHA256SUMS";
 
 /// The largest such file that is read, in bytes: half a million lines.
 constexpr std::size_t largestSums = std::size_t{64} * 1024 * 1024;

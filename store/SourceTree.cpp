@@ -9,6 +9,7 @@
 #include <climits>
 #include <cstdlib>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include <dirent.h>
@@ -146,7 +147,7 @@ private:
         std::string path = joined(entry.folder, entry.name);
         if (path.size() > longestPath)
             return noteGap(path, ENAMETOOLONG);
-        if (entry.name != hiddenName && m_skipped.count(m_tree.shownPath(path)) == 0)
+        if (!isOurFolder(entry.name) && m_skipped.count(m_tree.shownPath(path)) == 0)
             m_pending.push_back(std::move(path));
     }
 
@@ -185,8 +186,14 @@ private:
         return target.substr(start.size());
     }
 
-    static bool leadsThroughHidden(std::string const& path) {
-        return ("/" + path + "/").find("/" + std::string(hiddenName) + "/") != std::string::npos;
+    static bool leadsThroughHidden(std::string_view path) {
+        while (!path.empty()) {
+            auto const end = std::min(path.find('/'), path.size());
+            if (isOurFolder(path.substr(0, end)))
+                return true;
+            path.remove_prefix(std::min(end + 1, path.size()));
+        }
+        return false;
     }
 
     void leaveOut(Entry const& entry, char const* message) {

@@ -1,12 +1,12 @@
 #include "store/Target.h"
 
 #include "sdk/set/FileKinds.h"
-#include "store/Layout.h"
 #include "store/Stop.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <string_view>
+#include <utility>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -54,7 +54,8 @@ std::string parentOf(std::string const& path) {
     return withoutTrailingSlashes(path.substr(0, slash));
 }
 
-Target::Target(std::string const& path) : m_folder(openFolder(path)) {
+Target::Target(std::string const& path, std::string hidden)
+    : m_folder(openFolder(path)), m_hiddenName(std::move(hidden)) {
     if (!exists() && errno != ENOENT)
         stop("Cannot use the calibration directory", path, errno);
     if (exists())
@@ -62,7 +63,7 @@ Target::Target(std::string const& path) : m_folder(openFolder(path)) {
 }
 
 void Target::openHidden() {
-    m_hidden = openInside(m_folder, hiddenName);
+    m_hidden = openInside(m_folder, m_hiddenName.c_str());
     struct stat inside {};
     struct stat outside {};
     if (hasHidden() && retried([&] { return fstat(m_hidden.get(), &inside); }) == 0 &&
@@ -86,12 +87,12 @@ void Target::make() {
     openHidden();
     if (hasHidden()) // a killed process may have left it with a mode cut by its umask
         return giveMode(m_hidden.get(), publicFolder, m_hidden.path);
-    if (retried([&] { return mkdirat(m_folder.get(), hiddenName, publicFolder); }) != 0 &&
+    if (retried([&] { return mkdirat(m_folder.get(), m_hiddenName.c_str(), publicFolder); }) != 0 &&
         errno != EEXIST)
         stop(cannotMake, m_hidden.path, errno);
     openHidden();
     if (!hasHidden())
-        stop(cannotMake, m_folder.pathOf(hiddenName), ENOENT);
+        stop(cannotMake, m_folder.pathOf(m_hiddenName), ENOENT);
     giveMode(m_hidden.get(), publicFolder, m_hidden.path);
     flush(m_folder);
 }
@@ -132,7 +133,7 @@ void Target::removeIfUnused() noexcept {
 }
 
 void Target::removeEmpty() noexcept {
-    unlinkat(m_folder.get(), hiddenName, AT_REMOVEDIR);
+    unlinkat(m_folder.get(), m_hiddenName.c_str(), AT_REMOVEDIR);
     for (auto path = m_made.rbegin(); path != m_made.rend(); ++path)
         rmdir(path->c_str());
 }
@@ -147,7 +148,7 @@ void Target::removeHiddenIfUnused() {
     if (used || error != 0)
         return;
     unlinkat(m_hidden.get(), lockName, 0);
-    if (unlinkat(m_folder.get(), hiddenName, AT_REMOVEDIR) != 0)
+    if (unlinkat(m_folder.get(), m_hiddenName.c_str(), AT_REMOVEDIR) != 0)
         return;
     m_hidden = Folder();
     fsync(m_folder.get());

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "store/Files.h"
+#include "store/Layout.h"
 
 #include <set>
 #include <string>
@@ -14,10 +15,11 @@ namespace zel::store {
 class Target {
 public:
     /// Opens the directory and its hidden folder, where they are.
-    /// @param path Path of the directory.
+    /// @param path   Path of the directory.
+    /// @param hidden Name of the hidden folder.
     /// @throws Stop when one of them cannot be opened, or a link or a file stands in the hidden
     ///         folder's place; std::bad_alloc
-    explicit Target(std::string const& path);
+    explicit Target(std::string const& path, std::string hidden = hiddenName);
     /// A directory that is not there.
     Target() = default;
 
@@ -71,6 +73,7 @@ private:
     void forEachHidden(std::function<void(char const* name)> const& visit) const;
 
     Folder m_folder;
+    std::string m_hiddenName = hiddenName;
     Folder m_hidden;
     std::vector<std::string> m_made; // parents first
 };

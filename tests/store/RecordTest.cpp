@@ -50,6 +50,21 @@ TEST(StoreRecord, IsNoneWhenAFileLacksItsSizeOrItsSum) {
     EXPECT_FALSE(Record::from("# source x\n# date y\n", 7));
 }
 
+TEST(StoreRecord, NeedsNoSource) {
+    Record without = record();
+    without.source.clear();
+    EXPECT_EQ(without.text().substr(0, 7), "# date ");
+    EXPECT_TRUE(equal(*Record::from(without.text(), 7), without));
+}
+
+TEST(StoreRecord, HasDatesThatAreTimes) {
+    EXPECT_EQ(zel::store::dateOf(1769860800), "2026-01-31T12:00:00Z");
+    EXPECT_EQ(zel::store::timeOf("2026-01-31T12:00:00Z"), 1769860800);
+    for (char const* const text : {"", "today", "2026-01-31", "2026-02-30T12:00:00Z",
+                                   "2026-1-31T12:00:00Z", "2026-01-31T12:00:00Z "})
+        EXPECT_FALSE(zel::store::timeOf(text)) << text;
+}
+
 TEST(StoreRecord, HasNoFilesOfOtherCameras) {
     EXPECT_FALSE(Record::from(record().text(), 71));
     Record other = record();

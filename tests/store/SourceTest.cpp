@@ -72,6 +72,16 @@ TEST_F(StoreSource, HasNoHiddenFolderOfItsOwn) {
               "Left out, since it is a link out of the source: " + stick + "/Cali-7.xml\n");
 }
 
+TEST_F(StoreSource, HasNothingThatAKilledProcessLeftBesideAMirror) {
+    writeFile(stick + "/www/Cali-7.xml", "x");
+    writeFile(stick + "/.www.zentho-cali/stage/Cali-7.xml", "y");
+    fs::create_symlink("../.www.zentho-cali/stage/Cali-7.xml", stick + "/www/Cali-7-x.dat");
+    writeFile(stick + "/backup.zentho-cali/Kennlinie-7-x.prn", "not ours");
+    EXPECT_EQ(found(), "camera 7\nbackup.zentho-cali/Kennlinie-7-x.prn\nwww/Cali-7.xml\n"
+                       "Left out, since it is a link out of the source: " +
+                           stick + "/www/Cali-7-x.dat\n");
+}
+
 TEST_F(StoreSource, FollowsLinksInsideOnly) {
     writeFile(stick + "/real/file", "x");
     writeFile(root.path() + "/outside/Cali-7-out.dat", "x");
