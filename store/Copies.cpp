@@ -72,6 +72,15 @@ CopiesLook lookAtCopies(SourceTree const& tree, Copies const& copies, SourceSums
     for (SourceFile const* const file : copies.files) {
         bool const isFirst = file == copies.files.front();
         std::string const path = file->path();
+        auto const* const listed = sums.of(*file);
+        if (copies.files.size() == 1 && listed == nullptr) {
+            Look const only = tree.look(path);
+            if (only.error != 0)
+                stop("Cannot read", tree.shownPath(path), only.error);
+            look.size = only.size;
+            look.modified = only.modified;
+            break;
+        }
         OpenedFile const opened = tree.open(path);
         if (opened.error != 0)
             stop("Cannot read", tree.shownPath(path), opened.error);
@@ -79,9 +88,6 @@ CopiesLook lookAtCopies(SourceTree const& tree, Copies const& copies, SourceSums
             look.size = opened.size();
             look.modified = opened.status.st_mtim;
         }
-        auto const* const listed = sums.of(*file);
-        if (copies.files.size() == 1 && listed == nullptr)
-            break;
         Digest const digest = readSum(opened, tree.shownPath(path), reporter).digest;
         if (listed != nullptr && SourceSums::contradict(*listed, digest))
             look.contradictedPath = tree.shownPath(path);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <new>
 
@@ -26,6 +27,10 @@ constexpr char const* besideSuffix = ".new";
 bool isDotEntry(std::string_view name) noexcept {
     return name == "." || name == "..";
 }
+
+struct CharactersFreer {
+    void operator()(char* characters) const noexcept { std::free(characters); }
+};
 
 /// Saves a second system call for nearly every file. It does not see an access control list that
 /// denies one user a file that its mode lets everybody read.
@@ -62,6 +67,13 @@ std::optional<FolderId> folderAt(std::string const& path) noexcept {
     return FolderId(status.st_dev, status.st_ino);
 }
 
+std::string resolved(std::string const& path) {
+    std::unique_ptr<char, CharactersFreer> const real(realpath(path.c_str(), nullptr));
+    if (real == nullptr && errno == ENOMEM)
+        throw std::bad_alloc();
+    return real != nullptr ? real.get() : "";
+}
+
 Folder openFolder(std::string const& path) {
     return {FileDescriptor(
                 retried([&] { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); })),
@@ -96,9 +108,9 @@ int forEachEntry(int folder,
 Look lookAt(int folder, char const* path) noexcept {
     struct stat status {};
     if (retried([&] { return fstatat(folder, path, &status, 0); }) != 0)
-        return {false, errno, false, 0};
+        return {false, errno, false, 0, {}};
     return {true, whyNotReadable(folder, path, status), S_ISREG(status.st_mode),
-            static_cast<std::uint64_t>(status.st_size)};
+            static_cast<std::uint64_t>(status.st_size), status.st_mtim};
 }
 
 OpenedFile openRegular(int folder, char const* path) noexcept {

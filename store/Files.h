@@ -35,6 +35,10 @@ using FolderId = std::pair<dev_t, ino_t>;
 /// @return The folder that a path leads to; nothing when none can be told.
 std::optional<FolderId> folderAt(std::string const& path) noexcept;
 
+/// @return The path with all links resolved; empty, with `errno` set, if it does not exist or is
+///         too long for the system. @throws std::bad_alloc
+std::string resolved(std::string const& path);
+
 /// Opens a folder for reading.
 /// @return The folder, not valid with `errno` set on failure. @throws std::bad_alloc
 Folder openFolder(std::string const& path);
@@ -52,6 +56,7 @@ struct Look {
     int error = ENOENT;     ///< why it cannot be opened for reading; 0 when it can
     bool regular = false;   ///< it is a regular file
     std::uint64_t size = 0; ///< its size in bytes
+    timespec modified{};    ///< its modification time
 };
 
 /// Looks at a file without opening it, in one system call where its mode gives the answer. Links

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdlib>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -51,19 +50,6 @@ FileDescriptor openAlong(int folder, std::string const& path, int flags) {
     int const from = here.valid() ? here.get() : folder;
     return FileDescriptor(
         retried([&] { return openat(from, path.c_str() + start, flags | O_CLOEXEC); }));
-}
-
-struct CharactersFreer {
-    void operator()(char* characters) const noexcept { std::free(characters); }
-};
-
-/// @return The path with all links resolved; empty if it does not exist or is too long for the
-/// system.
-std::string resolved(std::string const& path) {
-    std::unique_ptr<char, CharactersFreer> const real(realpath(path.c_str(), nullptr));
-    if (real == nullptr && errno == ENOMEM)
-        throw std::bad_alloc();
-    return real != nullptr ? real.get() : "";
 }
 
 std::string joined(std::string const& folder, std::string const& name) {
@@ -270,6 +256,20 @@ std::vector<Remark> SourceTree::remarks() const {
 
 Remark remarkOn(Failure const& gap) {
     return {gap.path, "Cannot be searched:", gap.error};
+}
+
+Look SourceTree::look(std::string const& path) const {
+    Look look;
+    if (path.size() < PATH_MAX) {
+        look = lookAt(m_root.get(), path.c_str());
+    } else {
+        OpenedFile const opened = open(path);
+        look = {opened.error == 0, opened.error, opened.error == 0, opened.size(),
+                opened.status.st_mtim};
+    }
+    if (look.error == 0 && !look.regular)
+        look.error = EINVAL;
+    return look;
 }
 
 OpenedFile SourceTree::open(std::string const& path) const {

@@ -51,6 +51,10 @@ public:
     /// Opens a file.
     /// @param path Its path, from the source on; of any length.
     OpenedFile open(std::string const& path) const;
+    /// Looks at a file that need not be read now.
+    /// @param path Its path, from the source on; of any length.
+    /// @return What it shows; its error is EINVAL for what is no regular file.
+    Look look(std::string const& path) const;
     /// @return The path that messages show. @throws std::bad_alloc
     std::string shownPath(std::string const& path) const { return m_root.pathOf(path); }
 

@@ -31,6 +31,8 @@ std::optional<char> characterFor(char letter) noexcept {
 } // namespace
 
 std::string escaped(std::string_view text) {
+    if (text.find_first_of("\\\n\r") == std::string_view::npos)
+        return std::string(text);
     std::string result;
     result.reserve(text.size());
     for (char const c : text) {

@@ -423,6 +423,26 @@ TEST_F(StoreInstall, CountsTheFilesOfTheSetAlone) {
     EXPECT_EQ(last[zel::store::Phase::readingBack], all);
 }
 
+TEST_F(StoreInstall, FailsWhenOneOfTwoCopiesCannotBeRead) {
+    support::inPrivateNamespaces([&] {
+        support::giveUpPrivileges();
+        writeFile(stick + "/other/" + data, "1 " + data);
+        fs::permissions(stick + "/other/" + data, fs::perms::none);
+        EXPECT_EQ(seen(install(7)), "failed: Cannot read " + stick + "/other/" + data +
+                                        ": Permission denied\nunchanged, not complete\n");
+    });
+}
+
+TEST_F(StoreInstall, FailsWhenAFileBecameAFolderSinceTheSearch) {
+    auto const source = zel::store::Source::open(stick, {});
+    fs::remove(stick + "/" + data);
+    fs::create_directory(stick + "/" + data);
+    auto const outcome = store.install(7, *source.source, {}, {});
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->path, stick + "/" + data);
+    EXPECT_FALSE(fs::exists(cali));
+}
+
 TEST_F(StoreInstall, ACallbackThatThrowsCancels) {
     auto source = zel::store::Source::open(stick, {});
     auto const outcome =
