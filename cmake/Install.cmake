@@ -46,7 +46,8 @@ set(public_headers
     util/Logger.h
     util/StringHelpers.h)
 if(TARGET zentho_store)
-    list(APPEND public_headers store/CalibrationStore.h store/Results.h store/Source.h)
+    list(APPEND public_headers store/CalibrationStore.h store/Mirror.h store/Results.h
+        store/Source.h)
 endif()
 foreach(header IN LISTS public_headers)
     get_filename_component(folder ${header} DIRECTORY)

@@ -86,6 +86,15 @@ void requireRoom(std::string const& directory, InstallPlan const& plan) {
     throw Stop{std::move(failure)};
 }
 
+bool areOnOneDisk(Folder const& left, Folder const& right) noexcept {
+    struct statx const one = statusOf(left.get(), "");
+    struct statx const other = statusOf(right.get(), "");
+    bool const areKnown = one.stx_mask != 0 && other.stx_mask != 0;
+    return !areKnown ||
+           (one.stx_mnt_id == other.stx_mnt_id && one.stx_dev_major == other.stx_dev_major &&
+            one.stx_dev_minor == other.stx_dev_minor);
+}
+
 void requireMovable(Target const& target, std::vector<std::string> const& names,
                     unsigned long serial) {
     for (std::string const& name :

@@ -17,6 +17,11 @@ namespace zel::store {
 /// @throws Stop with FailureKind::noRoom
 void requireRoom(std::string const& directory, InstallPlan const& plan);
 
+/// @return Whether folders and files can be moved from one folder to the other: both are of one
+/// file
+///         system, as mounted at one place.
+bool areOnOneDisk(Folder const& left, Folder const& right) noexcept;
+
 /// Checks that files can be replaced and removed. If that failed only after the journal is written,
 /// the transaction could never be completed.
 /// @param target The directory with its hidden folder.

@@ -159,6 +159,22 @@ void Stage::readBack(Reporter& reporter) const {
     }
 }
 
+void Stage::setTime(StagedFile const& file, std::time_t time) const {
+    std::string const number = std::to_string(file.number);
+    std::array<timespec, 2> const times{timespec{time, 0}, timespec{time, 0}};
+    if (retried([&] {
+            return utimensat(m_folder.get(), number.c_str(), times.data(), AT_SYMLINK_NOFOLLOW);
+        }) != 0)
+        stop("Cannot set the time of", m_folder.pathOf(number), errno);
+}
+
+void Stage::giveNames() const {
+    for (StagedFile const& file : m_files)
+        moveFile(m_folder, std::to_string(file.number), m_folder, file.name);
+    giveMode(m_folder.get(), publicFolder, m_folder.path);
+    flush(m_folder);
+}
+
 std::optional<Digest> sumOf(Folder const& folder, std::string const& name, std::uint64_t size,
                             Reporter* reporter) {
     OpenedFile const opened = openRegular(folder.get(), name.c_str());

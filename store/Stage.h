@@ -7,6 +7,7 @@
 #include "store/Reporter.h"
 #include "store/Target.h"
 
+#include <ctime>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -51,6 +52,13 @@ public:
 
     /// Reads everything back from the medium. @throws Stop when that gives other bytes.
     void readBack(Reporter& reporter) const;
+
+    /// Sets the modification time of a staged file. @throws Stop
+    void setTime(StagedFile const& file, std::time_t time) const;
+
+    /// Gives all files their names, and everybody the right to read them, so that the stage can
+    /// become a folder of a mirror. @throws Stop
+    void giveNames() const;
 
     /// Leaves the stage where it is, for a journal that names its files.
     void keep() noexcept { m_kept = true; }

@@ -17,12 +17,6 @@ namespace {
 
 constexpr char const* cannotMake = "Cannot make the directory";
 
-std::string withoutTrailingSlashes(std::string path) {
-    while (path.size() > 1 && path.back() == '/')
-        path.pop_back();
-    return path;
-}
-
 /// @return Whether an open folder has been deleted.
 bool wasRemoved(Folder const& folder) noexcept {
     struct stat status {};
@@ -43,6 +37,12 @@ Folder openInside(Folder const& folder, char const* name) {
         stop(FailureKind::inTheWay,
              "There must be a folder of our own, but there is a file or a link:", inside.path);
     stop("Cannot open", inside.path, errno);
+}
+
+std::string withoutTrailingSlashes(std::string path) {
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    return path;
 }
 
 std::string parentOf(std::string const& path) {

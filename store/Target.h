@@ -83,6 +83,9 @@ private:
 /// folder.
 Folder openInside(Folder const& folder, char const* name);
 
+/// @return A path without the slashes at its end.
+std::string withoutTrailingSlashes(std::string path);
+
 /// @return Path of the folder that holds a path's last name.
 std::string parentOf(std::string const& path);
 

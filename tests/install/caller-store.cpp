@@ -1,5 +1,6 @@
 // A program that calls every public operation of the store. It only has to compile and to link.
 #include "store/CalibrationStore.h"
+#include "store/Mirror.h"
 #include "store/Results.h"
 #include "store/Source.h"
 
@@ -41,10 +42,19 @@ bool callTheStore(store::Source const& source) {
            store::word(store::FileState::same) != nullptr;
 }
 
+bool callTheMirror(store::Source const& source) {
+    store::MirrorOptions options;
+    options.dryRun = true;
+    return store::mirror("directory", source.cameras(), source, options, nullptr).complete;
+}
+
 } // namespace
 
 int main(int argc, char** /*argv*/) {
     if (argc < 1000)
         return 0;
-    return callTheSource() && callTheStore(*store::Source::open("source", nullptr).source) ? 0 : 1;
+    auto const opened = store::Source::open("source", nullptr);
+    bool const answers =
+        callTheSource() && callTheStore(*opened.source) && callTheMirror(*opened.source);
+    return answers ? 0 : 1;
 }

@@ -17,6 +17,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/types.h>
@@ -260,6 +261,45 @@ int __wrap_renameat(int from, char const* oldName, int to, char const* newName);
 int __wrap_renameat(int from, char const* oldName, int to, char const* newName) {
     return answer("renameat", {EIO, ENOSPC, EINTR, EIO + doneAllTheSame},
                   [&] { return __real_renameat(from, oldName, to, newName); });
+}
+
+int __real_renameat2(int from, char const* oldName, int to, char const* newName, unsigned flags);
+int __wrap_renameat2(int from, char const* oldName, int to, char const* newName, unsigned flags);
+int __wrap_renameat2(int from, char const* oldName, int to, char const* newName, unsigned flags) {
+    return answer("renameat2", {EIO, EINVAL, EINTR, EIO + doneAllTheSame},
+                  [&] { return __real_renameat2(from, oldName, to, newName, flags); });
+}
+
+int __real_utimensat(int folder, char const* path, struct timespec const* times, int flags);
+int __wrap_utimensat(int folder, char const* path, struct timespec const* times, int flags);
+int __wrap_utimensat(int folder, char const* path, struct timespec const* times, int flags) {
+    return answer("utimensat", {EIO, EINTR},
+                  [&] { return __real_utimensat(folder, path, times, flags); });
+}
+
+int __real_memfd_create(char const* name, unsigned flags);
+int __wrap_memfd_create(char const* name, unsigned flags);
+int __wrap_memfd_create(char const* name, unsigned flags) {
+    return answer("memfd_create", {EMFILE}, [&] { return __real_memfd_create(name, flags); });
+}
+
+int __real_posix_spawnp(pid_t* process, char const* program,
+                        posix_spawn_file_actions_t const* actions,
+                        posix_spawnattr_t const* attributes, char* const arguments[],
+                        char* const environment[]);
+int __wrap_posix_spawnp(pid_t* process, char const* program,
+                        posix_spawn_file_actions_t const* actions,
+                        posix_spawnattr_t const* attributes, char* const arguments[],
+                        char* const environment[]);
+int __wrap_posix_spawnp(pid_t* process, char const* program,
+                        posix_spawn_file_actions_t const* actions,
+                        posix_spawnattr_t const* attributes, char* const arguments[],
+                        char* const environment[]) {
+    // It returns the error number instead.
+    int const failed = answer("posix_spawnp", {EAGAIN, ENOENT}, [] { return 0; });
+    return failed != 0
+               ? errno
+               : __real_posix_spawnp(process, program, actions, attributes, arguments, environment);
 }
 
 int __real_unlinkat(int folder, char const* path, int flags);

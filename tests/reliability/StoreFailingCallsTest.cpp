@@ -4,7 +4,12 @@
 #include "tests/reliability/FailingCalls.h"
 #include "tests/reliability/TwoVersions.h"
 
+#include "store/Reporter.h"
+#include "store/Signature.h"
+#include "store/Stop.h"
+
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -81,7 +86,103 @@ void StoreWithFailingCalls::expectWholeOrCompleted(WithFailingCalls const& withF
     expectVersion2AfterTheNextInstallation();
 }
 
+class MirrorWithFailingCalls : public reliability::TwoVersions {
+protected:
+    /// Mirrors version 2 while calls fail: whole, or completed by the next run.
+    void expectWholeOrCompleted(WithFailingCalls const& withFailingCalls,
+                                zel::store::MirrorOptions const& options) const {
+        auto const source = Source::open(stick, {});
+        std::optional<zel::store::MirrorOutcome> outcome;
+        withFailingCalls(
+            [&] { outcome = zel::store::mirror(web, {7}, *source.source, options, {}); });
+        expectHonestMirror(*outcome);
+        int const version = expectOneServedVersion();
+        EXPECT_EQ(outcome->cameras.empty() ? false : outcome->cameras[0].changed,
+                  version == 2 && !wasThere);
+        if (outcome->complete) {
+            EXPECT_EQ(version, 2);
+        }
+        expectVersion2AfterTheNextMirroring(options);
+    }
+
+    static void expectHonestMirror(zel::store::MirrorOutcome const& outcome) {
+        auto failure = outcome.failure;
+        if (!failure && !outcome.cameras.empty())
+            failure = outcome.cameras[0].failure;
+        EXPECT_EQ(outcome.complete, !failure);
+        if (failure && failure->error == EOPNOTSUPP) { // what EINVAL means there
+            EXPECT_EQ(errorGiven(), EINVAL);
+        } else {
+            expectHonest(failure);
+        }
+    }
+
+    bool wasThere = false; ///< version 2 was there before
+};
+
 } // namespace
+
+TEST_F(MirrorWithFailingCalls, AFirstRunIsWholeOrCompletedByTheNext) {
+    putVersion(2);
+    zel::store::MirrorOptions options;
+    options.url = "http://h";
+    failEachCall([&](WithFailingCalls const& withFailingCalls) {
+        fs::remove_all(root.path() + "/srv");
+        expectWholeOrCompleted(withFailingCalls, options);
+    });
+}
+
+TEST_F(MirrorWithFailingCalls, AnUpdateIsWholeOrCompletedByTheNext) {
+    failEachCall([&](WithFailingCalls const& withFailingCalls) {
+        startFromMirrored1();
+        putVersion(2);
+        expectWholeOrCompleted(withFailingCalls, {});
+    });
+}
+
+TEST_F(MirrorWithFailingCalls, ATextIsSignedWholeOrNotAtAll) {
+    std::string const path = std::getenv("PATH");
+    std::string const head = "-----BEGIN PGP SIGNED MESSAGE-----\n\n";
+    std::string const end = "-----BEGIN PGP SIGNATURE-----\n-----END PGP SIGNATURE-----\n";
+    support::writeFile(root.path() + "/bin/gpg",
+                       "#!/bin/sh\necho '" + head.substr(0, head.size() - 1) + "'\ncat\necho '" +
+                           end.substr(0, end.size() - 1) + "'\n");
+    fs::permissions(root.path() + "/bin/gpg", fs::perms::owner_all);
+    setenv("PATH", (root.path() + "/bin:" + path).c_str(), 1);
+    zel::store::ProgressCallback const nobody;
+    failEachCall([&](WithFailingCalls const& withFailingCalls) {
+        std::optional<Failure> failure;
+        std::string answer;
+        withFailingCalls([&] {
+            try {
+                zel::store::Reporter reporter(nobody);
+                answer = zel::store::signedInline("text\n", "me", reporter);
+            } catch (zel::store::Stop const& stopped) {
+                failure = stopped.failure;
+            }
+        });
+        expectHonest(failure);
+        EXPECT_EQ(answer, failure ? "" : head + "text\n" + end);
+    });
+    setenv("PATH", path.c_str(), 1);
+}
+
+TEST_F(MirrorWithFailingCalls, WhatADeadProcessLeftHarmsNoSetThatIsAsItShouldBe) {
+    putVersion(2);
+    mirror();
+    wasThere = true;
+    failEachCall([&](WithFailingCalls const& withFailingCalls) {
+        support::writeFile(root.path() + "/srv/.www.zentho-cali/stage/0", "left");
+        for (auto const& name : {description, data, curve}) // so that all are read
+            fs::last_write_time(set + "/" + name, fs::file_time_type());
+        auto const source = Source::open(stick, {});
+        std::optional<zel::store::MirrorOutcome> outcome;
+        withFailingCalls([&] { outcome = zel::store::mirror(web, {7}, *source.source, {}, {}); });
+        expectHonestMirror(*outcome);
+        EXPECT_EQ(expectOneServedVersion(), 2);
+        expectVersion2AfterTheNextMirroring();
+    });
+}
 
 TEST_F(StoreWithFailingCalls, AFirstInstallationIsWholeOrCompletedByTheNext) {
     putVersion(2);

@@ -54,6 +54,24 @@ TEST_F(StoreWithoutMemory, ARemovalIsWholeOrCompletedByTheNext) {
     });
 }
 
+TEST_F(StoreWithoutMemory, AMirrorIsWholeOrCompletedByTheNextRun) {
+    zel::store::MirrorOptions options;
+    options.url = "http://h";
+    refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {
+        startFromMirrored1();
+        putVersion(2);
+        auto const source = Source::open(stick, {});
+        std::vector<unsigned long> const serials{7};
+        std::optional<zel::store::MirrorOutcome> outcome;
+        withScarceMemory(
+            [&] { outcome = zel::store::mirror(web, serials, *source.source, options, {}); });
+        expectHonest(*outcome);
+        EXPECT_EQ(outcome->complete, !outcome->failure);
+        EXPECT_NE(expectOneServedVersion(), 0);
+        expectVersion2AfterTheNextMirroring(options);
+    });
+}
+
 TEST_F(StoreWithoutMemory, QuestionsSayWhatIsTrueOrFail) {
     startFromVersion1();
     refuseEachAllocation([&](WithScarceMemory const& withScarceMemory) {

@@ -1,5 +1,9 @@
 #include "tests/reliability/TwoVersions.h"
 
+#include "store/Record.h"
+#include "store/Sha256.h"
+#include "store/Signature.h"
+
 #include <cstdlib>
 #include <filesystem>
 #include <utility>
@@ -81,6 +85,52 @@ void TwoVersions::expectNothingAfterTheNextRemoval() {
     left.erase(".zentho-cali");
     left.erase(".zentho-cali/lock");
     EXPECT_TRUE(left.empty());
+}
+
+void TwoVersions::startFromMirrored1(zel::store::MirrorOptions const& options) const {
+    fs::remove_all(root.path() + "/srv");
+    putVersion(1);
+    ASSERT_TRUE(mirror(options).complete);
+}
+
+zel::store::MirrorOutcome TwoVersions::mirror(zel::store::MirrorOptions const& options) const {
+    auto const source = zel::store::Source::open(stick, {});
+    return zel::store::mirror(web, {7}, *source.source, options, {});
+}
+
+int TwoVersions::expectOneServedVersion() const {
+    storetest::Tree served = storetest::treeOf(set);
+    if (served.empty()) {
+        EXPECT_FALSE(fs::exists(set));
+        return 0;
+    }
+    auto const index = zel::store::Record::from(served["SHA256SUMS"], 7);
+    EXPECT_TRUE(index);
+    EXPECT_EQ(index->text(), served["SHA256SUMS"]);
+    if (served.count("SHA256SUMS.asc") != 0) {
+        EXPECT_TRUE(zel::store::holdsInline(served["SHA256SUMS.asc"], served["SHA256SUMS"]));
+    }
+    served.erase("SHA256SUMS");
+    served.erase("SHA256SUMS.asc");
+    EXPECT_EQ(served.size(), index->files.size());
+    int const version = served[description] == camera(7).description() ? 1 : 2;
+    for (auto const& [name, content] : served) {
+        if (name != description) {
+            EXPECT_EQ(content, std::to_string(version) + " " + name);
+        }
+        zel::store::Sha256 sum;
+        sum.add(content);
+        auto const* const listed = index->find(name);
+        EXPECT_TRUE(listed != nullptr && listed->digest == sum.finish()) << name;
+    }
+    return version;
+}
+
+void TwoVersions::expectVersion2AfterTheNextMirroring(
+    zel::store::MirrorOptions const& options) const {
+    EXPECT_TRUE(mirror(options).complete);
+    EXPECT_EQ(expectOneServedVersion(), 2);
+    EXPECT_FALSE(fs::exists(root.path() + "/srv/.www.zentho-cali"));
 }
 
 } // namespace reliability

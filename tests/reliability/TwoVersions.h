@@ -1,8 +1,9 @@
 /// @file
-/// A set of which a version is installed and another is on the stick, and what must hold whatever
-/// happens in between.
+/// A set of which a version is installed, or in a mirror, and another is on the stick, and what
+/// must hold whatever happens in between.
 #pragma once
 
+#include "store/Mirror.h"
 #include "tests/store/StoreFixture.h"
 
 namespace reliability {
@@ -34,6 +35,18 @@ protected:
     /// The next removal ends well, and leaves at most the hidden folder with its lock, which an
     /// earlier failure may have kept.
     void expectNothingAfterTheNextRemoval();
+
+    /// Version 1 is on the stick and in the mirror.
+    void startFromMirrored1(zel::store::MirrorOptions const& options = {}) const;
+    /// Mirrors what is on the stick.
+    zel::store::MirrorOutcome mirror(zel::store::MirrorOptions const& options = {}) const;
+    /// The mirror has a whole set or none. @return Its version; 0 for none.
+    int expectOneServedVersion() const;
+    /// The next run ends well, and leaves version 2 and nothing of what happened before.
+    void expectVersion2AfterTheNextMirroring(zel::store::MirrorOptions const& options = {}) const;
+
+    std::string const web = root.path() + "/srv/www";
+    std::string const set = web + "/7/7/Califiles SN7";
 };
 
 } // namespace reliability
