@@ -158,6 +158,13 @@ void addProblem(std::string const& sentence, std::string const& path, Json& prob
     result.closing.push_back(sentence);
 }
 
+void addHeldCameras(std::vector<unsigned long> const& cameras, std::string const& source,
+                    Json& problems, Result& result) {
+    std::string const number = cameras.size() > 1 ? "s " : " ";
+    addProblem("The source holds camera" + number + listed(cameras) + ".", source, problems,
+               result);
+}
+
 void addNotes(std::vector<File> const& files, Result& result) {
     for (File const& file : files) {
         if (!hasMoreToSay(file))

@@ -30,6 +30,10 @@ void addRemarks(std::vector<zel::store::Remark> const& remarks, Json& problems, 
 void addProblem(std::string const& sentence, std::string const& path, Json& problems,
                 Result& result);
 
+/// Tells which cameras a source holds to a person who asked for one that it does not hold whole.
+void addHeldCameras(std::vector<unsigned long> const& cameras, std::string const& source,
+                    Json& problems, Result& result);
+
 /// Adds to what people are told whatever a file's state does not say.
 void addNotes(std::vector<zel::store::File> const& files, Result& result);
 

@@ -19,9 +19,10 @@ bool readSerial(std::string const& text, unsigned long& serial) {
     return error == std::errc() && rest == end && zel::set::isSerial(serial);
 }
 
-void setSerial(Options& options, std::string const& text) {
-    if (readSerial(text, options.serial))
-        return;
+unsigned long serialOf(std::string const& text) {
+    unsigned long serial = 0;
+    if (readSerial(text, serial))
+        return serial;
     std::string const range = "1 to " + std::to_string(zel::set::largestSerial);
     std::string const mistake = "'" + text + "' is no serial number: decimal digits, " + range;
     throw CLI::ValidationError("SERIAL", mistake);
@@ -29,7 +30,7 @@ void setSerial(Options& options, std::string const& text) {
 
 CLI::Option& addSerialOption(CLI::App& parser, Options& options) {
     auto const set = [&options](std::string const& text) {
-        setSerial(options, text);
+        options.serial = serialOf(text);
     };
     return *parser
                 .add_option_function<std::string>("SERIAL", set,
@@ -55,6 +56,10 @@ CLI::Option& addFlag(CLI::App& parser, char const* name, bool& value, std::strin
     return *parser.add_flag(name, value, help);
 }
 
+void require(CLI::Option& option) {
+    option.required();
+}
+
 void needs(CLI::Option& option, CLI::Option& other) {
     option.needs(&other);
 }
@@ -72,9 +77,21 @@ void addSerialOrAll(CLI::App& parser, Options& options, std::string const& help)
     addFlag(parser, "--all", options.all, help).excludes(&serial);
 }
 
-void addSource(CLI::App& parser, Options& options, std::string const& help) {
-    addText(parser, "-s,--source", "DIR", options.source,
-            "The stick: searched with all directories below; " + help);
+void addSerialsOrAll(CLI::App& parser, Options& options, std::string const& help) {
+    auto const set = [&options](std::vector<std::string> const& texts) {
+        for (std::string const& text : texts)
+            options.serials.push_back(serialOf(text));
+    };
+    CLI::Option& serials = *parser
+                                .add_option_function<std::vector<std::string>>(
+                                    "SERIAL", set, "Serial numbers of the cameras, in decimal")
+                                ->type_name("");
+    addFlag(parser, "--all", options.all, help).excludes(&serials);
+}
+
+CLI::Option& addSource(CLI::App& parser, Options& options, std::string const& help) {
+    return addText(parser, "-s,--source", "DIR", options.source,
+                   "The stick: searched with all directories below" + help);
 }
 
 void addDirectory(CLI::App& parser, Options& options) {

@@ -34,6 +34,9 @@ CLI::Option& addText(CLI::App& parser, char const* name, char const* type, std::
 /// @return The option, owned by the parser.
 CLI::Option& addFlag(CLI::App& parser, char const* name, bool& value, std::string const& help);
 
+/// Makes it a mistake to leave an option out.
+void require(CLI::Option& option);
+
 /// Makes an option a mistake without another one.
 void needs(CLI::Option& option, CLI::Option& other);
 
@@ -47,9 +50,14 @@ void addSerial(CLI::App& parser, Options& options);
 /// @param help What every camera is.
 void addSerialOrAll(CLI::App& parser, Options& options, std::string const& help);
 
+/// Adds the serial numbers of cameras, and the option that takes every camera instead.
+/// @param help What every camera is.
+void addSerialsOrAll(CLI::App& parser, Options& options, std::string const& help);
+
 /// Adds the stick, which may be left out.
-/// @param help What happens without it.
-void addSource(CLI::App& parser, Options& options, std::string const& help);
+/// @param help What happens without it, after the stick is explained.
+/// @return The option, owned by the parser.
+CLI::Option& addSource(CLI::App& parser, Options& options, std::string const& help);
 
 /// Adds the calibration directory.
 void addDirectory(CLI::App& parser, Options& options);

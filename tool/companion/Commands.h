@@ -10,10 +10,10 @@ namespace companion {
 
 // Each is defined in the file of its name.
 extern Command const find, install, check, verify, list, remove, recover, optics, config, download,
-    online;
+    mirror, online;
 
 /// In the order of the help text.
-inline constexpr std::array allCommands{&find,    &install, &check,  &verify,   &list,  &remove,
-                                        &recover, &optics,  &config, &download, &online};
+inline constexpr std::array allCommands{&find,    &install, &check,  &verify,   &list,   &remove,
+                                        &recover, &optics,  &config, &download, &mirror, &online};
 
 } // namespace companion

@@ -69,14 +69,6 @@ bool partialHelps(InstallOutcome const& outcome, std::string const& description)
     });
 }
 
-/// Tells which cameras the source holds to a person who asked for one that it does not hold whole.
-void tellCameras(std::vector<unsigned long> const& cameras, Source const& source, Json& problems,
-                 Result& result) {
-    std::string const number = cameras.size() > 1 ? "s " : " ";
-    addProblem("The source holds camera" + number + listed(cameras) + ".", source.path(), problems,
-               result);
-}
-
 void tellShortcomings(unsigned long serial, InstallOutcome const& outcome, Options const& options,
                       Result& result) {
     answerNo(result);
@@ -114,7 +106,7 @@ void tell(unsigned long serial, Source const& source, InstallOutcome const& outc
                    problems, result);
     result.closing.push_back(closingSentence(serial, outcome, options));
     if (!options.all && !outcome.cameras.empty())
-        tellCameras(outcome.cameras, source, problems, result);
+        addHeldCameras(outcome.cameras, source.path(), problems, result);
     if (!isWhole(outcome))
         tellShortcomings(serial, outcome, options, result);
 }
@@ -208,7 +200,7 @@ void installAll(Options const& options, ProgressLine& progress, Terminal const& 
 
 void addInstallOptions(CLI::App& parser, Options& options) {
     addSerialOrAll(parser, options, "Every camera whose description the stick holds");
-    addSource(parser, options, "without it, the mounted medium that holds the description");
+    addSource(parser, options, "; without it, the mounted medium that holds the description");
     addDirectory(parser, options);
     addFlag(parser, "--partial", options.partial,
             "Install what there is although files are missing");

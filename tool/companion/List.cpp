@@ -84,7 +84,7 @@ ListOutcome listOf(Options const& options) {
 }
 
 void addListOptions(CLI::App& parser, Options& options) {
-    addSource(parser, options, "without it, what is installed is listed");
+    addSource(parser, options, "; without it, what is installed is listed");
     addDirectory(parser, options);
 }
 

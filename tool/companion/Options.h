@@ -13,6 +13,7 @@ namespace companion {
 struct Options {
     std::vector<std::string> words;                     ///< all of them, as they were given
     unsigned long serial = 0;                           ///< 0: none was given
+    std::vector<unsigned long> serials;                 ///< of a command that takes several
     bool all = false;                                   ///< every camera
     std::string directory = zel::defaultCalibrationDir; ///< calibration directory
     std::string source;                                 ///< the stick; empty: none was given
@@ -25,6 +26,8 @@ struct Options {
     std::string framerate;                              ///< its frame rate; empty: the usual one
     std::string output;                                 ///< file to write to; empty: none
     bool force = false;                                 ///< that file may be replaced
+    std::string url;                                    ///< where a mirror is served; may be empty
+    std::string signKey;                                ///< the key that signs it; empty: none
     bool json = false;                                  ///< answer as a JSON object
     int verbosity = 0;                                  ///< how often -v was given
     std::string logFile;                                ///< base name of a log file; empty: none

@@ -99,7 +99,7 @@ Result verifyAll(Options const& options, Terminal const& terminal) {
 
 void addVerifyOptions(CLI::App& parser, Options& options) {
     addOptionalSerial(parser, options);
-    addSource(parser, options, "without it, the record of the installation counts");
+    addSource(parser, options, "; without it, the record of the installation counts");
     addDirectory(parser, options);
 }
 

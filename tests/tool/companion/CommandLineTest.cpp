@@ -161,38 +161,40 @@ TEST_F(CompanionCommandLine, PrintsItsVersion) {
 }
 
 TEST_F(CompanionCommandLine, ListsItsCommandsAsHelp) {
-    EXPECT_EQ(seenOf({"--help"}),
-              exited(0,
-                     "Installs and checks the calibration files of an infrared camera.\n"
-                     "Usage: zentho-cali [OPTIONS] SUBCOMMAND\n"
-                     "\n"
-                     "Options:\n"
-                     "  -h,--help             Print this help and exit\n"
-                     "  --version             Print the version and exit\n"
-                     "\n"
-                     "Subcommands:\n"
-                     "  find                  Find the first attached camera, every one, or tell"
-                     " whether a certain one is attached\n"
-                     "  install               Install a camera's whole set from a stick, or nothing"
-                     " at all\n"
-                     "  check                 List what keeps installed sets from being complete,"
-                     " by names and sizes\n"
-                     "  verify                Compare every byte of installed sets with their"
-                     " record, or with a stick\n"
-                     "  list                  List the cameras whose sets are installed, or are on"
-                     " a stick\n"
-                     "  remove                Remove a camera's files\n"
-                     "  recover               Complete what was interrupted, without the stick\n"
-                     "  optics                Show a camera's optics, temperature ranges and frame"
-                     " rates\n"
-                     "  config                Write a camera's configuration\n"
-                     "  download              Download the files that are missing of a set\n"
-                     "  online                Tell whether exactly one default route is"
-                     " configured\n"
-                     "\n"
-                     "Exit status: 0 yes, 1 no, 2 wrong usage, 3 could not run.\n"
-                     "'zentho-cali COMMAND --help' tells more of a command.\n",
-                     ""));
+    EXPECT_EQ(
+        seenOf({"--help"}),
+        exited(0,
+               "Installs and checks the calibration files of an infrared camera.\n"
+               "Usage: zentho-cali [OPTIONS] SUBCOMMAND\n"
+               "\n"
+               "Options:\n"
+               "  -h,--help             Print this help and exit\n"
+               "  --version             Print the version and exit\n"
+               "\n"
+               "Subcommands:\n"
+               "  find                  Find the first attached camera, every one, or tell"
+               " whether a certain one is attached\n"
+               "  install               Install a camera's whole set from a stick, or nothing"
+               " at all\n"
+               "  check                 List what keeps installed sets from being complete,"
+               " by names and sizes\n"
+               "  verify                Compare every byte of installed sets with their"
+               " record, or with a stick\n"
+               "  list                  List the cameras whose sets are installed, or are on"
+               " a stick\n"
+               "  remove                Remove a camera's files\n"
+               "  recover               Complete what was interrupted, without the stick\n"
+               "  optics                Show a camera's optics, temperature ranges and frame"
+               " rates\n"
+               "  config                Write a camera's configuration\n"
+               "  download              Download the files that are missing of a set\n"
+               "  mirror                Make or update a mirror that any web server can serve\n"
+               "  online                Tell whether exactly one default route is"
+               " configured\n"
+               "\n"
+               "Exit status: 0 yes, 1 no, 2 wrong usage, 3 could not run.\n"
+               "'zentho-cali COMMAND --help' tells more of a command.\n",
+               ""));
 }
 
 TEST_F(CompanionCommandLine, GivesTheSameHelpByItsShortOption) {
@@ -221,4 +223,5 @@ TEST_P(CompanionHelp, OfACommandNamesTheOptionsThatAllHave) {
 
 INSTANTIATE_TEST_SUITE_P(Every, CompanionHelp,
                          testing::Values("find", "install", "check", "verify", "list", "remove",
-                                         "recover", "optics", "config", "download", "online"));
+                                         "recover", "optics", "config", "download", "mirror",
+                                         "online"));
