@@ -202,6 +202,67 @@ void addQuestions(Suite& suite) {
         });
 }
 
+/// Sets on a stick, of which one changes, a mirror of them, and a copy.
+class MirroredSets {
+public:
+    MirroredSets(std::string const& where, int sets) : m_directory(where) {
+        for (int set = 0; set < sets; ++set) {
+            support::Camera camera(firstSerial + set);
+            for (int optic = 1; optic <= 8; ++optic)
+                camera.optic(optic).range(-20, 100);
+            auto const folder = stick() + "/" + std::to_string(firstSerial + set);
+            camera.writeInto(folder);
+            auto const names = camera.fileNames();
+            for (auto name = names.begin() + 1; name != names.end(); ++name)
+                fs::resize_file(folder + "/" + *name, InstalledSet::fileSize);
+            m_changing = folder + "/" + names.back();
+        }
+        mirror();
+        copy();
+    }
+
+    void change() const {
+        static int version = 0;
+        support::writeFile(m_changing, "version " + std::to_string(++version));
+    }
+    std::uint64_t mirror() const {
+        return saysYes({ZENTHO_BENCH_COMPANION, "mirror", "-s", stick(), "--all", "-o",
+                        m_directory + "/mirror"});
+    }
+    std::uint64_t copy() const {
+        return saysYes({"rsync", "-a", stick() + "/", m_directory + "/copy"});
+    }
+
+private:
+    static constexpr int firstSerial = 14080001;
+
+    std::string stick() const { return m_directory + "/stick"; }
+
+    std::string m_directory;
+    std::string m_changing;
+};
+
+void addMirror(Suite& suite) {
+    suite.addRace(
+        "store/mirror", 21,
+        [&suite] {
+            auto const sets = std::make_shared<MirroredSets const>(suite.directory() + "/mirrored",
+                                                                   suite.quick() ? 5 : 500);
+            auto const change = [sets] {
+                sets->change();
+            };
+            return Race{{{"mirror", [sets] { return sets->mirror(); }, change},
+                         {"rsync", [sets] { return sets->copy(); }, change}},
+                        1,
+                        true};
+        },
+        [&suite](Timings const& timings) {
+            suite.results().add("`mirror` of 500 sets of 17 files, one changed ÷ `rsync -a` of the "
+                                "same tree, by the clock",
+                                Goal{1.2, 0.8}, timings.ratioTo(1));
+        });
+}
+
 void addList(Suite& suite) {
     auto const seconds = std::make_shared<std::map<int, double>>();
     for (int const count : {250, 2000}) {
@@ -254,6 +315,7 @@ void addStartUp(Suite& suite) {
 void addStoreRows(Suite& suite) {
     addInstall(suite);
     addQuestions(suite);
+    addMirror(suite);
     addList(suite);
     addStartUp(suite);
 }
