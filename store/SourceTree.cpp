@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <new>
 #include <string_view>
 #include <utility>
 
