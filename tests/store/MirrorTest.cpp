@@ -73,7 +73,7 @@ std::string const nothingToDo =
 std::string const replaced = "changed, complete\n7 changed, complete\n" + data + ": replaced\n" +
                              description + ": unchanged\n" + curve + ": replaced\n";
 
-MirrorOptions dryRun(MirrorOptions options = {}) {
+MirrorOptions dryMirror(MirrorOptions options = {}) {
     options.dryRun = true;
     return options;
 }
@@ -108,7 +108,7 @@ struct stat statusOf(std::string const& path) {
     return status;
 }
 
-mode_t modeOf(std::string const& path) {
+mode_t rightsOf(std::string const& path) {
     return statusOf(path).st_mode & 07777U;
 }
 
@@ -132,7 +132,7 @@ protected:
     std::string mirrored(MirrorOptions const& options = {},
                          std::vector<unsigned long> const& serials = {7}) const {
         Tree const before = treeOf(root.path());
-        std::string const planned = seen(mirror(dryRun(options), serials));
+        std::string const planned = seen(mirror(dryMirror(options), serials));
         EXPECT_EQ(treeOf(root.path()), before);
         std::string const done = seen(mirror(options, serials));
         EXPECT_EQ(planned, done);
@@ -246,10 +246,10 @@ TEST_F(StoreMirror, GivesEverybodyTheRightToReadWhateverTheMask) {
     EXPECT_EQ(seen(mirror(servedAt("http://h"))), allNew + "downloadlinks.xml: installed\n");
     umask(mask);
     for (std::string const& folder : {web, web + "/7", web + "/7/7", set})
-        EXPECT_EQ(modeOf(folder), 0755U) << folder;
+        EXPECT_EQ(rightsOf(folder), 0755U) << folder;
     for (std::string const& name : {data, curve, description, std::string("SHA256SUMS")})
-        EXPECT_EQ(modeOf(set + "/" + name), 0644U) << name;
-    EXPECT_EQ(modeOf(web + "/downloadlinks.xml"), 0644U);
+        EXPECT_EQ(rightsOf(set + "/" + name), 0644U) << name;
+    EXPECT_EQ(rightsOf(web + "/downloadlinks.xml"), 0644U);
     EXPECT_EQ(statusOf(set + "/" + data).st_mtim.tv_sec, 1234567890);
 }
 
@@ -485,7 +485,7 @@ TEST_F(StoreMirror, RemovesNothingThatIsNotOfTheSet) {
         auto const outcome = mirror();
         ASSERT_TRUE(outcome.cameras.at(0).failure) << name;
         EXPECT_EQ(outcome.cameras.at(0).failure->kind, FailureKind::inTheWay) << name;
-        EXPECT_EQ(seen(mirror(dryRun())), seen(outcome));
+        EXPECT_EQ(seen(mirror(dryMirror())), seen(outcome));
         EXPECT_EQ(treeOf(web), before) << name;
         fs::remove_all(set + "/" + name.substr(0, name.find('/')));
         putOnStick(camera(7));
@@ -564,7 +564,7 @@ TEST_F(StoreMirror, TellsOfAFullDiskBeforeAnythingIsWritten) {
         fs::resize_file(stick + "/" + data, 1000000);
         putOnStick(camera(9));
         EXPECT_EQ(mirror().failure->kind, FailureKind::noRoom);
-        EXPECT_EQ(mirror(dryRun()).failure->kind, FailureKind::noRoom);
+        EXPECT_EQ(mirror(dryMirror()).failure->kind, FailureKind::noRoom);
         auto const both = mirror({}, {7, 9}); // the next one is not tried
         EXPECT_FALSE(both.changed);
         EXPECT_FALSE(fs::exists(web));
@@ -670,7 +670,7 @@ TEST_F(StoreMirrorOfMany, IsLookedAtWhole) {
     EXPECT_TRUE(changedSets(mirrorAll()).empty());
     for (int const serial : {10, 11, 39})
         writeFile(stick + "/" + camera(serial).fileNames()[1], "new");
-    EXPECT_EQ(changedSets(mirrorAll(dryRun())), (std::vector<unsigned long>{10, 11, 39}));
+    EXPECT_EQ(changedSets(mirrorAll(dryMirror())), (std::vector<unsigned long>{10, 11, 39}));
     EXPECT_EQ(changedSets(mirrorAll()), (std::vector<unsigned long>{10, 11, 39}));
     fs::remove(stick + "/" + camera(12).fileNames()[1]);
     fs::remove(stick + "/" + camera(13).fileNames()[1]);
@@ -688,7 +688,7 @@ TEST_F(StoreMirrorOfMany, IsLookedAtWholeWithoutAnotherThread) {
     ASSERT_EQ(pthread_getattr_default_np(&tooLarge), 0);
     ASSERT_EQ(pthread_attr_setstacksize(&tooLarge, std::size_t{1} << 50), 0);
     ASSERT_EQ(pthread_setattr_default_np(&tooLarge), 0);
-    EXPECT_EQ(changedSets(mirrorAll(dryRun())).size(), many);
+    EXPECT_EQ(changedSets(mirrorAll(dryMirror())).size(), many);
     ASSERT_EQ(pthread_setattr_default_np(&usual), 0);
 }
 
@@ -711,7 +711,7 @@ TEST_F(StoreMirrorOfMany, FailsWhereverTheDiskIsTooSmall) {
         for (int const serial : {20, 21}) {
             std::string const large = stick + "/" + camera(serial).fileNames()[1];
             fs::resize_file(large, 1000000);
-            EXPECT_EQ(mirrorAll(dryRun()).failure->kind, FailureKind::noRoom);
+            EXPECT_EQ(mirrorAll(dryMirror()).failure->kind, FailureKind::noRoom);
             fs::resize_file(large, 10);
         }
     });
