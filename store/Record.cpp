@@ -66,11 +66,7 @@ std::optional<Record> Record::from(std::string_view text, unsigned long serial) 
     bool allSized = true;
     std::size_t next = 0; // the sums have the order of the sizes, in the records that text() makes
     forEachLine(text, [&](std::string_view line) {
-        if (auto const from = after(sourceMark, line)) {
-            record.source = unescaped(*from, room).value_or("");
-        } else if (auto const day = after(dateMark, line)) {
-            record.date = *day;
-        } else if (auto const size = after(sizeMark, line)) {
+        if (auto const size = after(sizeMark, line)) {
             if (auto const sized = readSized(*size, room); sized && isOurs(sized->name, serial))
                 record.add(sized->name, {sized->size, noSum});
         } else if (auto const sum = readSumLine(line, room)) {
@@ -80,6 +76,10 @@ std::optional<Record> Record::from(std::string_view text, unsigned long serial) 
                 record.files[next++].digest = sum->digest;
             else if (isOurs(sum->name, serial))
                 allSized = false;
+        } else if (auto const from = after(sourceMark, line)) {
+            record.source = unescaped(*from, room).value_or("");
+        } else if (auto const day = after(dateMark, line)) {
+            record.date = *day;
         }
     });
     bool const allSummed =

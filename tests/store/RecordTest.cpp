@@ -116,10 +116,11 @@ TEST(StoreRecord, HasWhatTheLastOfSeveralLinesSaysOfAFile) {
 }
 
 TEST(StoreRecord, IgnoresLinesThatItDoesNotKnow) {
-    std::string const text = "# to be read by a person\n\nrubbish\n# size x Cali-7.xml\n" +
-                             record().text() + hexadecimal(digest(4)) + "  Cali-71.xml\n" +
-                             hexadecimal(digest(5)) + "  notes\n" +
-                             hexadecimal(digest(6)).substr(1) + "  Cali-7.xml";
+    std::string const text =
+        "# to be read by a person\n\nrubbish\n# size x Cali-7.xml\n# size 1 \n# size 1 "
+        "Cali-7-bad\\x\n" +
+        record().text() + hexadecimal(digest(4)) + "  Cali-71.xml\n" + hexadecimal(digest(5)) +
+        "  notes\n" + hexadecimal(digest(6)).substr(1) + "  Cali-7.xml";
     auto const read = Record::from(text, 7);
     ASSERT_TRUE(read);
     EXPECT_TRUE(equal(*read, record())) << read->text();
