@@ -93,12 +93,48 @@ Stage::~Stage() {
     }
 }
 
+Stage::Incoming::Incoming(Folder const& stage, unsigned int number)
+    : m_path(stage.pathOf(std::to_string(number))),
+      m_file(createFile(stage, std::to_string(number))), m_number(number) {}
+
+void Stage::Incoming::add(std::string_view piece) {
+    m_sum.add(piece);
+    if (!writeAll(m_file.get(), piece))
+        stop("Cannot write", m_path, errno);
+    m_size += piece.size();
+}
+
+void Stage::Incoming::finish(std::optional<timespec> time) {
+    if (time) {
+        std::array<timespec, 2> const times{*time, *time};
+        if (retried([&] { return futimens(m_file.get(), times.data()); }) != 0)
+            stop("Cannot set the time of", m_path, errno);
+    }
+    startWriting(m_file.get());
+}
+
+Stage::Incoming Stage::begin() {
+    Incoming incoming(m_folder, m_next);
+    m_made.insert(m_next++);
+    return incoming;
+}
+
+StagedFile Stage::adopt(unsigned int number, std::uint64_t size, Digest const& digest,
+                        std::string name) {
+    m_copies.push_back({number, size, digest, std::move(name)});
+    m_made.erase(number);
+    return m_copies.back();
+}
+
+void Stage::dropRest() {
+    for (unsigned int const number : m_made)
+        removeFile(m_folder, std::to_string(number).c_str());
+    m_made.clear();
+}
+
 StagedFile Stage::add(OpenedFile const& file, std::string const& path, std::string name,
                       Reporter& reporter) {
-    std::string const number = std::to_string(m_files.size());
-    FileDescriptor const copy = createFile(m_folder, number);
-    Sha256 sum;
-    std::uint64_t size = 0;
+    Incoming copy = begin();
     Pieces pieces(file.file.get(), file.size());
     for (;;) {
         auto const piece = pieces.next();
@@ -106,36 +142,20 @@ StagedFile Stage::add(OpenedFile const& file, std::string const& path, std::stri
             stop("Cannot read", path, errno);
         if (piece->empty())
             break;
-        sum.add(*piece);
-        if (!writeAll(copy.get(), *piece))
-            stop("Cannot write", m_folder.pathOf(number), errno);
-        size += piece->size();
+        copy.add(*piece);
         reporter.bytesDone(piece->size());
     }
-    std::array<timespec, 2> const times{file.status.st_mtim, file.status.st_mtim};
-    if (retried([&] { return futimens(copy.get(), times.data()); }) != 0)
-        stop("Cannot set the time of", m_folder.pathOf(number), errno);
-    startWriting(copy.get());
-    ++m_copies;
-    m_copiedBytes += size;
-    return remember(size, sum.finish(), std::move(name));
+    copy.finish(file.status.st_mtim);
+    return adopt(copy.number(), copy.size(), copy.sum(), std::move(name));
 }
 
 StagedFile Stage::add(std::string_view text, std::string name) {
-    std::string const number = std::to_string(m_files.size());
-    FileDescriptor const file = createFile(m_folder, number);
-    if (!writeAll(file.get(), text))
-        stop("Cannot write", m_folder.pathOf(number), errno);
-    startWriting(file.get());
-    Sha256 sum;
-    sum.add(text);
-    return remember(text.size(), sum.finish(), std::move(name));
-}
-
-StagedFile Stage::remember(std::uint64_t size, Digest const& digest, std::string name) {
-    auto const number = static_cast<unsigned int>(m_files.size());
-    m_files.push_back({number, size, digest, std::move(name)});
-    return m_files.back();
+    Incoming file = begin();
+    file.add(text);
+    file.finish(std::nullopt);
+    m_made.erase(file.number());
+    m_texts.push_back({file.number(), file.size(), file.sum(), std::move(name)});
+    return m_texts.back();
 }
 
 void Stage::flushAll() const {
@@ -148,15 +168,22 @@ void Stage::flushAll() const {
 }
 
 void Stage::readBack(Reporter& reporter) const {
-    reporter.begin(Phase::readingBack, m_copies, m_copiedBytes);
-    for (StagedFile const& file : m_files) {
-        std::string const number = std::to_string(file.number);
-        bool const isCopy = file.number < m_copies;
-        if (sumOf(m_folder, number, file.size, isCopy ? &reporter : nullptr) != file.digest)
-            stop("The medium does not give back what was written to", m_folder.pathOf(number), EIO);
-        if (isCopy)
-            reporter.fileDone();
+    std::uint64_t bytes = 0;
+    for (StagedFile const& file : m_copies)
+        bytes += file.size;
+    reporter.begin(Phase::readingBack, m_copies.size(), bytes);
+    for (StagedFile const& file : m_copies) {
+        requireSame(file, &reporter);
+        reporter.fileDone();
     }
+    for (StagedFile const& file : m_texts)
+        requireSame(file, nullptr);
+}
+
+void Stage::requireSame(StagedFile const& file, Reporter* reporter) const {
+    std::string const number = std::to_string(file.number);
+    if (sumOf(m_folder, number, file.size, reporter) != file.digest)
+        stop("The medium does not give back what was written to", m_folder.pathOf(number), EIO);
 }
 
 void Stage::setTime(StagedFile const& file, std::time_t time) const {
@@ -169,8 +196,10 @@ void Stage::setTime(StagedFile const& file, std::time_t time) const {
 }
 
 void Stage::giveNames() const {
-    for (StagedFile const& file : m_files)
-        moveFile(m_folder, std::to_string(file.number), m_folder, file.name);
+    for (auto const* const files : {&m_copies, &m_texts}) {
+        for (StagedFile const& file : *files)
+            moveFile(m_folder, std::to_string(file.number), m_folder, file.name);
+    }
     giveMode(m_folder.get(), publicFolder, m_folder.path);
     flush(m_folder);
 }

@@ -7,7 +7,10 @@
 #include "store/Reporter.h"
 #include "store/Target.h"
 
+#include <cstdint>
 #include <ctime>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,6 +37,45 @@ public:
     Stage(Stage const&) = delete;
     Stage& operator=(Stage const&) = delete;
 
+    /// A file that is on its way into the stage.
+    class Incoming {
+    public:
+        /// Adds bytes. @throws Stop
+        void add(std::string_view piece);
+        /// Gives it a modification time and starts writing it to disk.
+        /// @param time The time; that of its making without one. @throws Stop
+        void finish(std::optional<timespec> time);
+
+        /// @return Its name in the stage.
+        unsigned int number() const noexcept { return m_number; }
+        /// @return The bytes so far.
+        std::uint64_t size() const noexcept { return m_size; }
+        /// @return The sum of its bytes. For once, after the last of them.
+        Digest sum() noexcept { return m_sum.finish(); }
+
+    private:
+        friend class Stage;
+        Incoming(Folder const& stage, unsigned int number);
+
+        std::string m_path;
+        FileDescriptor m_file;
+        unsigned int m_number;
+        std::uint64_t m_size = 0;
+        Sha256 m_sum;
+    };
+
+    /// Makes a file that bytes can be added to. It is removed by dropRest() unless it is adopted.
+    /// @throws Stop
+    Incoming begin();
+
+    /// Takes a file that begin() made into the set. It counts where people see how far this is.
+    /// @throws std::bad_alloc
+    StagedFile adopt(unsigned int number, std::uint64_t size, Digest const& digest,
+                     std::string name);
+
+    /// Removes what begin() made and nobody adopted. @throws Stop
+    void dropRest();
+
     /// Copies a file, with its modification time, and adds up its bytes.
     /// @param file     The open file.
     /// @param path     Its path, for messages.
@@ -43,8 +85,7 @@ public:
     StagedFile add(OpenedFile const& file, std::string const& path, std::string name,
                    Reporter& reporter);
 
-    /// Adds a file with a text, which does not count where people see how far this is. It comes
-    /// after all copies. @throws Stop
+    /// Adds a file with a text, which does not count where people see how far this is. @throws Stop
     StagedFile add(std::string_view text, std::string name);
 
     /// Writes everything through to the medium. @throws Stop
@@ -67,13 +108,14 @@ public:
     Folder const& folder() const noexcept { return m_folder; }
 
 private:
-    StagedFile remember(std::uint64_t size, Digest const& digest, std::string name);
+    void requireSame(StagedFile const& file, Reporter* reporter) const;
 
     Target const& m_target;
     Folder m_folder;
-    std::vector<StagedFile> m_files; // in the order of their numbers
-    std::size_t m_copies = 0;
-    std::uint64_t m_copiedBytes = 0;
+    std::set<unsigned int> m_made;    // by begin(), and not adopted
+    std::vector<StagedFile> m_copies; // what people see how far this is with
+    std::vector<StagedFile> m_texts;
+    unsigned int m_next = 0; // the next file's number
     bool m_kept = false;
 };
 
