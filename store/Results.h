@@ -47,14 +47,25 @@ struct File {
 
 /// What stood in the way of an operation.
 enum class FailureKind {
-    system,       ///< the system refused something: `error` tells why
-    noRoom,       ///< the disk is too full: `needed` and `available`
-    locked,       ///< another process changes the directory: `holder`
-    inTheWay,     ///< a folder or a link stands where it must not
-    laterVersion, ///< a later version of this program began a transaction here
-    noRecord,     ///< there is nothing to compare with
-    cancelled,    ///< the callback asked to stop
-    noMemory,     ///< memory ran out
+    system,         ///< the system refused something: `error` tells why
+    noRoom,         ///< the disk is too full: `needed` and `available`
+    locked,         ///< another process changes the directory: `holder`
+    inTheWay,       ///< a folder or a link stands where it must not
+    laterVersion,   ///< a later version of this program began a transaction here
+    noRecord,       ///< there is nothing to compare with
+    cancelled,      ///< the callback asked to stop
+    noMemory,       ///< memory ran out
+    noProgram,      ///< a program of the package zentho-cali-sources is not installed
+    noSandbox,      ///< a program cannot be confined as it has to be
+    unusableSource, ///< the source is no archive that can be read, or not to its end
+    notListable,    ///< nobody can say what else the source holds
+};
+
+/// The programs that read archives and speak to servers, each in a process of its own that can do
+/// nothing else.
+struct Programs {
+    std::string folder;          ///< where they are; empty: where this library was installed to
+    bool requireSandbox = false; ///< fail where the kernel cannot confine them
 };
 
 /// Why an operation did not run to its end.

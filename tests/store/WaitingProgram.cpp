@@ -1,0 +1,7 @@
+// Says nothing, and never ends by itself.
+#include <unistd.h>
+
+int main() {
+    for (;;)
+        pause();
+}
