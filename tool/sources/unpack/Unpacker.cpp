@@ -1,0 +1,309 @@
+#include "tool/sources/unpack/Unpacker.h"
+
+#include "tool/sources/unpack/Input.h"
+#include "tool/sources/unpack/TarStream.h"
+
+#include "sdk/set/FileKinds.h"
+
+#include <archive.h>
+#include <archive_entry.h>
+
+#include <cerrno>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace unpack {
+
+namespace {
+
+using zel::frames::Damage;
+using zel::frames::Frame;
+using zel::frames::FrameWriter;
+using zel::frames::Header;
+using zel::frames::MemberKind;
+using zel::frames::MemberNames;
+using zel::frames::Trouble;
+
+/// How often an archive is opened again to go on after a damaged member. In a solid one everything
+/// before it is unpacked again.
+constexpr int mostAttempts = 100;
+
+/// The files with the sums of others.
+constexpr std::string_view sums = "SHA256SUMS";
+constexpr std::string_view signedSums = "SHA256SUMS.asc";
+
+/// Thrown when it cannot go on; caught where the last frame is written.
+struct Stop {
+    Trouble trouble;
+    std::uint64_t number;
+    std::string text;
+};
+
+/// Thrown when nobody reads the pipe any more.
+struct ReaderIsGone {};
+
+/// What is done with a member.
+enum class Use { none, name, whole };
+
+la_ssize_t readStream(archive* reader, void* stream, void const** bytes) {
+    auto const piece = static_cast<TarStream*>(stream)->next();
+    if (!piece) {
+        archive_set_error(reader, EIO, "The compressed data are damaged");
+        return ARCHIVE_FATAL;
+    }
+    *bytes = piece->data();
+    return static_cast<la_ssize_t>(piece->size());
+}
+
+std::string_view baseName(std::string_view path) {
+    auto const slash = path.rfind('/');
+    return slash == std::string_view::npos ? path : path.substr(slash + 1);
+}
+
+bool isDescription(std::string_view name, unsigned long owner) {
+    return zel::set::inProperCase(name) == zel::set::descriptionName(owner).view();
+}
+
+std::string pathOf(archive_entry* entry) {
+    char const* path = archive_entry_pathname(entry);
+    if (path == nullptr)
+        path = archive_entry_pathname_utf8(entry);
+    return path != nullptr ? path : "";
+}
+
+/// One reading of an archive.
+class Reading {
+public:
+    Reading(int archive, Wanted const& wanted, FrameWriter const& out)
+        : m_input(archive), m_compression(compressionOf(m_input)), m_wanted(wanted), m_out(out),
+          m_bytes(zel::frames::largestData) {}
+
+    /// @return How many members were told.
+    std::uint64_t run() {
+        for (int attempt = 0; !readOn(); ++attempt) {
+            if (attempt == mostAttempts)
+                throw Stop{Trouble::spoilt, 0, "Too many members are damaged"};
+        }
+        return m_told;
+    }
+
+private:
+    /// Reads on behind the members that are done.
+    /// @return Whether the end was reached; otherwise a damaged member keeps the library from going
+    ///         on, and the archive has to be opened again.
+    bool readOn() {
+        open();
+        std::uint64_t index = 0;
+        for (;; ++index) {
+            archive_entry* entry = nullptr;
+            int const result = archive_read_next_header(m_archive.get(), &entry);
+            if (result == ARCHIVE_EOF)
+                break;
+            if (result != ARCHIVE_OK && result != ARCHIVE_WARN)
+                stop();
+            if (index < m_done)
+                continue;
+            ++m_done;
+            if (!tell(entry))
+                return false;
+        }
+        if (m_stream && index == 0) // any file that begins with zeros looks like it
+            throw Stop{Trouble::noArchive, 0, "It holds nothing"};
+        if (m_stream)
+            finishTar();
+        return true;
+    }
+
+    void open() {
+        m_input.moveTo(0);
+        m_archive.reset(archive_read_new());
+        archive* const reader = m_archive.get();
+        if (reader == nullptr)
+            throw std::bad_alloc();
+        archive_read_support_format_tar(reader);
+        if (m_compression == Compression::none && !isTar()) {
+            archive_read_support_format_zip_seekable(reader);
+            archive_read_support_format_7zip(reader);
+            if (m_input.openWith(reader, true) != ARCHIVE_OK)
+                stop();
+            return;
+        }
+        m_stream.emplace(m_input, m_compression);
+        if (archive_read_open(reader, &*m_stream, nullptr, readStream, nullptr) != ARCHIVE_OK)
+            stop();
+    }
+
+    /// Nothing but a tar archive is read as a stream, so that its end can be looked at.
+    bool isTar() {
+        std::unique_ptr<archive, ArchiveFreer> const reader(archive_read_new());
+        archive_entry* entry = nullptr;
+        archive_read_support_format_tar(reader.get());
+        bool const is =
+            m_input.openWith(reader.get(), true) == ARCHIVE_OK &&
+            archive_read_next_header(reader.get(), &entry) >= ARCHIVE_WARN &&
+            (archive_format(reader.get()) & ARCHIVE_FORMAT_BASE_MASK) == ARCHIVE_FORMAT_TAR;
+        m_input.moveTo(0);
+        return is;
+    }
+
+    /// The library does not read behind the last member. What is compressed has its checksums
+    /// there, and a tar archive without its end was cut.
+    void finishTar() {
+        if (!m_stream->drain())
+            stop();
+        if (!m_stream->endsAsTar())
+            throw Stop{Trouble::cut, 0, "The end of the archive is missing"};
+    }
+
+    /// @return Whether the library can go on.
+    bool tell(archive_entry* entry) {
+        MemberNames names;
+        names.path = pathOf(entry);
+        Use const use = useOf(baseName(names.path));
+        auto const type = archive_entry_filetype(entry);
+        if (use == Use::none || (type == AE_IFDIR && archive_entry_hardlink(entry) == nullptr))
+            return true;
+        names.seconds = archive_entry_mtime(entry);
+        names.nanoseconds =
+            static_cast<std::uint32_t>(archive_entry_mtime_nsec(entry)) % zel::frames::secondInNano;
+        char const* const target = archive_entry_hardlink(entry);
+        bool const isHardLink =
+            target != nullptr && *target != '\0' && archive_entry_size(entry) == 0;
+        if (isHardLink) {
+            names.target = target;
+            begin(MemberKind::hardLink, names, entry);
+        } else if (type == AE_IFLNK) {
+            begin(MemberKind::link, names, entry);
+        } else if (type != AE_IFREG) {
+            begin(MemberKind::other, names, entry);
+        } else if (use == Use::name) {
+            begin(MemberKind::nameOnly, names, entry);
+        } else {
+            if (archive_entry_is_encrypted(entry) != 0)
+                throw Stop{Trouble::encrypted, 0, ""};
+            begin(MemberKind::file, names, entry);
+            return sendBytes();
+        }
+        return true;
+    }
+
+    Use useOf(std::string_view name) const {
+        auto const owner = zel::set::ownerOf(name);
+        if (m_wanted.namesOnly)
+            return owner && isDescription(name, *owner) ? Use::name : Use::none;
+        if (!owner)
+            return name == sums || name == signedSums ? Use::whole : Use::none;
+        if (m_wanted.serial == 0 || *owner == m_wanted.serial)
+            return Use::whole;
+        return isDescription(name, *owner) ? Use::name : Use::none;
+    }
+
+    void begin(MemberKind kind, MemberNames const& names, archive_entry* entry) {
+        Header header;
+        header.type = Frame::member;
+        header.kind = static_cast<std::uint8_t>(kind);
+        header.member = static_cast<std::uint32_t>(m_told++);
+        header.number = archive_entry_size_is_set(entry) != 0 && archive_entry_size(entry) >= 0
+                            ? static_cast<std::uint64_t>(archive_entry_size(entry))
+                            : zel::frames::unknownSize;
+        send(header, payloadOf(names));
+    }
+
+    /// @return Whether the library can go on.
+    bool sendBytes() {
+        Header header;
+        header.member = static_cast<std::uint32_t>(m_told - 1);
+        for (;;) {
+            la_ssize_t const count =
+                archive_read_data(m_archive.get(), m_bytes.data(), m_bytes.size());
+            if (count == ARCHIVE_RETRY)
+                continue;
+            if (count < 0)
+                return sendDamage(static_cast<int>(count));
+            header.type = count > 0 ? Frame::data : Frame::end;
+            send(header, {m_bytes.data(), static_cast<std::size_t>(count)});
+            if (count == 0)
+                return true;
+            header.number += static_cast<std::uint64_t>(count);
+        }
+    }
+
+    /// A member of a compressed stream that cannot be read on has none behind it.
+    bool sendDamage(int result) {
+        bool const isFatal = result != ARCHIVE_WARN && result != ARCHIVE_FAILED;
+        if (isFatal &&
+            (m_stream || m_input.error() != 0 || archive_errno(m_archive.get()) == ENOMEM))
+            stop();
+        Header header;
+        header.type = Frame::broken;
+        header.kind = static_cast<std::uint8_t>(isFatal ? Damage::undecodable : Damage::checksum);
+        header.member = static_cast<std::uint32_t>(m_told - 1);
+        char const* const text = archive_error_string(m_archive.get());
+        send(header, text != nullptr ? text : "");
+        return !isFatal;
+    }
+
+    void send(Header const& header, std::string_view payload) {
+        if (!m_out.write(header, payload))
+            throw ReaderIsGone();
+    }
+
+    /// Stops because the library cannot go on.
+    [[noreturn]] void stop() {
+        archive* const reader = m_archive.get();
+        char const* const text = archive_error_string(reader);
+        Stop stopped{Trouble::spoilt, 0, text != nullptr ? text : ""};
+        if (m_input.error() != 0) {
+            stopped.trouble = Trouble::unreadable;
+            stopped.number = static_cast<std::uint64_t>(m_input.error());
+        } else if (m_stream && m_stream->isDamaged()) {
+            stopped.text = "The compressed data are damaged";
+        } else if (archive_errno(reader) == ENOMEM) {
+            stopped.trouble = Trouble::noMemory;
+        } else if (archive_format(reader) == 0) {
+            stopped.trouble = Trouble::noArchive; // the library cannot be asked more about it
+        } else if (archive_read_has_encrypted_entries(reader) > 0) {
+            stopped.trouble = Trouble::encrypted;
+        }
+        throw Stop(stopped);
+    }
+
+    Input m_input;
+    Compression m_compression;
+    Wanted m_wanted;
+    FrameWriter const& m_out;
+    std::vector<char> m_bytes;
+    std::optional<TarStream> m_stream;
+    std::unique_ptr<archive, ArchiveFreer> m_archive; // after what it reads from
+    std::uint64_t m_done = 0;                         // members of the archive
+    std::uint64_t m_told = 0;
+};
+
+void writeLast(FrameWriter const& out, Trouble trouble, std::uint64_t number,
+               std::string_view text) noexcept {
+    Header header;
+    header.type = Frame::failed;
+    header.kind = static_cast<std::uint8_t>(trouble);
+    header.number = number;
+    out.write(header, text);
+}
+
+} // namespace
+
+void unpack(int archive, Wanted const& wanted, FrameWriter const& out) noexcept try {
+    Header header;
+    header.type = Frame::done;
+    header.number = Reading(archive, wanted, out).run();
+    out.write(header);
+} catch (Stop const& stopped) {
+    writeLast(out, stopped.trouble, stopped.number, stopped.text);
+} catch (std::bad_alloc const&) {
+    writeLast(out, Trouble::noMemory, 0, "");
+} catch (...) {
+    // Nobody is left who could be told.
+}
+
+} // namespace unpack
