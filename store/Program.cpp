@@ -219,10 +219,12 @@ void Program::start(Programs const& programs, Confined const& what) {
 }
 
 Program::~Program() {
+    // Without its pipe it ends even where it cannot be killed.
+    m_output = FileDescriptor();
     if (m_process <= 0)
         return;
     kill(m_process, SIGKILL);
-    wait(0);
+    end();
 }
 
 std::size_t Program::read(char* bytes, std::size_t room, Reporter& reporter) {
@@ -259,8 +261,8 @@ int Program::end() noexcept {
             return status;
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    kill(m_process, SIGKILL);
-    return wait(0);
+    // Where that is not allowed, it is left to itself.
+    return kill(m_process, SIGKILL) == 0 ? wait(0) : 0;
 }
 
 void Program::finish() {

@@ -1,7 +1,7 @@
 // What stands in the place of a program that reads foreign formats, after its author took it over:
 // it tries everything that it must not be able to do, and tells in members what came of it.
 //
-//   HostileProgram <folder with a file "victim"> <process id of the store>
+//   HostileProgram <folder with a file "victim"> <process id of the store> {all | by path | again}
 
 #include "util/Frames.h"
 
@@ -12,11 +12,15 @@
 #include <functional>
 #include <string>
 
+#include <asm/ioctls.h>
+#include <asm/sockios.h>
 #include <fcntl.h>
 #include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -99,12 +103,6 @@ void tryPrograms() {
     char const* const words[]{"true", nullptr};
     auto* const arguments = const_cast<char* const*>(words);
     attempt("execute", [&] { return execve("/bin/true", arguments, environ); });
-    attempt("execute by another call",
-            [&] { return syscall(SYS_execveat, AT_FDCWD, "/bin/true", arguments, environ, 0); });
-    attempt("execute as the launcher does", [&] {
-        int const file = dup2(open("/lib64/ld-linux-x86-64.so.2", O_RDONLY), 3);
-        return syscall(SYS_execveat, file, "", arguments, environ, AT_EMPTY_PATH);
-    });
     attempt("fork", [] {
         long const child = syscall(SYS_clone, SIGCHLD, nullptr, nullptr, nullptr, 0);
         if (child == 0)
@@ -113,7 +111,33 @@ void tryPrograms() {
     });
 }
 
+/// Whoever tries this is ended.
+void tryPrograms(std::string const& how) {
+    char const* const words[]{"true", nullptr};
+    auto* const arguments = const_cast<char* const*>(words);
+    tell("before", "DONE");
+    if (how == "by path")
+        syscall(SYS_execveat, AT_FDCWD, "/bin/true", arguments, environ, 0);
+    else
+        syscall(SYS_execveat, dup2(open("/usr/lib/os-release", O_RDONLY), 3), "", arguments,
+                environ, AT_EMPTY_PATH);
+    tell("after", "DONE");
+}
+
 void tryProcesses(pid_t store) {
+    attempt("limit the store", [&] {
+        rlimit const none{0, 0};
+        return prlimit(store, RLIMIT_CPU, &none, nullptr);
+    });
+    attempt("limit itself", [&] {
+        rlimit const none{0, 0};
+        return setrlimit(RLIMIT_CPU, &none);
+    });
+    attempt("have signals sent", [&] { return fcntl(STDOUT_FILENO, F_SETOWN, store); });
+    attempt("choose the signal", [&] { return fcntl(STDOUT_FILENO, F_SETSIG, SIGKILL); });
+    attempt("have data announced", [&] { return fcntl(STDOUT_FILENO, F_SETFL, O_ASYNC); });
+    attempt("have signals sent otherwise", [&] { return ioctl(STDOUT_FILENO, FIOSETOWN, &store); });
+    attempt("lease a file", [] { return fcntl(STDIN_FILENO, F_SETLEASE, F_WRLCK); });
     attempt("signal the store", [&] { return kill(store, 0); });
     attempt("signal everybody", [] { return kill(-1, 0); });
     attempt("trace the store", [&] { return ptrace(PTRACE_ATTACH, store, nullptr, nullptr); });
@@ -136,14 +160,23 @@ void trySockets() {
     attempt("raw socket", [] { return socket(AF_INET, SOCK_RAW, 1); });
     attempt("packets", [] { return socket(AF_PACKET, SOCK_RAW, 0); });
     attempt("local socket", [] { return socket(AF_UNIX, SOCK_STREAM, 0); });
+    attempt("pair of packets", [] {
+        int ends[2];
+        return socketpair(AF_UNIX, SOCK_DGRAM, 0, ends);
+    });
     attempt("kernel's keys", [] { return socket(AF_ALG, SOCK_SEQPACKET, 0); });
 }
 
 } // namespace
 
 int main(int argc, char* argv[]) {
-    if (argc != 3)
+    if (argc != 4)
         return 1;
+    std::string const how = argv[3];
+    if (how != "all") {
+        tryPrograms(how);
+        return 0;
+    }
     tell("has a further descriptor", [] {
         for (int i = 3; i < 1024; ++i) {
             if (fcntl(i, F_GETFD) != -1)

@@ -94,8 +94,10 @@ protected:
     }
 
     /// What the hostile program says of its attempts, and how it was confined.
-    std::map<std::string, std::string> attempts(Profile profile) const {
-        Program program({programs, false}, confined(profile, {home, std::to_string(getpid())}));
+    std::map<std::string, std::string> attempts(Profile profile,
+                                                std::string const& how = "all") const {
+        Program program({programs, false},
+                        confined(profile, {home, std::to_string(getpid()), how}));
         Members members(1);
         std::map<std::string, std::string> outcomes;
         std::string attempt;
@@ -114,7 +116,7 @@ protected:
                     outcomes[attempt] = event->bytes;
             }
         }
-        EXPECT_TRUE(members.isComplete());
+        EXPECT_EQ(members.isComplete(), how == "all");
         program.finish();
         return outcomes;
     }
@@ -167,6 +169,19 @@ TEST_F(ConfinedProgram, CanDoNothingButReadAnArchive) {
     expectRefused(attempts(Profile::unpack), {});
     EXPECT_EQ(readFile(home + "/victim"), "precious");
     EXPECT_EQ(std::distance(fs::directory_iterator(home), fs::directory_iterator()), 1);
+}
+
+TEST_F(ConfinedProgram, IsEndedWhenItExecutesAnotherAsTheLauncherDid) {
+    if (!hasLandlock() || !hasSeccomp()) {
+        std::cout << "This kernel lacks Landlock or seccomp.\n";
+        return;
+    }
+    replaceBy(ZENTHO_HOSTILE_PROGRAM);
+    for (std::string const how : {"by path", "again"}) {
+        auto const outcomes = attempts(Profile::unpack, how);
+        EXPECT_EQ(outcomes.count("before"), 1U);
+        EXPECT_EQ(outcomes.count("after"), 0U) << how;
+    }
 }
 
 TEST_F(ConfinedProgram, CanDoNoHarmToThePersonWhoStartedIt) {

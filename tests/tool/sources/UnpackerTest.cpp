@@ -329,6 +329,16 @@ TEST_F(Unpacker, FindsATarThatEndsBetweenTwoMembers) {
     EXPECT_EQ(told(archive), whole);
 }
 
+TEST_F(Unpacker, DoesNotTakeZerosOfTheLastMemberForTheEndOfATar) {
+    put("Cali-7.dat", "x" + std::string(4095, '\0'));
+    std::string const archive = packed("tar");
+    std::string const whole = told(archive);
+    std::string const content = readFile(archive);
+    writeFile(archive,
+              content.substr(0, content.find('x', content.find("Cali-7.dat") + 512) + 4096));
+    EXPECT_EQ(told(archive), whole.substr(0, whole.size() - 4) + "cut");
+}
+
 TEST_F(Unpacker, ReadsGzipFilesOfSeveralPartsAndOnTapes) {
     put("Cali-7.xml", "description");
     std::string const tar = packed("tar");

@@ -135,6 +135,7 @@ Landlock confineFiles(Profile profile, int program) noexcept {
     if (version <= 0)
         return result;
     result.version = static_cast<int>(version);
+    result.outcome = Outcome::failed;
     Ruleset rules{};
     rules.files = fileRights(result.version);
     rules.network = profile == Profile::fetch ? bindPort : bindPort | connectPort;
@@ -143,8 +144,8 @@ Landlock confineFiles(Profile profile, int program) noexcept {
         static_cast<int>(syscall(createRulesetCall, &rules, rulesetSize(result.version), 0));
     if (ruleset < 0)
         return result;
-    result.isApplied =
-        allowNeeded(ruleset, profile, program) && syscall(restrictSelfCall, ruleset, 0) == 0;
+    if (allowNeeded(ruleset, profile, program) && syscall(restrictSelfCall, ruleset, 0) == 0)
+        result.outcome = Outcome::applied;
     close(ruleset);
     return result;
 }

@@ -52,16 +52,17 @@ bool limitResources(Profile profile) noexcept {
     return done;
 }
 
-bool dropRights() noexcept {
+Outcome dropRights() noexcept {
+    auto outcome = Outcome::applied;
     if (geteuid() == 0) {
         bool const isNobody = setgroups(0, nullptr) == 0 &&
                               setresgid(noGroup, noGroup, noGroup) == 0 &&
                               setresuid(nobody, nobody, nobody) == 0;
         // A namespace may have no such user, or forbid to give up groups.
-        if (!isNobody && errno != EINVAL && errno != EPERM)
-            return false;
+        if (!isNobody)
+            outcome = errno == EINVAL || errno == EPERM ? Outcome::notKnown : Outcome::failed;
     }
-    return dropCapabilities();
+    return dropCapabilities() ? outcome : Outcome::failed;
 }
 
 } // namespace confine

@@ -8,8 +8,11 @@
 
 #include <fcntl.h>
 #include <linux/netlink.h>
+#include <linux/seccomp.h>
 #include <sched.h>
 #include <seccomp.h>
+#include <sys/ioctl.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -47,8 +50,7 @@ constexpr std::array needed{
     "getdents",
     "getdents64",
     "getcwd",
-    "fcntl",
-    "fcntl64",
+
     "dup",
     "poll",
     "ppoll",
@@ -73,7 +75,7 @@ constexpr std::array needed{
     "set_thread_area",
     "set_tls",
     "cacheflush",
-    "prlimit64",
+
     "getrlimit",
     "ugetrlimit",
     "getrandom",
@@ -116,11 +118,10 @@ constexpr std::array needed{
 
 /// What speaking to servers takes besides.
 constexpr std::array networking{
-    "connect",     "bind",    "getsockname", "getpeername",     "getsockopt",      "setsockopt",
-    "sendto",      "send",    "sendmsg",     "sendmmsg",        "sendmmsg_time64", "recvfrom",
-    "recv",        "recvmsg", "recvmmsg",    "recvmmsg_time64", "shutdown",        "socketpair",
-    "pipe",        "pipe2",   "eventfd2",    "epoll_create1",   "epoll_ctl",       "epoll_wait",
-    "epoll_pwait", "ioctl",
+    "connect", "bind",     "getsockname",   "getpeername",     "getsockopt",      "setsockopt",
+    "sendto",  "send",     "sendmsg",       "sendmmsg",        "sendmmsg_time64", "recvfrom",
+    "recv",    "recvmsg",  "recvmmsg",      "recvmmsg_time64", "shutdown",        "pipe",
+    "pipe2",   "eventfd2", "epoll_create1", "epoll_ctl",       "epoll_wait",      "epoll_pwait",
 };
 
 /// What is refused as something that is not allowed. Everything else is refused as something that
@@ -298,26 +299,66 @@ void allowThreads(Filter& filter) {
     filter.addIf(SCMP_ACT_ALLOW, SCMP_SYS(clone), std::array{hasBits(0, thread, thread)});
 }
 
-/// The addresses are random to the program, so it cannot do the same again.
+/// Of what can be set for a descriptor only what has no effect elsewhere: a signal that announces
+/// data may be any signal, to any process.
+void allowDescriptorFlags(Filter& filter) {
+    for (int const call : {SCMP_SYS(fcntl), SCMP_SYS(fcntl64)}) {
+        for (int const command : {F_DUPFD, F_DUPFD_CLOEXEC, F_GETFD, F_SETFD, F_GETFL})
+            filter.addIf(SCMP_ACT_ALLOW, call,
+                         std::array{has(1, static_cast<scmp_datum_t>(command))});
+        filter.addIf(SCMP_ACT_ALLOW, call, std::array{has(1, F_SETFL), hasBits(2, O_ASYNC, 0)});
+    }
+}
+
+/// Limits may be asked for, and not be set, least of all for other processes.
+void allowAskingForLimits(Filter& filter) {
+    filter.addIf(SCMP_ACT_ALLOW, SCMP_SYS(prlimit64), std::array{has(0, 0), has(2, 0)});
+}
+
+/// A pair that is connected from the start, and can send nothing to others.
+void allowPairs(Filter& filter) {
+    constexpr scmp_datum_t typeMask = 0xFF;
+    filter.addIf(SCMP_ACT_ALLOW, SCMP_SYS(socketpair),
+                 std::array{has(0, AF_UNIX), hasBits(1, typeMask, SOCK_STREAM)});
+    for (unsigned long const command : {FIONBIO, FIONREAD})
+        filter.addIf(SCMP_ACT_ALLOW, SCMP_SYS(ioctl), std::array{has(1, command)});
+}
+
+/// Allows the execution of the program. Its arguments are where the program cannot know, and who
+/// tries another place is ended, so nobody can do the same again.
 void allowExecution(Filter& filter, Program const& program) {
-    filter.addIf(SCMP_ACT_ALLOW, SCMP_SYS(execveat),
-                 std::array{has(0, static_cast<scmp_datum_t>(program.file)),
-                            has(2, address(program.arguments.data())),
-                            has(3, address(program.environment.data())), has(4, AT_EMPTY_PATH)});
+    std::array const right{has(0, static_cast<scmp_datum_t>(program.file)),
+                           has(1, address(program.emptyPath)), has(2, address(program.arguments)),
+                           has(3, address(program.environment)), has(4, AT_EMPTY_PATH)};
+    filter.addIf(SCMP_ACT_ALLOW, SCMP_SYS(execveat), right);
+    for (scmp_arg_cmp other : right) {
+        other.op = SCMP_CMP_NE;
+        filter.addIf(SCMP_ACT_KILL_PROCESS, SCMP_SYS(execveat), std::array{other});
+    }
+}
+
+/// @return Whether the kernel knows filters: then it finds fault with where this one is.
+bool knowsFilters() {
+    return prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, nullptr, 0, 0) != 0 && errno == EFAULT;
 }
 
 } // namespace
 
-bool confineCalls(Profile profile, Program const& program) noexcept try {
+Outcome confineCalls(Profile profile, Program const& program) noexcept try {
+    if (!knowsFilters())
+        return Outcome::notKnown;
     Filter filter;
     filter.add(SCMP_ACT_ALLOW, needed);
     filter.add(notPermitted, refused);
     allowReading(filter);
+    allowDescriptorFlags(filter);
+    allowAskingForLimits(filter);
     allowAbort(filter);
     allowExecution(filter, program);
     if (profile == Profile::fetch) {
         filter.add(SCMP_ACT_ALLOW, networking);
         allowSockets(filter);
+        allowPairs(filter);
         allowThreads(filter);
     } else {
         filter.add(notPermitted, std::array{"socket", "socketpair", "clone"});
@@ -325,13 +366,13 @@ bool confineCalls(Profile profile, Program const& program) noexcept try {
 #ifdef ZENTHO_SANITIZED
     filter.add(SCMP_ACT_ALLOW, std::array{"prctl", "personality", "sched_getparam"});
 #endif
-    return filter.load();
+    return filter.load() ? Outcome::applied : Outcome::failed;
 } catch (...) {
-    return false;
+    return Outcome::failed;
 }
 
 void executeOnce(Program const& program) noexcept {
-    syscall(SYS_execveat, program.file, "", program.arguments.data(), program.environment.data(),
+    syscall(SYS_execveat, program.file, program.emptyPath, program.arguments, program.environment,
             AT_EMPTY_PATH);
 }
 

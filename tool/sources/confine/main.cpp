@@ -13,14 +13,18 @@
 
 #include "util/Frames.h"
 
-#include <array>
+#include <algorithm>
 #include <charconv>
 #include <csignal>
+#include <cstdint>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/random.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -74,17 +78,47 @@ bool endsWith(int parent) {
     return prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0) == 0 && getppid() == parent;
 }
 
+/// Puts the arguments where the program cannot know: at a page that is chosen at random here, also
+/// where the system does not do that.
+bool hideArguments(Program& program, std::vector<char*> const& arguments,
+                   std::vector<char*> const& environment) {
+    std::uintptr_t place = 0;
+    if (getrandom(&place, sizeof place, 0) != static_cast<ssize_t>(sizeof place))
+        return false;
+    constexpr std::uintptr_t pages = sizeof place > 4 ? 0x3FFFFFFFF000 : 0x7FFFF000;
+    std::size_t const count = arguments.size() + environment.size() + 1;
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): that is what it is for
+    void* const page = mmap(reinterpret_cast<void*>(place & pages), count * sizeof(char*),
+                            PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (page == MAP_FAILED)
+        return false;
+    program.arguments = static_cast<char**>(page);
+    program.environment = std::copy(arguments.begin(), arguments.end(), program.arguments);
+    char** const end = std::copy(environment.begin(), environment.end(), program.environment);
+    program.emptyPath = reinterpret_cast<char const*>(end); // zeros follow
+    return true;
+}
+
 Status confineAndExecute(Profile profile, int parent, bool required, Program const& program) {
-    if (!limitResources(profile) || !dropRights() || !endsWith(parent) ||
+    Outcome rights = Outcome::failed;
+    if (limitResources(profile))
+        rights = dropRights();
+    if (rights == Outcome::failed || !endsWith(parent) ||
         prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0)
         return notConfined;
     Landlock const landlock = confineFiles(profile, program.file);
-    bool const hasSeccomp = confineCalls(profile, program);
-    if (required && (!landlock.isApplied || !hasSeccomp))
+    Outcome const calls = confineCalls(profile, program);
+    bool const hasLandlock = landlock.outcome == Outcome::applied;
+    bool const hasSeccomp = calls == Outcome::applied;
+    // Who stays root must at least not reach root's files.
+    if (landlock.outcome == Outcome::failed || calls == Outcome::failed ||
+        (rights != Outcome::applied && !hasLandlock))
+        return notConfined;
+    if (required && (!hasLandlock || !hasSeccomp))
         return noSandbox;
     zel::frames::Header header;
     header.type = zel::frames::Frame::sandbox;
-    header.kind = static_cast<std::uint8_t>((landlock.isApplied ? zel::frames::byLandlock : 0) |
+    header.kind = static_cast<std::uint8_t>((hasLandlock ? zel::frames::byLandlock : 0) |
                                             (hasSeccomp ? zel::frames::bySeccomp : 0));
     header.number = static_cast<std::uint64_t>(landlock.version);
     if (profile != Profile::verify && !zel::frames::FrameWriter(STDOUT_FILENO).write(header))
@@ -108,14 +142,17 @@ int main(int argc, char* argv[]) {
     program.file = openProgram(argv[programAt], *descriptors);
     if (program.file < 0)
         return notExecuted;
-    program.arguments.assign(argv + programAt, argv + argc + 1);
+    std::vector<char*> const arguments(argv + programAt, argv + argc + 1);
+    std::vector<char*> environment;
     for (char** variable = environ; *variable != nullptr; ++variable)
-        program.environment.push_back(*variable);
+        environment.push_back(*variable);
 #ifdef ZENTHO_SANITIZED
     static char noLeaks[] = "ASAN_OPTIONS=detect_leaks=0"; // that takes a process of its own
-    program.environment.push_back(noLeaks);
+    environment.push_back(noLeaks);
 #endif
-    program.environment.push_back(nullptr);
+    environment.push_back(nullptr);
+    if (!hideArguments(program, arguments, environment))
+        return notConfined;
     _exit(confineAndExecute(*profile, *parent, std::string_view(argv[3]) == "require", program));
 }
 // GCOVR_EXCL_STOP

@@ -109,8 +109,11 @@ std::optional<std::string_view> TarStream::filtered() noexcept {
 }
 
 void TarStream::countZeros(std::string_view bytes) noexcept {
+    auto const size = static_cast<std::int64_t>(bytes.size());
     auto const last = bytes.find_last_not_of('\0');
-    m_zeros = last == std::string_view::npos ? m_zeros + bytes.size() : bytes.size() - 1 - last;
+    m_zeros = last == std::string_view::npos ? m_zeros + size
+                                             : size - 1 - static_cast<std::int64_t>(last);
+    m_read += size;
 }
 
 bool TarStream::drain() noexcept {

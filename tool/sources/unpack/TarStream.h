@@ -46,11 +46,16 @@ public:
     /// @return Whether the bytes could not be read to their end.
     bool isDamaged() const noexcept { return m_isFailed; }
 
-    /// @return Whether the bytes so far end as every tar archive does, with two blocks of zeros.
-    bool endsAsTar() const noexcept { return m_zeros >= endOfTar; }
+    /// @param members Bytes up to the end of the last member.
+    /// @return Whether the bytes so far end as every tar archive does, with two blocks of zeros
+    /// behind
+    ///         the last member.
+    bool endsAsTar(std::int64_t members) const noexcept {
+        return m_zeros >= endOfTar && m_read - members >= endOfTar;
+    }
 
 private:
-    static constexpr std::uint64_t endOfTar = 1024;
+    static constexpr std::int64_t endOfTar = 1024;
 
     std::optional<std::string_view> inflated() noexcept;
     bool beginMember() noexcept;
@@ -60,7 +65,8 @@ private:
     Input& m_input;
     Compression m_compression;
     std::vector<char> m_bytes;
-    std::uint64_t m_zeros = 0; // at the end of what was read
+    std::int64_t m_read = 0;
+    std::int64_t m_zeros = 0; // at the end of what was read
     z_stream m_gzip{};
     bool m_isMemberDone = false; // of the gzip file, which may have several
     bool m_isGzipOpen = false;

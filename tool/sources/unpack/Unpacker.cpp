@@ -109,6 +109,9 @@ private:
             ++m_done;
             if (!tell(entry))
                 return false;
+            if (m_stream && archive_read_data_skip(m_archive.get()) != ARCHIVE_OK)
+                stop();
+            m_endOfMembers = archive_filter_bytes(m_archive.get(), 0);
         }
         if (m_stream && index == 0) // any file that begins with zeros looks like it
             throw Stop{Trouble::noArchive, 0, "It holds nothing"};
@@ -154,7 +157,7 @@ private:
     void finishTar() {
         if (!m_stream->drain())
             stop();
-        if (!m_stream->endsAsTar())
+        if (!m_stream->endsAsTar(m_endOfMembers))
             throw Stop{Trouble::cut, 0, "The end of the archive is missing"};
     }
 
@@ -280,6 +283,7 @@ private:
     std::unique_ptr<archive, ArchiveFreer> m_archive; // after what it reads from
     std::uint64_t m_done = 0;                         // members of the archive
     std::uint64_t m_told = 0;
+    std::int64_t m_endOfMembers = 0; // of a tar
 };
 
 void writeLast(FrameWriter const& out, Trouble trouble, std::uint64_t number,
