@@ -14,6 +14,7 @@
 #include "store/SourceTree.h"
 #include "store/Stop.h"
 #include "store/Target.h"
+#include "store/Unpacking.h"
 
 #include <cerrno>
 #include <utility>
@@ -28,6 +29,24 @@ void requireSerial(unsigned long serial) {
     if (!set::isSerial(serial))
         stop("There is no camera of this serial number:", std::to_string(serial), EINVAL);
 }
+
+/// What a source holds. An archive is read for it.
+class ReadSource {
+public:
+    /// @param wanted What of an archive: a serial number, "all" or "names". @throws Stop
+    ReadSource(Source const& source, std::string const& wanted, Programs const& programs,
+               Reporter& reporter)
+        : m_source(source) {
+        if (source.archive() != nullptr)
+            m_read = treeOf(*source.archive(), wanted, programs, reporter);
+    }
+
+    SourceTree const& tree() const noexcept { return m_read ? *m_read : m_source.tree(); }
+
+private:
+    Source const& m_source;
+    std::optional<SourceTree> m_read;
+};
 
 /// Runs an operation that changes the directory, and fills in how it ended.
 template <class Body>
@@ -88,7 +107,7 @@ InstallOutcome CalibrationStore::install(unsigned long serial, Source const& sou
                                          ProgressCallback const& progress) noexcept {
     return changed(progress, [&](Reporter& reporter, InstallOutcome& outcome) {
         requireSerial(serial);
-        installSet(m_directory, serial, source.tree(), options, reporter, outcome);
+        installSet(m_directory, serial, source, m_programs, options, reporter, outcome);
     });
 }
 
@@ -172,7 +191,8 @@ VerifyOutcome CalibrationStore::verify(unsigned long serial, Source const& sourc
         requireSerial(serial);
         Target const target(m_directory);
         target.require();
-        outcome = verifyAgainstSource(target, serial, source.tree(), reporter);
+        ReadSource const read(source, std::to_string(serial), m_programs, reporter);
+        outcome = verifyAgainstSource(target, serial, read.tree(), reporter);
     });
     return outcome;
 }
@@ -187,11 +207,26 @@ ListOutcome CalibrationStore::list() const noexcept {
     return outcome;
 }
 
-ListOutcome listSource(Source const& source, ProgressCallback const& progress) noexcept {
+CamerasOutcome camerasOf(Source const& source, ProgressCallback const& progress,
+                         Programs const& programs) noexcept {
+    CamerasOutcome outcome;
+    guarded(outcome, [&] {
+        Reporter reporter(progress);
+        ReadSource const read(source, "names", programs, reporter);
+        outcome.cameras = read.tree().cameras();
+        outcome.remarks =
+            source.archive() != nullptr ? read.tree().remarks() : std::vector<Remark>();
+    });
+    return outcome;
+}
+
+ListOutcome listSource(Source const& source, ProgressCallback const& progress,
+                       Programs const& programs) noexcept {
     ListOutcome outcome;
     guarded(outcome, [&] {
         Reporter reporter(progress);
-        SourceTree const& tree = source.tree();
+        ReadSource const read(source, "all", programs, reporter);
+        SourceTree const& tree = read.tree();
         outcome.cameras = listHeld(tree, reporter);
         outcome.remarks = tree.remarks();
         if (!tree.gap())

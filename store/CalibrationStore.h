@@ -21,15 +21,19 @@ namespace zel::store {
 /// recorded in `.zentho-cali/SERIAL.sha256`, which `sha256sum -c` can read.
 ///
 /// No operation throws. None installs a signal handler or changes the signal mask, the working
-/// directory, the umask or the locale; none starts a process. Operations that change the directory
+/// directory, the umask or the locale. Operations that change the directory
 /// lock it for other processes and other objects. Constant operations change nothing, take no lock
-/// and are safe from several threads; they see no state between two versions.
+/// and are safe from several threads; they see no state between two versions. An operation with an
+/// archive as its source runs a program of `zentho-cali-sources`, and waits for it by its process
+/// id.
 class ZENTHO_API CalibrationStore {
 public:
     /// Names a calibration directory; does not look at it.
     /// @param directory Path of the directory, of any length that the system takes, in the file
     ///                  system's encoding.
-    explicit CalibrationStore(std::string directory) noexcept : m_directory(std::move(directory)) {}
+    /// @param programs  The programs that read archives.
+    explicit CalibrationStore(std::string directory, Programs programs = {}) noexcept
+        : m_directory(std::move(directory)), m_programs(std::move(programs)) {}
 
     /// @return Path of the directory, as given.
     std::string const& directory() const noexcept { return m_directory; }
@@ -100,14 +104,25 @@ public:
 
 private:
     std::string m_directory;
+    Programs m_programs;
 };
+
+/// Finds the cameras that a source holds a description of.
+/// @param source   The source.
+/// @param progress Called from this thread while it goes on.
+/// @param programs The programs that read archives.
+/// @return The cameras, by serial number.
+ZENTHO_API CamerasOutcome camerasOf(Source const& source, ProgressCallback const& progress,
+                                    Programs const& programs = {}) noexcept;
 
 /// Lists the cameras that a source holds a description of.
 /// @param source   The source.
 /// @param progress Called from this thread while it goes on.
+/// @param programs The programs that read archives.
 /// @return The cameras, by serial number; complete are those that install() would install
 ///         whole into an empty directory. A failure when none was found and a folder could not be
 ///         searched.
-ZENTHO_API ListOutcome listSource(Source const& source, ProgressCallback const& progress) noexcept;
+ZENTHO_API ListOutcome listSource(Source const& source, ProgressCallback const& progress,
+                                  Programs const& programs = {}) noexcept;
 
 } // namespace zel::store

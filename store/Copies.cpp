@@ -66,36 +66,76 @@ Copies const* CopiesByName::find(std::string const& name) const noexcept {
     return found != m_copies.end() ? &found->second : nullptr;
 }
 
+namespace {
+
+/// Looks at one of several copies.
+class CopyLook {
+public:
+    CopyLook(SourceTree const& tree, Copies const& copies, SourceSums& sums, Reporter& reporter)
+        : m_tree(tree), m_copies(copies), m_sums(sums), m_reporter(reporter) {}
+
+    CopiesLook take() {
+        for (SourceFile const* const file : m_copies.files) {
+            auto const* const listed = m_sums.of(*file);
+            auto const digest = file->held ? digestOfMember(*file) : digestOfFile(*file, listed);
+            if (!digest)
+                continue;
+            if (listed != nullptr && SourceSums::contradict(*listed, *digest))
+                m_look.contradictedPath = m_tree.shownPath(file->path());
+            m_look.differ = m_look.differ || (m_look.digest && digest != m_look.digest);
+            if (!m_look.digest)
+                m_look.digest = digest;
+        }
+        return std::move(m_look);
+    }
+
+private:
+    std::optional<Digest> digestOfMember(SourceFile const& file) {
+        if (!file.held->damage.empty()) {
+            m_look.damagedPath = m_tree.shownPath(file.path());
+            m_look.damage = file.held->damage;
+            return std::nullopt;
+        }
+        if (!m_look.digest) {
+            m_look.size = file.held->size;
+            m_look.modified = file.held->modified;
+        }
+        return file.held->digest;
+    }
+
+    /// @return Nothing when nobody needs it.
+    std::optional<Digest> digestOfFile(SourceFile const& file, std::vector<Digest> const* listed) {
+        std::string const path = file.path();
+        if (m_copies.files.size() == 1 && listed == nullptr) {
+            Look const only = m_tree.look(path);
+            if (only.error != 0)
+                stop("Cannot read", m_tree.shownPath(path), only.error);
+            m_look.size = only.size;
+            m_look.modified = only.modified;
+            return std::nullopt;
+        }
+        OpenedFile const opened = m_tree.open(path);
+        if (opened.error != 0)
+            stop("Cannot read", m_tree.shownPath(path), opened.error);
+        if (!m_look.digest) {
+            m_look.size = opened.size();
+            m_look.modified = opened.status.st_mtim;
+        }
+        return readSum(opened, m_tree.shownPath(path), m_reporter).digest;
+    }
+
+    SourceTree const& m_tree;
+    Copies const& m_copies;
+    SourceSums& m_sums;
+    Reporter& m_reporter;
+    CopiesLook m_look;
+};
+
+} // namespace
+
 CopiesLook lookAtCopies(SourceTree const& tree, Copies const& copies, SourceSums& sums,
                         Reporter& reporter) {
-    CopiesLook look;
-    for (SourceFile const* const file : copies.files) {
-        bool const isFirst = file == copies.files.front();
-        std::string const path = file->path();
-        auto const* const listed = sums.of(*file);
-        if (copies.files.size() == 1 && listed == nullptr) {
-            Look const only = tree.look(path);
-            if (only.error != 0)
-                stop("Cannot read", tree.shownPath(path), only.error);
-            look.size = only.size;
-            look.modified = only.modified;
-            break;
-        }
-        OpenedFile const opened = tree.open(path);
-        if (opened.error != 0)
-            stop("Cannot read", tree.shownPath(path), opened.error);
-        if (isFirst) {
-            look.size = opened.size();
-            look.modified = opened.status.st_mtim;
-        }
-        Digest const digest = readSum(opened, tree.shownPath(path), reporter).digest;
-        if (listed != nullptr && SourceSums::contradict(*listed, digest))
-            look.contradictedPath = tree.shownPath(path);
-        look.differ = look.differ || (!isFirst && digest != look.digest);
-        if (isFirst)
-            look.digest = digest;
-    }
-    return look;
+    return CopyLook(tree, copies, sums, reporter).take();
 }
 
 std::vector<std::string> pathsOf(SourceTree const& tree, Copies const& copies) {

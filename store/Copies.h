@@ -45,6 +45,8 @@ private:
 struct CopiesLook {
     bool differ = false;          ///< they have different bytes
     std::string contradictedPath; ///< one that a sum beside it contradicts; empty without one
+    std::string damagedPath;      ///< one that cannot be unpacked; empty without one
+    std::string damage;           ///< why that is so, in a sentence
     std::uint64_t size = 0;       ///< size of the first
     timespec modified{};          ///< modification time of the first
     std::optional<Digest> digest; ///< sum of the first, if it had to be read

@@ -13,12 +13,18 @@
 #include <unordered_set>
 #include <utility>
 
+#include <sys/stat.h>
+
 namespace zel::store {
 
 namespace {
 
 bool areEqual(RecordedFile const& a, RecordedFile const& b) noexcept {
     return a.size == b.size && a.digest == b.digest;
+}
+
+std::string baseName(std::string const& path) {
+    return path.substr(path.rfind('/') + 1);
 }
 
 /// Makes one plan.
@@ -36,6 +42,8 @@ public:
         std::vector<std::string> asked{m_descriptionName};
         if (readDescription(asked))
             planFiles(asked);
+        for (auto const& [path, why] : m_tree.damagedSumsFor(m_serial))
+            refuse(baseName(path), FileState::damaged, {path}, why);
         finish();
         return std::move(m_plan);
     }
@@ -111,7 +119,8 @@ private:
         bool const isNew = m_installed.placeOf(name) == Place::nothing;
         m_plan.files.push_back(
             {name, isNew ? FileState::installed : FileState::replaced, look.size, {}, ""});
-        FileToStage file{name, copies.files.front()->path(), look.size, look.digest, look.modified};
+        SourceFile const& first = *copies.files.front();
+        FileToStage file{name, first.path(), look.size, look.digest, look.modified, first.held};
         addBytes(look.size);
         if (name != m_descriptionName)
             return m_plan.data.push_back(std::move(file));
@@ -128,6 +137,8 @@ private:
         OpenedFile const installed = m_installed.open(name);
         if (installed.error != 0 || installed.size() != look.size)
             return std::nullopt;
+        if (copies.files.front()->held)
+            return sumIfHeld(name, *copies.files.front()->held, installed);
         std::string const path = copies.files.front()->path();
         OpenedFile const held = m_tree.open(path);
         if (held.error != 0)
@@ -147,6 +158,22 @@ private:
                 throw;
             return std::nullopt;
         }
+    }
+
+    /// @return The hash of the installed file if it equals a member of an archive, of which only
+    /// the
+    ///         hash is left. Both were compared when the member passed by, unless it has changed.
+    std::optional<Digest> sumIfHeld(std::string const& name, Held const& held,
+                                    OpenedFile const& installed) {
+        struct stat const& then = held.sameAs;
+        struct stat const& now = installed.status;
+        bool const wasCompared = then.st_ino == now.st_ino && then.st_dev == now.st_dev &&
+                                 then.st_nlink != 0 && then.st_ctim.tv_sec == now.st_ctim.tv_sec &&
+                                 then.st_ctim.tv_nsec == now.st_ctim.tv_nsec;
+        if (wasCompared)
+            return held.digest;
+        auto const file = readInstalled(name);
+        return file && file->digest == held.digest ? std::optional(held.digest) : std::nullopt;
     }
 
     /// @return Size and hash of an installed file, or nothing if it cannot be read.
@@ -197,9 +224,9 @@ private:
         auto const stays = m_plan.unchanged.find(m_descriptionName);
         if (!dataChanges || stays == m_plan.unchanged.end())
             return;
-        m_plan.description =
-            FileToStage{m_descriptionName, copies.find(m_descriptionName)->files.front()->path(),
-                        stays->second.size, m_descriptionDigest, m_descriptionTime};
+        SourceFile const& first = *copies.find(m_descriptionName)->files.front();
+        m_plan.description = FileToStage{m_descriptionName,   first.path(),      stays->second.size,
+                                         m_descriptionDigest, m_descriptionTime, first.held};
         addBytes(stays->second.size);
         m_plan.unchanged.erase(stays);
     }
@@ -230,7 +257,9 @@ private:
     /// @return Whether the copies of a name are refused.
     bool refuse(std::string const& name, Copies const& copies, CopiesLook const& look) {
         bool const isOfSet = name == m_descriptionName || m_asked.count(name) != 0;
-        if (!look.contradictedPath.empty())
+        if (!look.damagedPath.empty())
+            refuse(name, FileState::damaged, {look.damagedPath}, look.damage);
+        else if (!look.contradictedPath.empty())
             refuse(name, FileState::damaged, {look.contradictedPath},
                    "SHA256SUMS beside it has another sum.");
         else if (look.differ)

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -17,13 +18,14 @@
 
 namespace zel::store {
 
-/// A file that is going to be staged.
+/// A file that is going to be staged, or was staged when it passed by.
 struct FileToStage {
     std::string name;             ///< the name that it is going to have
     std::string source;           ///< its path, from the source on
     std::uint64_t size;           ///< its size when the plan was made
     std::optional<Digest> digest; ///< sum of its bytes when the plan was made, if they were read
     timespec modified;            ///< its modification time when the plan was made
+    std::shared_ptr<Held const> held; ///< of a member of an archive; null for a file
 };
 
 /// What an installation is going to do, and say. The same plan is made for a dry run.

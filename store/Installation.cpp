@@ -13,6 +13,7 @@
 #include "store/StageFile.h"
 #include "store/Stop.h"
 #include "store/Target.h"
+#include "store/Unpacking.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -38,13 +39,21 @@ std::vector<std::string> touchedNames(InstallPlan const& plan) {
     return names;
 }
 
+/// @return Whether the plan takes a member of an archive whose bytes passed by and were not staged.
+bool lacksBytes(InstallPlan const& plan) {
+    return std::any_of(plan.data.begin(), plan.data.end(),
+                       [](FileToStage const& file) { return file.held && !file.held->staged; });
+}
+
 /// One installation.
 class Installation {
 public:
-    Installation(std::string const& directory, unsigned long serial, SourceTree const& tree,
-                 InstallOptions const& options, Reporter& reporter, InstallOutcome& outcome)
-        : m_directory(directory), m_serial(serial), m_tree(tree), m_options(options),
-          m_reporter(reporter), m_outcome(outcome) {}
+    Installation(std::string const& directory, unsigned long serial, Source const& source,
+                 Programs const& programs, InstallOptions const& options, Reporter& reporter,
+                 InstallOutcome& outcome)
+        : m_directory(directory), m_serial(serial), m_archive(source.archive()),
+          m_programs(programs), m_options(options), m_reporter(reporter), m_outcome(outcome),
+          m_tree(m_archive == nullptr ? &source.tree() : nullptr) {}
 
     void run() {
         Target target(m_directory);
@@ -69,6 +78,9 @@ private:
     /// Plans as if open transactions had been completed already.
     void runDry(Target const& target) {
         m_recoveryRemarks = remarksOnOpen(target);
+        if (m_archive != nullptr)
+            keep(treeOf(*m_archive, std::to_string(m_serial), m_programs, m_reporter,
+                        mostBytesOfDryRun(target)));
         InstallPlan const plan = makePlanFor(target);
         bool const isNothing = tell(plan, target);
         m_outcome.changed = !m_recoveryRemarks.empty() || !isNothing;
@@ -83,12 +95,61 @@ private:
         std::optional<Steadiness> steadiness;
         if (target.exists())
             steadiness.emplace(target, m_serial);
+        if (m_archive != nullptr && !isReadWhileSame(target))
+            return false;
         bool const isNothing = tell(makePlanFor(target), target);
         return isNothing && (!steadiness || steadiness->lasted());
     }
 
+    /// Begins to read an archive. @return Whether all of it was read, and equals what is installed.
+    bool isReadWhileSame(Target const& target) {
+        InstalledFiles const installed(target, m_serial);
+        if (installed.names().empty())
+            return false;
+        m_unpacking.emplace(*m_archive, std::to_string(m_serial), m_programs, m_reporter);
+        if (!m_unpacking->readWhileSame(installed))
+            return false;
+        keep(m_unpacking->tree());
+        return true;
+    }
+
+    /// Reads what is left of an archive, for the holder of the lock.
+    void fetch(Target const& target, std::optional<Stage>& stage) {
+        if (m_tree != nullptr)
+            return;
+        stage.emplace(target);
+        InstalledFiles const installed(target, m_serial);
+        if (!m_unpacking)
+            m_unpacking.emplace(*m_archive, std::to_string(m_serial), m_programs, m_reporter);
+        m_unpacking->readRest(*stage, &installed, roomIn(m_directory));
+        keep(m_unpacking->tree());
+    }
+
+    /// Reads an archive anew, and stages all of it: what it was compared with has changed.
+    void fetchAll(Target const& target, std::optional<Stage>& stage) {
+        stage.reset();
+        stage.emplace(target);
+        m_unpacking.emplace(*m_archive, std::to_string(m_serial), m_programs, m_reporter);
+        m_unpacking->readRest(*stage, nullptr, roomIn(m_directory));
+        keep(m_unpacking->tree());
+    }
+
+    void keep(SourceTree tree) {
+        m_unpacked = std::move(tree);
+        m_tree = &*m_unpacked;
+    }
+
+    /// What is installed may be unpacked once more, since it may be the same.
+    std::uint64_t mostBytesOfDryRun(Target const& target) const {
+        std::uint64_t bytes = roomIn(m_directory);
+        InstalledFiles const installed(target, m_serial);
+        for (std::string const& name : installed.names())
+            bytes += std::min(installed.open(name).size(), UINT64_MAX - bytes);
+        return bytes;
+    }
+
     InstallPlan makePlanFor(Target const& target) {
-        return makePlan(m_tree, m_serial, InstalledFiles(target, m_serial), m_options, m_reporter);
+        return makePlan(*m_tree, m_serial, InstalledFiles(target, m_serial), m_options, m_reporter);
     }
 
     /// Tells what the plan says. @return Whether there is nothing to do.
@@ -100,7 +161,7 @@ private:
             return file.state == FileState::missing;
         });
         if (lacks)
-            m_outcome.cameras = m_tree.cameras();
+            m_outcome.cameras = m_tree->cameras();
         if (plan.refused)
             return true;
         m_outcome.complete = plan.complete;
@@ -128,18 +189,28 @@ private:
         }
         m_recoveryRemarks = remarksOn(recovered);
         m_outcome.changed = !recovered.cameras.empty();
-        InstallPlan const plan = makePlanFor(target);
+        std::optional<Stage> stage;
+        fetch(target, stage);
+        InstallPlan plan = makePlanFor(target);
         if (tell(plan, target))
             return;
+        if (lacksBytes(plan)) {
+            fetchAll(target, stage);
+            plan = makePlanFor(target);
+            if (tell(plan, target))
+                return;
+        }
         requireRoom(m_directory, plan);
         requireMovable(target, touchedNames(plan), m_serial);
-        Stage stage(target);
-        Journal const journal = stageAll(stage, plan);
-        stage.flushAll();
-        stage.readBack(m_reporter);
+        if (!stage)
+            stage.emplace(target);
+        Journal const journal = stageAll(*stage, plan);
+        stage->dropRest();
+        stage->flushAll();
+        stage->readBack(m_reporter);
         m_reporter.begin(Phase::sourceNotNeeded);
         publish(target, journal, [&] {
-            stage.keep();
+            stage->keep();
             m_reporter.commit();
             m_outcome.changed = true;
             m_reporter.begin(Phase::publishing);
@@ -154,16 +225,16 @@ private:
         journal.removedAfter = plan.removedAfter;
         m_reporter.begin(Phase::copying, plan.data.size() + (plan.description ? 1 : 0), plan.bytes);
         Record record;
-        record.source = m_tree.path();
+        record.source = m_tree->path();
         record.date = now();
         for (auto const& [name, file] : plan.unchanged)
             record.add(name, file);
         for (FileToStage const& file : plan.data) {
-            journal.data.push_back(stageFile(stage, m_tree, file, m_reporter));
+            journal.data.push_back(stageFile(stage, *m_tree, file, m_reporter));
             record.add(file.name, {journal.data.back().size, journal.data.back().digest});
         }
         if (plan.description) {
-            journal.description = stageFile(stage, m_tree, *plan.description, m_reporter);
+            journal.description = stageFile(stage, *m_tree, *plan.description, m_reporter);
             record.add(journal.description->name,
                        {journal.description->size, journal.description->digest});
         }
@@ -184,19 +255,24 @@ private:
 
     std::string const& m_directory;
     unsigned long m_serial;
-    SourceTree const& m_tree;
+    Archive const* m_archive; // null for a directory
+    Programs const& m_programs;
     InstallOptions const& m_options;
     Reporter& m_reporter;
     InstallOutcome& m_outcome;
+    std::optional<Unpacking> m_unpacking;
+    std::optional<SourceTree> m_unpacked;
+    SourceTree const* m_tree; // null before an archive is read
     std::vector<Remark> m_recoveryRemarks;
     bool m_onlyRecord = false;
 };
 
 } // namespace
 
-void installSet(std::string const& directory, unsigned long serial, SourceTree const& tree,
-                InstallOptions const& options, Reporter& reporter, InstallOutcome& outcome) {
-    Installation(directory, serial, tree, options, reporter, outcome).run();
+void installSet(std::string const& directory, unsigned long serial, Source const& source,
+                Programs const& programs, InstallOptions const& options, Reporter& reporter,
+                InstallOutcome& outcome) {
+    Installation(directory, serial, source, programs, options, reporter, outcome).run();
 }
 
 } // namespace zel::store

@@ -303,6 +303,9 @@ MirrorOutcome mirror(std::string const& directory, std::vector<unsigned long> co
     guarded(outcome, [&] {
         Reporter reporter(progress);
         requireSound(serials, options);
+        if (source.archive() != nullptr)
+            stop(FailureKind::unusableSource, "A mirror is made from a directory, not from",
+                 source.path());
         Mirroring(directory, source.tree(), options, reporter, outcome).run(inOrder(serials));
     });
     auto const& cameras = outcome.cameras;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
 #include <utility>
 
 #include <fcntl.h>
@@ -40,9 +41,27 @@ std::uint64_t roundedUp(std::uint64_t bytes, std::uint64_t block) noexcept {
 
 std::uint64_t roomFor(InstallPlan const& plan, std::uint64_t block) noexcept {
     std::uint64_t room = roomBesideFiles;
-    for (FileToStage const& file : plan.data)
-        room = sum(room, roundedUp(file.size, block));
+    for (FileToStage const& file : plan.data) {
+        bool const isStaged = file.held && file.held->staged;
+        room = isStaged ? room : sum(room, roundedUp(file.size, block));
+    }
     return plan.description ? sum(room, roundedUp(plan.description->size, block)) : room;
+}
+
+/// How much is free where a directory is, or would be made.
+struct Disk {
+    std::uint64_t block;
+    std::uint64_t available;
+};
+
+/// @return Nothing when the file system does not report its size.
+std::optional<Disk> diskOf(std::string const& directory) {
+    std::string const folder = nearestFolder(directory);
+    struct statvfs disk {};
+    if (retried([&] { return statvfs(folder.c_str(), &disk); }) != 0 || disk.f_blocks == 0)
+        return std::nullopt;
+    std::uint64_t const block = std::max<std::uint64_t>(disk.f_frsize, 1);
+    return Disk{block, disk.f_bavail * block};
 }
 
 struct statx statusOf(int folder, char const* name) noexcept {
@@ -66,15 +85,19 @@ bool isSomebodyElses(struct statx const& folder, struct statx const& file) noexc
 
 } // namespace
 
+std::uint64_t roomIn(std::string const& directory) {
+    auto const disk = diskOf(directory);
+    if (!disk)
+        return UINT64_MAX;
+    return disk->available - std::min(disk->available, roomBesideFiles);
+}
+
 void requireRoom(std::string const& directory, InstallPlan const& plan) {
-    std::string const folder = nearestFolder(directory);
-    struct statvfs disk {};
-    if (retried([&] { return statvfs(folder.c_str(), &disk); }) != 0 || disk.f_blocks == 0)
-        return; // the file system does not report its size
-    std::uint64_t const block = std::max<std::uint64_t>(disk.f_frsize, 1);
-    std::uint64_t const needed = roomFor(plan, block);
-    std::uint64_t const available = disk.f_bavail * block;
-    if (needed <= available)
+    auto const disk = diskOf(directory);
+    if (!disk)
+        return;
+    std::uint64_t const needed = roomFor(plan, disk->block);
+    if (needed <= disk->available)
         return;
     Failure failure;
     failure.kind = FailureKind::noRoom;
@@ -82,7 +105,7 @@ void requireRoom(std::string const& directory, InstallPlan const& plan) {
     failure.path = directory;
     failure.error = ENOSPC;
     failure.needed = needed;
-    failure.available = available;
+    failure.available = disk->available;
     throw Stop{std::move(failure)};
 }
 

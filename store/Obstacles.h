@@ -11,6 +11,10 @@
 
 namespace zel::store {
 
+/// @param directory The calibration directory; may be missing.
+/// @return How many bytes of files it has room for.
+std::uint64_t roomIn(std::string const& directory);
+
 /// Checks that there is enough disk space for the files that will be staged.
 /// @param directory The calibration directory; may be missing.
 /// @param plan      What is going to be staged.

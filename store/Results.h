@@ -188,6 +188,13 @@ struct ListOutcome {
     std::vector<Remark> remarks;       ///< what else to know of a source
 };
 
+/// Outcome of finding the cameras of a source.
+struct CamerasOutcome {
+    std::optional<Failure> failure;     ///< why nothing could be said
+    std::vector<unsigned long> cameras; ///< by serial number
+    std::vector<Remark> remarks;        ///< what else to know of the source
+};
+
 /// A calibration directory that is locked for other processes. Can be moved, not copied.
 class ZENTHO_API DirectoryLock {
 public:

@@ -115,7 +115,7 @@ ListedCamera lookAtHeld(SourceTree const& tree, unsigned long serial, Reporter& 
     CopiesByName const held(tree.filesOf(serial), asked);
     for (auto const& [name, copies] : held.all()) {
         ++camera.files;
-        camera.bytes += tree.open(copies.files.front()->path()).size();
+        camera.bytes += tree.sizeOf(*copies.files.front());
     }
     return camera;
 }

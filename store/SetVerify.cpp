@@ -164,6 +164,8 @@ public:
 private:
     File compareCopies(std::string const& name, OpenedFile const& here, Copies const& there) const {
         File file{name, FileState::same, here.size(), {}, ""};
+        if (there.files.front()->held)
+            return compareMembers(name, here, there);
         for (SourceFile const* const copy : there.files) {
             std::string const path = copy->path();
             OpenedFile const opened = m_tree.open(path);
@@ -173,11 +175,34 @@ private:
                                m_reporter))
                 file.state = FileState::differs;
         }
-        if (file.state == FileState::differs && there.files.size() > 1) {
-            file.paths = pathsOf(m_tree, there);
-            file.message = "The source holds several files of this name.";
-        }
+        noteSeveral(file, there);
         return file;
+    }
+
+    /// Of members of an archive only their sums are left.
+    File compareMembers(std::string const& name, OpenedFile const& here,
+                        Copies const& there) const {
+        File file{name, FileState::same, here.size(), {}, ""};
+        std::optional<Digest> digest;
+        for (SourceFile const* const copy : there.files) {
+            Held const& held = *copy->held;
+            if (!held.damage.empty())
+                return {
+                    name, FileState::unreadable, 0, {m_tree.shownPath(copy->path())}, held.damage};
+            if (!digest && held.size == here.size())
+                digest = readSum(here, m_target.folder().pathOf(name), m_reporter).digest;
+            if (held.size != here.size() || held.digest != digest)
+                file.state = FileState::differs;
+        }
+        noteSeveral(file, there);
+        return file;
+    }
+
+    void noteSeveral(File& file, Copies const& there) const {
+        if (file.state != FileState::differs || there.files.size() < 2)
+            return;
+        file.paths = pathsOf(m_tree, there);
+        file.message = "The source holds several files of this name.";
     }
 
     Target const& m_target;

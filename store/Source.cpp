@@ -1,5 +1,7 @@
 #include "store/Source.h"
 
+#include "store/Archive.h"
+#include "store/Files.h"
 #include "store/Media.h"
 #include "store/SourceTree.h"
 #include "store/Stop.h"
@@ -8,6 +10,8 @@
 #include <cerrno>
 #include <utility>
 
+#include <fcntl.h>
+
 namespace zel::store {
 
 /// Makes sources of searched trees.
@@ -15,9 +19,13 @@ struct SourceAccess {
     static Source from(std::unique_ptr<SourceTree const> tree) noexcept {
         return Source(std::move(tree));
     }
+    static Source from(std::unique_ptr<Archive const> archive) noexcept {
+        return Source(std::move(archive));
+    }
 };
 
 Source::Source(std::unique_ptr<SourceTree const> tree) noexcept : m_tree(std::move(tree)) {}
+Source::Source(std::unique_ptr<Archive const> archive) noexcept : m_archive(std::move(archive)) {}
 Source::Source(Source&& other) noexcept = default;
 Source& Source::operator=(Source&& other) noexcept = default;
 Source::~Source() = default;
@@ -27,6 +35,12 @@ SourceOutcome Source::open(std::string const& path, ProgressCallback const& prog
     SourceOutcome outcome;
     guarded(outcome, [&] {
         Reporter reporter(progress);
+        OpenedFile file = openRegular(AT_FDCWD, path.c_str());
+        if (file.error == 0) {
+            outcome.source =
+                SourceAccess::from(std::make_unique<Archive const>(path, std::move(file.file)));
+            return;
+        }
         outcome.source = SourceAccess::from(
             std::make_unique<SourceTree const>(path, std::set<std::string>(), target, reporter));
     });
@@ -34,11 +48,12 @@ SourceOutcome Source::open(std::string const& path, ProgressCallback const& prog
 }
 
 std::string const& Source::path() const noexcept {
-    return m_tree->path();
+    return m_archive != nullptr ? m_archive->path() : m_tree->path();
 }
 
 std::vector<unsigned long> const& Source::cameras() const noexcept {
-    return m_tree->cameras();
+    static std::vector<unsigned long> const none;
+    return m_tree != nullptr ? m_tree->cameras() : none;
 }
 
 MediaOutcome findMedia(unsigned long serial, ProgressCallback const& progress,

@@ -34,7 +34,9 @@ bool SourceSums::contradict(std::vector<Digest> const& listed, Digest const& dig
 
 SourceSums::Sums SourceSums::read(std::string const& folder) const {
     Sums sums;
-    std::string const path = SourceFile{folder, sumsName}.path();
+    if (!m_tree.hasSumsFor(folder, m_serial))
+        return sums;
+    std::string const path = SourceFile{folder, sumsName, {}}.path();
     OpenedFile const opened = m_tree.open(path);
     if (opened.error == ENOENT || opened.error == EISDIR || opened.error == EINVAL)
         return sums;

@@ -5,6 +5,7 @@
 #include "store/Stop.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <string_view>
@@ -12,6 +13,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 
 namespace zel::store {
@@ -113,7 +115,7 @@ private:
         else if (type == DT_LNK)
             follow(entry);
         else if (entry.owner && type == DT_REG)
-            m_tree.m_files[*entry.owner].push_back({entry.folder, entry.name});
+            m_tree.m_files[*entry.owner].push_back({entry.folder, entry.name, {}});
         else if (entry.owner)
             leaveOut(entry, "Left out, since it is no file:");
     }
@@ -157,7 +159,7 @@ private:
             else if (!inside || leadsThroughHidden(*inside))
                 leaveOut(entry, "Left out, since it is a link out of the source:");
             else
-                m_tree.m_files[*entry.owner].push_back({entry.folder, entry.name});
+                m_tree.m_files[*entry.owner].push_back({entry.folder, entry.name, {}});
         }
     }
 
@@ -213,6 +215,34 @@ private:
     std::set<FolderId> m_searched;
 };
 
+namespace {
+
+void sortByPath(std::vector<SourceFile>& files) {
+    // Of one path there may be several in an archive, which stay in its order.
+    std::stable_sort(files.begin(), files.end(), [](SourceFile const& a, SourceFile const& b) {
+        return std::tie(a.folder, a.name) < std::tie(b.folder, b.name);
+    });
+}
+
+bool isDescription(SourceFile const& file, unsigned long serial) {
+    return set::inProperCase(file.name) == set::descriptionName(serial).view();
+}
+
+} // namespace
+
+SourceTree::SourceTree(HeldMembers&& members)
+    : m_root{FileDescriptor(), std::move(members.path)}, m_isArchive(true),
+      m_texts(std::move(members.texts)), m_damagedSums(std::move(members.damagedSums)),
+      m_files(std::move(members.files)), m_leftOut(std::move(members.leftOut)),
+      m_notSearched(std::move(members.remarks)),
+      m_cameras(members.described.begin(), members.described.end()) {
+    for (auto& [serial, files] : m_files)
+        sortByPath(files);
+    for (auto& [serial, remarks] : m_leftOut)
+        std::sort(remarks.begin(), remarks.end(),
+                  [](Remark const& a, Remark const& b) { return a.path < b.path; });
+}
+
 SourceTree::SourceTree(std::string path, std::set<std::string> const& skipped,
                        std::string const& target, Reporter& reporter)
     : m_root(openFolder(path)) {
@@ -220,14 +250,10 @@ SourceTree::SourceTree(std::string path, std::set<std::string> const& skipped,
         stop("Cannot use the source", std::move(path), errno);
     Search(*this, skipped, target, reporter).run();
     for (auto& [serial, files] : m_files) {
-        std::sort(files.begin(), files.end(), [](SourceFile const& a, SourceFile const& b) {
-            return std::tie(a.folder, a.name) < std::tie(b.folder, b.name);
-        });
-        std::string const description(set::descriptionName(serial).view());
-        bool const described = std::any_of(files.begin(), files.end(), [&](SourceFile const& file) {
-            return set::inProperCase(file.name) == description;
-        });
-        if (described)
+        sortByPath(files);
+        unsigned long const owner = serial;
+        if (std::any_of(files.begin(), files.end(),
+                        [&](SourceFile const& file) { return isDescription(file, owner); }))
             m_cameras.push_back(serial);
     }
 }
@@ -271,7 +297,50 @@ Look SourceTree::look(std::string const& path) const {
     return look;
 }
 
+std::uint64_t SourceTree::sizeOf(SourceFile const& file) const {
+    return file.held ? file.held->size : open(file.path()).size();
+}
+
+bool SourceTree::hasSumsFor(std::string const& folder, unsigned long serial) const {
+    auto const& files = filesOf(serial);
+    return !m_isArchive || std::any_of(files.begin(), files.end(), [&](SourceFile const& file) {
+        return file.folder == folder && isDescription(file, serial);
+    });
+}
+
+std::map<std::string, std::string> SourceTree::damagedSumsFor(unsigned long serial) const {
+    std::map<std::string, std::string> damaged;
+    for (auto const& [path, why] : m_damagedSums) {
+        auto const slash = path.rfind('/');
+        if (hasSumsFor(slash == std::string::npos ? "" : path.substr(0, slash), serial))
+            damaged.emplace(shownPath(path), why);
+    }
+    return damaged;
+}
+
+OpenedFile SourceTree::openHeld(std::string const& path) const {
+    OpenedFile opened;
+    auto const text = m_texts.find(path);
+    if (text == m_texts.end()) {
+        opened.error = ENOENT;
+        return opened;
+    }
+    HeldText const& held = text->second;
+    opened.file = FileDescriptor(memfd_create("member", MFD_CLOEXEC));
+    std::array<timespec, 2> const times{held.time, held.time};
+    if (!opened.file.valid() || !writeAll(opened.file.get(), held.bytes) ||
+        lseek(opened.file.get(), 0, SEEK_SET) != 0 ||
+        futimens(opened.file.get(), times.data()) != 0 ||
+        fstat(opened.file.get(), &opened.status) != 0) {
+        opened.error = errno;
+        opened.file = FileDescriptor();
+    }
+    return opened;
+}
+
 OpenedFile SourceTree::open(std::string const& path) const {
+    if (m_isArchive)
+        return openHeld(path);
     if (path.size() < PATH_MAX)
         return openRegular(m_root.get(), path.c_str());
     auto const slash = path.rfind('/');

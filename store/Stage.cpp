@@ -119,6 +119,14 @@ Stage::Incoming Stage::begin() {
     return incoming;
 }
 
+OpenedFile Stage::open(unsigned int number) const {
+    std::string const name = std::to_string(number);
+    OpenedFile opened = openRegular(m_folder.get(), name.c_str());
+    if (opened.error != 0)
+        stop("Cannot read", m_folder.pathOf(name), opened.error);
+    return opened;
+}
+
 StagedFile Stage::adopt(unsigned int number, std::uint64_t size, Digest const& digest,
                         std::string name) {
     m_copies.push_back({number, size, digest, std::move(name)});

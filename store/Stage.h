@@ -50,8 +50,8 @@ public:
         unsigned int number() const noexcept { return m_number; }
         /// @return The bytes so far.
         std::uint64_t size() const noexcept { return m_size; }
-        /// @return The sum of its bytes. For once, after the last of them.
-        Digest sum() noexcept { return m_sum.finish(); }
+        /// @return The sum of its bytes so far.
+        Digest sum() const noexcept { return Sha256(m_sum).finish(); }
 
     private:
         friend class Stage;
@@ -67,6 +67,9 @@ public:
     /// Makes a file that bytes can be added to. It is removed by dropRest() unless it is adopted.
     /// @throws Stop
     Incoming begin();
+
+    /// Opens a file that begin() made. @throws Stop
+    OpenedFile open(unsigned int number) const;
 
     /// Takes a file that begin() made into the set. It counts where people see how far this is.
     /// @throws std::bad_alloc

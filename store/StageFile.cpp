@@ -8,6 +8,10 @@ namespace zel::store {
 
 StagedFile stageFile(Stage& stage, SourceTree const& tree, FileToStage const& file,
                      Reporter& reporter) {
+    if (file.held && file.held->staged) {
+        reporter.fileDone();
+        return stage.adopt(*file.held->staged, file.held->size, file.held->digest, file.name);
+    }
     OpenedFile const opened = tree.open(file.source);
     std::string const path = tree.shownPath(file.source);
     if (opened.error != 0)

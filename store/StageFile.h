@@ -9,7 +9,7 @@
 
 namespace zel::store {
 
-/// Copies a file of the source into the stage.
+/// Copies a file of the source into the stage, where a member of an archive may be already.
 /// @param stage    The stage.
 /// @param tree     The source.
 /// @param file     The file as planned.
