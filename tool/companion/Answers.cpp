@@ -61,6 +61,8 @@ Hint hintFor(zel::store::Failure const& store, Options const& options) {
     case FailureKind::locked:
         return {options.noWait ? "Without --no-wait, this waits for up to a minute."
                                : "Try again when it has ended."};
+    case FailureKind::noProgram:
+        return howToGetPrograms();
     case FailureKind::noRecord:
         return {"-s names a stick to compare with."};
     case FailureKind::system:

@@ -35,8 +35,11 @@ Hint howToChoose(Options const& options, ProgressLine& progress) {
     std::vector<std::string> commands;
     if (!options.source.empty()) {
         auto const opened = Source::open(options.source, progress.callback(), options.directory);
-        auto const cameras =
-            opened.source ? opened.source->cameras() : std::vector<unsigned long>();
+        std::vector<unsigned long> cameras;
+        if (opened.source)
+            cameras =
+                zel::store::camerasOf(*opened.source, progress.callback(), programsFor(options))
+                    .cameras;
         for (unsigned long const camera : cameras) {
             if (cameras.size() <= mostNamed)
                 commands.push_back(again(options, {std::to_string(camera)}));
@@ -73,10 +76,16 @@ Failure noSource(unsigned long serial) {
     return {"No medium that is mounted below /media, /run/media or /mnt holds " + what,
             "",
             "",
-            {"-s names a directory that does."}};
+            {"-s names a directory or an archive that does."}};
 }
 
 } // namespace
+
+zel::store::Programs programsFor(Options const& options) {
+    zel::store::Programs programs;
+    programs.requireSandbox = options.requireSandbox;
+    return programs;
+}
 
 std::optional<std::set<unsigned long>> attachedCameras() {
     std::set<unsigned long> cameras;

@@ -13,6 +13,9 @@
 
 namespace companion {
 
+/// @return The programs that read archives, as they are to be used.
+zel::store::Programs programsFor(Options const& options);
+
 /// @return The cameras that are attached, without those whose serial number cannot be told; nothing
 ///         when the system does not tell.
 std::optional<std::set<unsigned long>> attachedCameras();

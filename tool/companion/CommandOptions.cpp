@@ -94,6 +94,13 @@ CLI::Option& addSource(CLI::App& parser, Options& options, std::string const& he
                    "The stick: searched with all directories below" + help);
 }
 
+void addSourceOrArchive(CLI::App& parser, Options& options, std::string const& help) {
+    addText(parser, "-s,--source", "SOURCE", options.source,
+            "The stick: a directory, searched with all below, or an archive" + help);
+    addFlag(parser, "--require-sandbox", options.requireSandbox,
+            "Refuse archives where the kernel cannot confine what reads them");
+}
+
 void addDirectory(CLI::App& parser, Options& options) {
     std::string const help =
         std::string("Calibration directory, instead of ") + zel::defaultCalibrationDir;

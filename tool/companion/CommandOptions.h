@@ -59,6 +59,9 @@ void addSerialsOrAll(CLI::App& parser, Options& options, std::string const& help
 /// @return The option, owned by the parser.
 CLI::Option& addSource(CLI::App& parser, Options& options, std::string const& help);
 
+/// Does the same for a command that takes archives as well, and adds how they are read.
+void addSourceOrArchive(CLI::App& parser, Options& options, std::string const& help);
+
 /// Adds the calibration directory.
 void addDirectory(CLI::App& parser, Options& options);
 

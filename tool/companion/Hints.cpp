@@ -91,6 +91,13 @@ Hint howToFetch(unsigned long serial, std::string const& directory) {
         {changingSet(directory, {"install", text}), changingSet(directory, {"download", text})}};
 }
 
+Hint howToGetPrograms() {
+    Words words{"apt-get", "install", "zentho-cali-sources"};
+    if (!isRoot() || std::getenv("SUDO_UID") != nullptr)
+        words.insert(words.begin(), "sudo");
+    return {"Archives take another package:", {commandLine(words)}};
+}
+
 Hint howToRecover(std::string const& directory) {
     if (zel::store::CalibrationStore(directory).needsLaterVersion())
         return {"A later version of zentho-cali has to complete what was interrupted."};

@@ -22,6 +22,9 @@ Hint howToMakeDirectory(std::string const& directory);
 /// @return How to get a camera's files.
 Hint howToFetch(unsigned long serial, std::string const& directory);
 
+/// @return How to get the programs that read archives.
+Hint howToGetPrograms();
+
 /// @return How to complete what was interrupted, or that this version cannot.
 Hint howToRecover(std::string const& directory);
 

@@ -122,7 +122,7 @@ std::optional<zel::store::Failure> installOne(unsigned long serial, Source const
     asked.prune = options.prune;
     asked.dryRun = options.dryRun;
     asked.wait = !options.noWait;
-    CalibrationStore store(options.directory);
+    CalibrationStore store(options.directory, programsFor(options));
     auto const outcome = store.install(serial, source, asked, progress.callback());
     members["serial"] = serial;
     members["source"] = source.path();
@@ -153,14 +153,18 @@ bool concernsAll(zel::store::Failure const& failure) {
 
 /// Tells that a source holds no camera, or that it may hold some where it cannot be searched.
 void tellNoCamera(Source const& source, Options const& options, Result& result) {
-    requireSuccess(zel::store::listSource(source, {}).failure, options);
+    requireSuccess(zel::store::listSource(source, {}, programsFor(options)).failure, options);
     addProblem(source.path() + " holds no camera's description.", source.path(),
                result.members["problems"], result);
 }
 
 void installEach(Source const& source, Options const& options, ProgressLine& progress,
                  Terminal const& terminal, Result& result) {
-    auto const& serials = source.cameras();
+    auto const held = zel::store::camerasOf(source, progress.callback(), programsFor(options));
+    if (held.failure)
+        throw failureBeforeChange(*held.failure, options);
+    addRemarks(held.remarks, result.members["problems"], result);
+    auto const& serials = held.cameras;
     bool changed = false;
     bool complete = !serials.empty();
     for (unsigned long const serial : serials) {
@@ -200,7 +204,7 @@ void installAll(Options const& options, ProgressLine& progress, Terminal const& 
 
 void addInstallOptions(CLI::App& parser, Options& options) {
     addSerialOrAll(parser, options, "Every camera whose description the stick holds");
-    addSource(parser, options, "; without it, the mounted medium that holds the description");
+    addSourceOrArchive(parser, options, "; without it, the mounted medium that holds the description");
     addDirectory(parser, options);
     addFlag(parser, "--partial", options.partial,
             "Install what there is although files are missing");

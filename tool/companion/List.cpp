@@ -80,11 +80,11 @@ ListOutcome listOf(Options const& options) {
     ProgressLine progress(options.directory);
     auto opened = Source::open(options.source, progress.callback());
     requireSuccess(opened.failure, options);
-    return zel::store::listSource(*opened.source, progress.callback());
+    return zel::store::listSource(*opened.source, progress.callback(), programsFor(options));
 }
 
 void addListOptions(CLI::App& parser, Options& options) {
-    addSource(parser, options, "; without it, what is installed is listed");
+    addSourceOrArchive(parser, options, "; without it, what is installed is listed");
     addDirectory(parser, options);
 }
 

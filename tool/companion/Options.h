@@ -21,6 +21,7 @@ struct Options {
     bool prune = false;                                 ///< files that nobody names are removed
     bool dryRun = false;                                ///< only say what would be done
     bool noWait = false;                                ///< do not wait for another process
+    bool requireSandbox = false;                        ///< archives only where it is confined
     std::string optic;                                  ///< optic to configure; empty: the first
     std::string range;                                  ///< its range; empty: its first
     std::string framerate;                              ///< its frame rate; empty: the usual one

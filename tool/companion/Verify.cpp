@@ -1,4 +1,5 @@
 #include "tool/companion/Answers.h"
+#include "tool/companion/Choices.h"
 #include "tool/companion/CommandOptions.h"
 #include "tool/companion/Commands.h"
 #include "tool/companion/FileState.h"
@@ -36,7 +37,7 @@ std::string closingSentence(unsigned long serial, VerifyOutcome const& outcome) 
 
 VerifyOutcome compare(unsigned long serial, std::optional<Source> const& source,
                       Options const& options, ProgressLine& progress) {
-    CalibrationStore const store(options.directory);
+    CalibrationStore const store(options.directory, programsFor(options));
     if (source)
         return store.verify(serial, *source, progress.callback());
     return store.verify(serial, progress.callback());
@@ -99,7 +100,7 @@ Result verifyAll(Options const& options, Terminal const& terminal) {
 
 void addVerifyOptions(CLI::App& parser, Options& options) {
     addOptionalSerial(parser, options);
-    addSource(parser, options, "; without it, the record of the installation counts");
+    addSourceOrArchive(parser, options, "; without it, the record of the installation counts");
     addDirectory(parser, options);
 }
 

@@ -337,7 +337,7 @@ TEST_F(CompanionInstall, SaysThatNoMediumHoldsTheCamera) {
                   exited(3, "",
                          said("No medium that is mounted below /media, /run/media or /mnt holds the"
                               " description of camera 7") +
-                             hinted("-s names a directory that does.")));
+                             hinted("-s names a directory or an archive that does.")));
     });
 }
 
