@@ -14,6 +14,13 @@ if(TARGET zentho-cali)
     list(APPEND commands zentho-cali)
 endif()
 install(TARGETS ${commands} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT commands)
+# The programs that the store starts. They are in nobody's PATH.
+foreach(program zentho-cali-confine zentho-cali-unpack)
+    if(TARGET ${program})
+        install(TARGETS ${program}
+            RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/zentho-cali COMPONENT sources)
+    endif()
+endforeach()
 install(TARGETS zentho_cali EXPORT zentho-cali
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)

@@ -8,6 +8,9 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${CMAKE_PROJECT_NAME} built using CMake")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL commands library development)
+if(TARGET zentho-cali-unpack)
+    list(APPEND CPACK_COMPONENTS_ALL sources)
+endif()
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/finish.cmake)
 
@@ -24,6 +27,7 @@ set(CPACK_DEBIAN_COMMANDS_PACKAGE_NAME zentho-cali)
 set(CPACK_DEBIAN_COMMANDS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_COMMANDS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_COMMANDS_PACKAGE_DEPENDS "coreutils, findutils, net-tools, wget")
+set(CPACK_DEBIAN_COMMANDS_PACKAGE_SUGGESTS zentho-cali-sources)
 set(CPACK_DEBIAN_COMMANDS_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/commands/postrm)
 set(CPACK_DEBIAN_COMMANDS_DESCRIPTION
 "installer of an infrared camera's calibration files
@@ -36,6 +40,16 @@ writes camera configurations.
 The command zentho-cali-install finds the camera on the USB bus, or takes the
 serial number it is given, copies the camera's files, and checks that the set
 is complete, for those who rely on it.")
+
+set(CPACK_DEBIAN_SOURCES_PACKAGE_NAME zentho-cali-sources)
+set(CPACK_DEBIAN_SOURCES_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_SOURCES_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_SOURCES_PACKAGE_ENHANCES "zentho-cali, ${library_package}")
+set(CPACK_DEBIAN_SOURCES_DESCRIPTION
+"calibration files of an infrared camera - more sources
+Lets the command zentho-cali take sets of calibration files from archives: zip,
+7z, and tar, also compressed. The program that reads them is confined before it
+starts, so that it can read nothing but the archive, and write nothing.")
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)

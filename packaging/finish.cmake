@@ -6,4 +6,5 @@ execute_process(
             commands ${CPACK_DEBIAN_COMMANDS_PACKAGE_NAME}
             library ${CPACK_DEBIAN_LIBRARY_PACKAGE_NAME}
             development ${CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME}
+            sources ${CPACK_DEBIAN_SOURCES_PACKAGE_NAME}
     COMMAND_ERROR_IS_FATAL ANY)
