@@ -90,6 +90,11 @@ private:
             m_plan.remarks.push_back({m_tree.shownPath(file->path()),
                                       "Left out, since there is another one with exactly the right "
                                       "name:"});
+        for (SourceFile const* const file : copies.displaced()) {
+            if (file->held && !file->held->damage.empty())
+                refuse(file->name, FileState::damaged, {m_tree.shownPath(file->path())},
+                       file->held->damage);
+        }
         for (auto const& [name, found] : copies.all()) {
             planFile(name, found);
             m_reporter.fileDone();

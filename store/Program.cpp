@@ -265,9 +265,12 @@ int Program::end() noexcept {
     return kill(m_process, SIGKILL) == 0 ? wait(0) : 0;
 }
 
-void Program::finish() {
+void Program::finish(bool wasConfined) {
     m_output = FileDescriptor();
-    switch (end()) {
+    int const status = end();
+    if (wasConfined)
+        return;
+    switch (status) {
     case wrongUsage:
     case notConfined:
         stop(FailureKind::noSandbox, "The program that reads it could not be confined:", m_path);

@@ -56,9 +56,10 @@ public:
     std::size_t read(char* bytes, std::size_t room, Reporter& reporter);
 
     /// Waits until it has ended, which it does soon when it writes no more.
+    /// @param wasConfined Whether the launcher did its part, so that its statuses do not count.
     /// @throws Stop with FailureKind::noSandbox when the kernel cannot confine it as required, or
     ///         when it could not be confined or executed. How it ended otherwise does not matter.
-    void finish();
+    void finish(bool wasConfined);
 
 private:
     void start(Programs const& programs, Confined const& what);

@@ -27,7 +27,10 @@ constexpr std::string_view signedSumsName = "SHA256SUMS.asc";
 /// The largest file that is kept in memory, and the most that all of them may take with their
 /// names.
 constexpr std::uint64_t largestText = std::uint64_t{16} * 1024 * 1024;
-constexpr std::uint64_t mostKept = std::uint64_t{128} * 1024 * 1024;
+constexpr std::uint64_t mostKept = std::uint64_t{256} * 1024 * 1024;
+
+/// How many frames come between two questions whether to go on: they may bring nothing.
+constexpr std::uint64_t askEvery = 1000;
 
 /// Limits the remarks about an archive, which may have a million odd links.
 constexpr std::size_t mostRemarks = 100;
@@ -38,9 +41,15 @@ bool isSums(std::string_view name) noexcept {
 
 /// What leads nowhere in a path is left out, so that one member has one path.
 std::string withoutDots(std::string_view path) {
-    while (auto const rest = after("./", path))
-        path = *rest;
-    return std::string(path);
+    std::string plain;
+    while (!path.empty()) {
+        auto const slash = std::min(path.find('/'), path.size());
+        std::string_view const part = path.substr(0, slash);
+        path.remove_prefix(std::min(slash + 1, path.size()));
+        if (!part.empty() && part != ".")
+            plain.append(plain.empty() ? "" : "/").append(part);
+    }
+    return plain;
 }
 
 bool isHidden(std::string const& folder) {
@@ -146,6 +155,8 @@ bool Unpacking::run() {
         return false;
     for (;;) {
         while (auto const event = m_stream.next()) {
+            if (++m_frames % askEvery == 0)
+                m_reporter.askWhetherToGoOn();
             if (!take(*event)) {
                 m_heldUp = event;
                 return false;
@@ -160,12 +171,12 @@ bool Unpacking::run() {
     }
     if (!m_stream.isComplete())
         failWithoutReason();
-    m_program.finish();
+    m_program.finish(m_isConfined);
     return true;
 }
 
 void Unpacking::failWithoutReason() {
-    m_program.finish();
+    m_program.finish(m_isConfined);
     stop(FailureKind::unusableSource, "The program that unpacks archives failed on",
          m_archive.path());
 }
@@ -204,6 +215,7 @@ bool Unpacking::take(MemberEvent const& event) {
 }
 
 void Unpacking::takeSandbox(MemberEvent const& event) {
+    m_isConfined = true;
     constexpr unsigned int both = frames::byLandlock | frames::bySeccomp;
     if (event.header.kind != both && m_archive.isFirstTime())
         m_members.remarks.push_back(
@@ -451,6 +463,8 @@ void Unpacking::charge(std::uint64_t bytes) {
 void Unpacking::requireRoomFor(std::uint64_t bytes) const {
     if (bytes <= m_mostBytes - m_bytes)
         return;
+    if (m_mostBytes == mostHashed)
+        stop(FailureKind::unusableSource, "The archive holds too much:", m_archive.path());
     Failure failure;
     failure.kind = FailureKind::noRoom;
     failure.message = "There is not enough room for what this unpacks to:";

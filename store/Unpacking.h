@@ -89,6 +89,8 @@ private:
     std::unique_ptr<Current> m_current;
     std::map<std::string, std::shared_ptr<Held const>> m_byPath;
     std::uint64_t m_keptBytes = 0; // in memory
+    std::uint64_t m_frames = 0;
+    bool m_isConfined = false;
 
     InstalledFiles const* m_installed = nullptr;
     std::map<std::string, std::string> m_installedNames; // by name in small letters
@@ -103,11 +105,14 @@ public:
     Unpacking& operator=(Unpacking const&) = delete;
 };
 
+/// The most bytes of files that are read where none are kept: a bomb has to end.
+constexpr std::uint64_t mostHashed = std::uint64_t{1} << 40U;
+
 /// Reads a whole archive, and keeps the bytes of no file.
 /// @param wanted    A serial number, "all" or "names".
 /// @param mostBytes Stops for want of room when the files have more.
 /// @return What it holds. The other parameters are those of Unpacking. @throws Stop
 SourceTree treeOf(Archive const& archive, std::string const& wanted, Programs const& programs,
-                  Reporter& reporter, std::uint64_t mostBytes = UINT64_MAX);
+                  Reporter& reporter, std::uint64_t mostBytes = mostHashed);
 
 } // namespace zel::store

@@ -327,6 +327,27 @@ TEST_F(ArchiveSource, TakesAHardLinkForTheMemberThatItStandsFor) {
     EXPECT_EQ(installed("Cali-7-more.dat"), "1 " + data);
 }
 
+TEST_F(ArchiveSource, FindsTheBytesOfLinksToMembersOfOtherNames) {
+    putOnStick(camera(7));
+    byPython("import tarfile, os\n"
+             "t = tarfile.open(archive, 'w')\n"
+             "def link(name, target):\n"
+             "    i = tarfile.TarInfo(name); i.type = tarfile.LNKTYPE; i.linkname = target\n"
+             "    t.addfile(i)\n"
+             "for number, name in enumerate(os.listdir(stick)):\n"
+             "    t.add(stick + '/' + name, 'blobs/%i' % number)\n"
+             "    link(name, 'blobs/%i' % number)\n"
+             "    link('copies/' + name, 'blobs/%i' % number)\n"
+             "t.close()\n");
+    EXPECT_EQ(seen(installFrom(archive())), allInstalled);
+    EXPECT_EQ(installed(data), "1 " + data);
+    std::string const before = statesOf(cali);
+    EXPECT_EQ(seen(installFrom(archive())), allUnchanged);
+    EXPECT_EQ(statesOf(cali), before);
+    EXPECT_EQ(verifyFrom(archive()).substr(0, 14), "same, complete");
+    EXPECT_EQ(listOf(archive()).substr(0, 13), "7 complete 3 ");
+}
+
 TEST_F(ArchiveSource, HeedsTheSumsBesideItsDescription) {
     putOnStick(camera(7));
     std::string const zeros(64, '0');

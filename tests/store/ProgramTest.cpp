@@ -117,7 +117,7 @@ protected:
             }
         }
         EXPECT_EQ(members.isComplete(), how == "all");
-        program.finish();
+        program.finish(true);
         return outcomes;
     }
 
@@ -130,7 +130,7 @@ protected:
             char bytes[4096];
             while (program.read(bytes, sizeof bytes, reporter) != 0) {
             }
-            program.finish();
+            program.finish(false);
             return "";
         } catch (Stop const& stopped) {
             return stopped.failure.message;
@@ -228,7 +228,7 @@ TEST_F(ConfinedProgram, MayOpenNoSocketToCheckASignature) {
     EXPECT_EQ(program.read(bytes, sizeof bytes, reporter), 4U);
     EXPECT_EQ(std::string(bytes, 4), "text");
     EXPECT_EQ(program.read(bytes, sizeof bytes, reporter), 0U);
-    program.finish();
+    program.finish(false);
 }
 
 TEST_F(ConfinedProgram, RunsWhereTheKernelCannotConfineItUnlessThatIsRequired) {

@@ -96,7 +96,9 @@ constexpr std::array everybodys{
     "/etc/ld.so.cache", "/etc/localtime", "/usr/share/zoneinfo",
 };
 constexpr std::array networks{
-    "/etc/ssl",
+    "/etc/ssl/certs",
+    "/etc/ssl/openssl.cnf",
+    "/etc/ca-certificates",
     "/usr/share/ca-certificates",
     "/usr/local/share/ca-certificates",
     "/etc/resolv.conf",

@@ -45,9 +45,9 @@ bool limitResources(Profile profile) noexcept {
     bool done = limit(RLIMIT_CORE, 0) && limit(RLIMIT_FSIZE, 0) &&
                 limit(RLIMIT_NOFILE, profile == Profile::fetch ? moreFiles : fewFiles);
 #ifndef ZENTHO_SANITIZED
-    // More than any packer's dictionary takes, and less than a small machine has.
-    constexpr rlim_t mostMemory = rlim_t{1} << 31U;
-    done = done && limit(RLIMIT_AS, mostMemory - 1);
+    // Enough for the dictionaries of the strongest settings of the usual packers.
+    constexpr rlim_t mostMemory = rlim_t{768} * 1024 * 1024;
+    done = done && limit(RLIMIT_AS, mostMemory);
 #endif
     return done;
 }

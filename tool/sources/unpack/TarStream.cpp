@@ -30,7 +30,10 @@ Compression compressionOf(Input& input) {
         if (startsWith(*start, mark))
             return Compression::other;
     }
-    return Compression::none;
+    // A file of zstd may begin with a frame that is skipped.
+    bool const isSkipped = start->size() >= 4 && (start->front() & 0xF0) == 0x50 &&
+                           start->substr(1, 3) == "\x2A\x4D\x18";
+    return isSkipped ? Compression::other : Compression::none;
 }
 
 TarStream::TarStream(Input& input, Compression compression)

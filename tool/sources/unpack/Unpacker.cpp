@@ -9,10 +9,13 @@
 #include <archive_entry.h>
 
 #include <cerrno>
+#include <map>
 #include <memory>
 #include <new>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace unpack {
@@ -29,7 +32,7 @@ using zel::frames::Trouble;
 
 /// How often an archive is opened again to go on after a damaged member. In a solid one everything
 /// before it is unpacked again.
-constexpr int mostAttempts = 100;
+constexpr int mostAttempts = 30;
 
 /// The files with the sums of others.
 constexpr std::string_view sums = "SHA256SUMS";
@@ -67,11 +70,23 @@ bool isDescription(std::string_view name, unsigned long owner) {
     return zel::set::inProperCase(name) == zel::set::descriptionName(owner).view();
 }
 
+/// Of a name that cannot be told in any encoding, what is ASCII stays: the names of cameras' files
+/// are.
 std::string pathOf(archive_entry* entry) {
     char const* path = archive_entry_pathname(entry);
     if (path == nullptr)
         path = archive_entry_pathname_utf8(entry);
-    return path != nullptr ? path : "";
+    if (path != nullptr)
+        return path;
+    std::string ascii;
+    wchar_t const* wide = archive_entry_pathname_w(entry);
+    for (; wide != nullptr && *wide != L'\0'; ++wide)
+        ascii += *wide > 0 && *wide < 0x80 ? static_cast<char>(*wide) : '?';
+    return ascii;
+}
+
+std::string_view withoutDot(std::string_view path) {
+    return path.substr(0, 2) == "./" ? path.substr(2) : path;
 }
 
 /// One reading of an archive.
@@ -87,6 +102,8 @@ public:
             if (attempt == mostAttempts)
                 throw Stop{Trouble::spoilt, 0, "Too many members are damaged"};
         }
+        if (!m_links.empty())
+            readTargets();
         return m_told;
     }
 
@@ -177,7 +194,7 @@ private:
             target != nullptr && *target != '\0' && archive_entry_size(entry) == 0;
         if (isHardLink) {
             names.target = target;
-            begin(MemberKind::hardLink, names, entry);
+            link(names, entry);
         } else if (type == AE_IFLNK) {
             begin(MemberKind::link, names, entry);
         } else if (type != AE_IFREG) {
@@ -187,10 +204,61 @@ private:
         } else {
             if (archive_entry_is_encrypted(entry) != 0)
                 throw Stop{Trouble::encrypted, 0, ""};
+            m_unpacked.emplace(withoutDot(names.path));
             begin(MemberKind::file, names, entry);
             return sendBytes();
         }
         return true;
+    }
+
+    /// Another name of an earlier member. One that was not unpacked, since its own name is not
+    /// wanted, is so later under this name.
+    void link(MemberNames const& names, archive_entry* entry) {
+        std::string const target(withoutDot(names.target));
+        if (m_unpacked.count(target) == 0) {
+            m_links[target].push_back(names);
+            return;
+        }
+        m_unpacked.emplace(withoutDot(names.path));
+        begin(MemberKind::hardLink, names, entry);
+    }
+
+    /// Reads the archive once more, for members that links stand for. Only a tar has links.
+    void readTargets() {
+        open();
+        archive_entry* entry = nullptr;
+        int result = ARCHIVE_OK;
+        while (!m_links.empty() && result != ARCHIVE_EOF) {
+            result = archive_read_next_header(m_archive.get(), &entry);
+            if (result != ARCHIVE_EOF && result != ARCHIVE_OK && result != ARCHIVE_WARN)
+                stop();
+            auto const links = result != ARCHIVE_EOF
+                                   ? m_links.find(std::string(withoutDot(pathOf(entry))))
+                                   : m_links.end();
+            bool const isFile = links != m_links.end() &&
+                                archive_entry_filetype(entry) == AE_IFREG &&
+                                archive_entry_hardlink(entry) == nullptr;
+            if (isFile)
+                tellTarget(links, entry);
+        }
+        for (auto const& [target, names] : m_links) {
+            for (MemberNames const& name : names)
+                begin(MemberKind::hardLink, name, nullptr);
+        }
+    }
+
+    void tellTarget(std::map<std::string, std::vector<MemberNames>>::iterator links,
+                    archive_entry* entry) {
+        std::vector<MemberNames> names = std::move(links->second);
+        m_links.erase(links);
+        std::string const first = names.front().path;
+        names.front().target.clear();
+        begin(MemberKind::file, names.front(), entry);
+        sendBytes();
+        for (std::size_t i = 1; i < names.size(); ++i) {
+            names[i].target = first;
+            begin(MemberKind::hardLink, names[i], nullptr);
+        }
     }
 
     Use useOf(std::string_view name) const {
@@ -209,9 +277,10 @@ private:
         header.type = Frame::member;
         header.kind = static_cast<std::uint8_t>(kind);
         header.member = static_cast<std::uint32_t>(m_told++);
-        header.number = archive_entry_size_is_set(entry) != 0 && archive_entry_size(entry) >= 0
-                            ? static_cast<std::uint64_t>(archive_entry_size(entry))
-                            : zel::frames::unknownSize;
+        bool const isKnown = entry != nullptr && archive_entry_size_is_set(entry) != 0 &&
+                             archive_entry_size(entry) >= 0;
+        header.number = isKnown ? static_cast<std::uint64_t>(archive_entry_size(entry))
+                                : zel::frames::unknownSize;
         send(header, payloadOf(names));
     }
 
@@ -283,7 +352,9 @@ private:
     std::unique_ptr<archive, ArchiveFreer> m_archive; // after what it reads from
     std::uint64_t m_done = 0;                         // members of the archive
     std::uint64_t m_told = 0;
-    std::int64_t m_endOfMembers = 0; // of a tar
+    std::set<std::string> m_unpacked;                        // paths
+    std::map<std::string, std::vector<MemberNames>> m_links; // to what was not, by its path
+    std::int64_t m_endOfMembers = 0;                         // of a tar
 };
 
 void writeLast(FrameWriter const& out, Trouble trouble, std::uint64_t number,
