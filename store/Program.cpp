@@ -38,7 +38,7 @@ enum LauncherStatus : int {
 /// Fewer changes between two processes for the same bytes. An ordinary user may not have more.
 constexpr int pipeSize = 1048576;
 
-constexpr int pause = 100; // milliseconds
+constexpr int longestPoll = 100; // milliseconds
 
 constexpr int stillRuns = -1;
 
@@ -230,7 +230,7 @@ Program::~Program() {
 std::size_t Program::read(char* bytes, std::size_t room, Reporter& reporter) {
     for (;;) {
         pollfd waiting{m_output.get(), POLLIN, 0};
-        int const ready = poll(&waiting, 1, pause);
+        int const ready = poll(&waiting, 1, longestPoll);
         if (ready <= 0) { // nothing came, or a signal
             reporter.askWhetherToGoOn();
             continue;

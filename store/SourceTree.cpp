@@ -20,9 +20,6 @@ namespace zel::store {
 
 namespace {
 
-/// Limits the remarks about a source, which may have a million odd links.
-constexpr std::size_t mostRemarks = 100;
-
 /// Every folder is opened by its path from the source, so the time grows with the square of the
 /// depth.
 constexpr std::size_t longestPath = 65536;

@@ -19,6 +19,9 @@
 
 namespace zel::store {
 
+/// Limits the remarks about a source, which may have a million odd links.
+constexpr std::size_t mostRemarks = 100;
+
 /// What is known of a member of an archive after it passed by. Its bytes are not there any more,
 /// unless they were staged.
 struct Held {

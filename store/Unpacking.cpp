@@ -19,10 +19,7 @@ using frames::Frame;
 using frames::MemberKind;
 using frames::Trouble;
 
-constexpr char const* program = "zentho-cali-unpack";
-
-constexpr std::string_view sumsName = "SHA256SUMS";
-constexpr std::string_view signedSumsName = "SHA256SUMS.asc";
+constexpr char const* unpacker = "zentho-cali-unpack";
 
 /// The largest file that is kept in memory, and the most that all of them may take with their
 /// names.
@@ -31,9 +28,6 @@ constexpr std::uint64_t mostKept = std::uint64_t{256} * 1024 * 1024;
 
 /// How many frames come between two questions whether to go on: they may bring nothing.
 constexpr std::uint64_t askEvery = 1000;
-
-/// Limits the remarks about an archive, which may have a million odd links.
-constexpr std::size_t mostRemarks = 100;
 
 bool isSums(std::string_view name) noexcept {
     return name == sumsName || name == signedSumsName;
@@ -56,7 +50,7 @@ bool isHidden(std::string const& folder) {
     return ("/" + folder + "/").find("/" + std::string(hiddenName) + "/") != std::string::npos;
 }
 
-bool isDescription(std::string_view name, unsigned long owner) {
+bool describes(std::string_view name, unsigned long owner) {
     return set::inProperCase(name) == set::descriptionName(owner).view();
 }
 
@@ -113,7 +107,7 @@ Unpacking::Unpacking(Archive const& archive, std::string const& wanted, Programs
                      Reporter& reporter)
     : m_archive(archive), m_serial(serialFrom(wanted).value_or(0)), m_reporter(reporter),
       m_program(programs, {Profile::unpack,
-                           folderOf(programs) + "/" + program,
+                           folderOf(programs) + "/" + unpacker,
                            {wanted},
                            {archive.file(), -1, -1}}) {
     m_members.path = archive.path();
@@ -233,7 +227,7 @@ bool Unpacking::begin(MemberEvent const& event) {
     auto const owner = set::ownerOf(name);
     if (isHidden(path))
         return true;
-    if (kind == MemberKind::nameOnly && owner && isDescription(name, *owner))
+    if (kind == MemberKind::nameOnly && owner && describes(name, *owner))
         m_members.described.insert(*owner);
     else if (kind == MemberKind::hardLink)
         link(*event.names);
@@ -255,7 +249,7 @@ bool Unpacking::beginFile(MemberEvent const& event) {
     current->time = {static_cast<time_t>(event.names->seconds),
                      static_cast<long>(event.names->nanoseconds)};
     current->isText = isSums(current->file.name) ||
-                      (current->owner && isDescription(current->file.name, *current->owner));
+                      (current->owner && describes(current->file.name, *current->owner));
     bool const isOurs = current->isText || (current->owner && isWanted(*current->owner));
     current->isIgnored = !isOurs || isHidden(current->file.folder);
     bool const needsBytes = !current->isIgnored && !current->isText;
@@ -381,7 +375,7 @@ void Unpacking::note(std::shared_ptr<Held const> held) {
     m_byPath[path] = held;
     if (!current.owner || isSums(current.file.name))
         return;
-    if (isDescription(current.file.name, *current.owner))
+    if (describes(current.file.name, *current.owner))
         m_members.described.insert(*current.owner);
     if (!isWanted(*current.owner))
         return;

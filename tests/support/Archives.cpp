@@ -2,6 +2,7 @@
 
 #include "tests/support/Command.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 
@@ -39,6 +40,28 @@ void pack(std::string const& folder, std::string const& archive) {
 
 void packByPython(std::string const& script, std::string const& archive) {
     runOrThrow({"python3", "-c", "archive = '" + archive + "'\n" + script}, "");
+}
+
+std::string corrupted(std::string content, std::mt19937& engine) {
+    auto const below = [&](std::size_t most) {
+        return std::uniform_int_distribution<std::size_t>(0, most - 1)(engine);
+    };
+    std::size_t const place = below(content.size());
+    std::size_t const length = 1 + below(std::min<std::size_t>(content.size() - place, 64));
+    switch (below(6)) {
+    case 0:
+        return content.substr(0, place);
+    case 1:
+        return content.erase(place, length);
+    case 2:
+        return content.insert(place, content.substr(place, length));
+    case 3:
+        content.replace(place, length, std::string(length, '\0'));
+        return content;
+    default:
+        content[place] = static_cast<char>(content[place] ^ static_cast<char>(1U << below(8)));
+        return content;
+    }
 }
 
 } // namespace support

@@ -2,6 +2,7 @@
 /// Archives, made by the programs that people make them with.
 #pragma once
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -19,5 +20,8 @@ void pack(std::string const& folder, std::string const& archive);
 /// Runs a script, with "archive" as the path of what it makes. Throws std::runtime_error when it
 /// fails.
 void packByPython(std::string const& script, std::string const& archive);
+
+/// @return The content with a piece cut off, removed, repeated, emptied, or a bit changed.
+std::string corrupted(std::string content, std::mt19937& engine);
 
 } // namespace support
