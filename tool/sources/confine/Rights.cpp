@@ -1,4 +1,3 @@
-// GCOVR_EXCL_START: what is confined can write nothing, the counters of this file included
 #include "tool/sources/confine/Restrictions.h"
 
 #include <cerrno>
@@ -44,11 +43,9 @@ bool limitResources(Profile profile) noexcept {
     constexpr rlim_t moreFiles = 256;
     bool done = limit(RLIMIT_CORE, 0) && limit(RLIMIT_FSIZE, 0) &&
                 limit(RLIMIT_NOFILE, profile == Profile::fetch ? moreFiles : fewFiles);
-#ifndef ZENTHO_SANITIZED
     // Enough for the dictionaries of the strongest settings of the usual packers.
     constexpr rlim_t mostMemory = rlim_t{768} * 1024 * 1024;
     done = done && limit(RLIMIT_AS, mostMemory);
-#endif
     return done;
 }
 
@@ -66,4 +63,3 @@ Outcome dropRights() noexcept {
 }
 
 } // namespace confine
-// GCOVR_EXCL_STOP

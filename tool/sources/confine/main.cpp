@@ -8,7 +8,6 @@
 // files the program is given, from 0 on; the others are closed. The program writes to its standard
 // output. What it starts with on that pipe is a frame that says how it is confined.
 
-// GCOVR_EXCL_START: what is confined can write nothing, the counters of this file included
 #include "tool/sources/confine/Restrictions.h"
 
 #include "util/Frames.h"
@@ -146,13 +145,8 @@ int main(int argc, char* argv[]) {
     std::vector<char*> environment;
     for (char** variable = environ; *variable != nullptr; ++variable)
         environment.push_back(*variable);
-#ifdef ZENTHO_SANITIZED
-    static char noLeaks[] = "ASAN_OPTIONS=detect_leaks=0"; // that takes a process of its own
-    environment.push_back(noLeaks);
-#endif
     environment.push_back(nullptr);
     if (!hideArguments(program, arguments, environment))
         return notConfined;
     _exit(confineAndExecute(*profile, *parent, std::string_view(argv[3]) == "require", program));
 }
-// GCOVR_EXCL_STOP

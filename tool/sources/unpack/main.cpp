@@ -4,7 +4,6 @@
 //   zentho-cali-unpack all         every camera's files
 //   zentho-cali-unpack SERIAL      one camera's files
 
-// GCOVR_EXCL_START: it runs where it can write nothing, the counters of this file included
 #include "tool/sources/unpack/Unpacker.h"
 
 #include "sdk/set/FileKinds.h"
@@ -43,4 +42,3 @@ int main(int argc, char* argv[]) {
         std::setlocale(LC_CTYPE, "");
     unpack::unpack(STDIN_FILENO, *wanted, zel::frames::FrameWriter(STDOUT_FILENO));
 }
-// GCOVR_EXCL_STOP
