@@ -213,7 +213,7 @@ void Program::start(Programs const& programs, Confined const& what) {
         error = posix_spawn(&m_process, first.c_str(), actions.get(), attributes.get(),
                             pointersTo(words).data(), pointersTo(variables).data());
     if (error == ENOMEM)
-        throw std::bad_alloc();
+        throw std::bad_alloc(); // GCOVR_EXCL_LINE: the kernel's memory, not ours
     if (error != 0)
         stop("Cannot start", first, error);
 }
@@ -231,13 +231,13 @@ std::size_t Program::read(char* bytes, std::size_t room, Reporter& reporter) {
     for (;;) {
         pollfd waiting{m_output.get(), POLLIN, 0};
         int const ready = poll(&waiting, 1, longestPoll);
-        if (ready <= 0) { // nothing came, or a signal
+        if (ready == 0 || (ready < 0 && errno == EINTR)) {
             reporter.askWhetherToGoOn();
             continue;
         }
         ssize_t const count = retried([&] { return ::read(m_output.get(), bytes, room); });
         if (count < 0)
-            stop("Cannot read what is told by", m_path, errno);
+            stop("Cannot read what is told by", m_path, errno); // GCOVR_EXCL_LINE: a pipe can be
         return static_cast<std::size_t>(count);
     }
 }

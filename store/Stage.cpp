@@ -120,11 +120,7 @@ Stage::Incoming Stage::begin() {
 }
 
 OpenedFile Stage::open(unsigned int number) const {
-    std::string const name = std::to_string(number);
-    OpenedFile opened = openRegular(m_folder.get(), name.c_str());
-    if (opened.error != 0)
-        stop("Cannot read", m_folder.pathOf(name), opened.error);
-    return opened;
+    return openRegular(m_folder.get(), std::to_string(number).c_str());
 }
 
 StagedFile Stage::adopt(unsigned int number, std::uint64_t size, Digest const& digest,

@@ -68,7 +68,7 @@ public:
     /// @throws Stop
     Incoming begin();
 
-    /// Opens a file that begin() made. @throws Stop
+    /// Opens a file that begin() made.
     OpenedFile open(unsigned int number) const;
 
     /// Takes a file that begin() made into the set. It counts where people see how far this is.

@@ -127,9 +127,10 @@ bool FrameWriter::write(Header header, std::string_view payload) const noexcept 
         {{bytes.data(), bytes.size()}, {const_cast<char*>(payload.data()), payload.size()}}};
     std::size_t left = bytes.size() + payload.size();
     while (left > 0) {
-        ssize_t const count = writev(m_pipe, pieces.data(), static_cast<int>(pieces.size()));
-        if (count < 0 && errno == EINTR)
-            continue;
+        ssize_t count = -1;
+        do
+            count = writev(m_pipe, pieces.data(), static_cast<int>(pieces.size()));
+        while (count < 0 && errno == EINTR);
         if (count < 0)
             return false;
         auto done = static_cast<std::size_t>(count);

@@ -44,6 +44,9 @@ enum class MemberKind : std::uint8_t {
 };
 constexpr std::uint8_t memberKinds = 5; ///< how many kinds there are
 
+/// The path of members, of kind MemberKind::other, whose names cannot be told.
+constexpr char const* nameless = "?";
+
 /// Why a member cannot be had.
 enum class Damage : std::uint8_t {
     checksum,    ///< its bytes are not those that were packed

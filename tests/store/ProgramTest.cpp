@@ -260,6 +260,34 @@ TEST_F(ConfinedProgram, IsStartedByALauncherThatCanBeStarted) {
     EXPECT_EQ(failure({programs, false}), "Cannot start");
 }
 
+TEST_F(ConfinedProgram, DoesNotRunWhenItCannotBeConfined) {
+    replaceBy("/bin/true");
+    writeFile(programs + "/zentho-cali-confine", "#!/bin/sh\nexit 121\n");
+    fs::permissions(programs + "/zentho-cali-confine", fs::perms::all);
+    EXPECT_EQ(failure({programs, false}), "The program that reads it could not be confined:");
+}
+
+TEST_F(ConfinedProgram, KnowsTheTimeZoneAndNothingElseOfTheEnvironment) {
+    setenv("TZ", "Asia/Tokyo", 1);
+    setenv("https_proxy", "proxy", 1);
+    setenv("LD_DEBUG", "libs", 1);
+    for (auto const& [profile, expected] :
+         {std::pair(Profile::verify, std::string("TZ=Asia/Tokyo\n")),
+          std::pair(Profile::fetch, std::string("TZ=Asia/Tokyo\nhttps_proxy=proxy\n"))}) {
+        replaceBy("/usr/bin/env");
+        Program program({programs, false}, confined(profile));
+        ProgressCallback const noCallback;
+        Reporter reporter(noCallback);
+        char bytes[4096];
+        std::string text;
+        while (std::size_t const count = program.read(bytes, sizeof bytes, reporter))
+            text.append(bytes, count);
+        program.finish(true);
+        std::size_t const frame = profile == Profile::fetch ? zel::frames::headerSize : 0;
+        EXPECT_EQ(text.substr(std::min(frame, text.size())), expected);
+    }
+}
+
 TEST_F(ConfinedProgram, IsHeldAlsoWhenItIsAScript) {
     writeFile(path, "#!/bin/sh\necho x > " + home + "/victim\n");
     fs::permissions(path, fs::perms::all);
@@ -319,8 +347,9 @@ TEST_F(ConfinedProgram, IsEndedWithoutATraceWhenItIsNotNeeded) {
 
 TEST_F(ConfinedProgram, IsNotWaitedForWhenTheCallerGivesUp) {
     replaceBy(ZENTHO_WAITING_PROGRAM);
-    ProgressCallback const giveUp = [](Progress const&) {
-        return false;
+    int questions = 0;
+    ProgressCallback const giveUp = [&](Progress const&) {
+        return ++questions < 3;
     };
     Reporter reporter(giveUp);
     Program program({programs, false}, confined());

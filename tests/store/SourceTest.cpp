@@ -196,7 +196,7 @@ TEST_F(StoreSource, NamesOfLineBreaksAreInstalledAndRecorded) {
 
 TEST_F(StoreSource, ThatIsMissingOrNoDirectoryFails) {
     EXPECT_EQ(found(), "failed: Cannot use the source " + stick + "\n");
-    writeFile(stick, "x");
+    ASSERT_EQ(mkfifo(stick.c_str(), 0600), 0);
     EXPECT_EQ(found(), "failed: Cannot use the source " + stick + "\n");
 }
 

@@ -153,11 +153,14 @@ TEST_F(Unpacking, TakesNothingThatWasNotAskedFor) {
                                      .begin(".zentho-cali/Cali-7-l.dat", MemberKind::link)
                                      .begin("readme", MemberKind::link)
                                      .begin("readme", MemberKind::other)
+                                     .begin("?", MemberKind::other)
                                      .begin("readme", MemberKind::nameOnly)
                                      .begin("readme", MemberKind::hardLink, "nothing")
                                      .camera7()
                                      .done())),
-              threeInstalled);
+              threeInstalled +
+                  "remark: Left out, since their names cannot be read, are members of " + archive +
+                  "\n");
 }
 
 TEST_F(Unpacking, ReadsSumsThatAreThereTwice) {
@@ -179,6 +182,42 @@ TEST_F(Unpacking, RefusesDamagedSumsOfTheCamerasFolder) {
               "unchanged, not complete\nSHA256SUMS: damaged (It cannot be had.) [" + archive +
                   "/SHA256SUMS]\n");
     EXPECT_EQ(seen(installScript(broken("a/SHA256SUMS"))), threeInstalled);
+}
+
+TEST_F(Unpacking, SaysWhatCannotBeUnpacked) {
+    Script script = Script().camera7().begin("Cali-7-more.dat");
+    script.frame(Frame::broken, static_cast<std::uint8_t>(Damage::undecodable), 0).done();
+    EXPECT_EQ(seen(installScript(script)),
+              "unchanged, not complete\nCali-7-more.dat: damaged (It cannot be unpacked.) [" +
+                  archive + "/Cali-7-more.dat]\n");
+}
+
+TEST_F(Unpacking, SeesOnlyAtTheEndThatAFileIsShorter) {
+    auto const script = [](std::string const& bytes) {
+        return Script().camera7().file("Cali-7-m.dat", bytes).file("Cali-7-n.dat", bytes).done();
+    };
+    ASSERT_TRUE(installScript(script("longer")).complete);
+    EXPECT_EQ(seen(installScript(script("long"))).substr(0, 17), "changed, complete");
+    EXPECT_EQ(installed("Cali-7-m.dat") + installed("Cali-7-n.dat"), "longlong");
+    EXPECT_EQ(check(7), "complete\n");
+}
+
+TEST_F(Unpacking, WritesNothingWhenSomebodyElseDidMeanwhile) {
+    Script const script = Script().camera7().done();
+    ASSERT_TRUE(installScript(script).complete);
+    int comparisons = 0;
+    int copies = 0;
+    auto const outcome = installScript(script, {}, [&](auto const& progress) {
+        bool const begins = progress.files == 0 && progress.bytes == 0;
+        if (progress.phase == Phase::comparing && begins && ++comparisons == 2)
+            fs::remove(cali + "/" + data);
+        if (progress.phase == Phase::copying && begins && ++copies == 1)
+            writeFile(cali + "/" + data, "data");
+        return true;
+    });
+    EXPECT_FALSE(outcome.changed || outcome.failure);
+    EXPECT_TRUE(outcome.complete);
+    EXPECT_EQ(copies, 1);
 }
 
 TEST_F(Unpacking, RefusesTextsThatAreTooLarge) {

@@ -1,18 +1,29 @@
 """A directory in which one change is interrupted, again and again."""
 import os
 import shutil
+import zipfile
 
 from interrupted.judge import Judge, difference, read_directory
 from interrupted.sets import write_files
 
 
+def pack(folder):
+    """Packs the files of a folder. @return Path of the archive."""
+    path = f"{folder}.zip"
+    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as archive:
+        for name in sorted(os.listdir(folder)):
+            archive.write(f"{folder}/{name}", name)
+    return path
+
+
 class Trial:
     """One change, from the same beginning each time.
 
-    @param place The folder in which all of it happens; `disk` below it may be mounted by the caller.
+    @param place  The folder in which all of it happens; `disk` below it may be mounted by the caller.
+    @param packed Whether the new set comes in an archive.
     """
 
-    def __init__(self, scenario, commands, place):
+    def __init__(self, scenario, commands, place, packed=False):
         self.scenario = scenario
         self.commands = commands
         self.disk = f"{place}/disk"
@@ -23,6 +34,8 @@ class Trial:
         os.mkdir(self.disk)
         write_files(self.judge.source, scenario.after.files)
         write_files(self.judge.old_source, self.judge.old_version.files)
+        if packed:
+            self.judge.source = pack(self.judge.source)
         self._prepare()
 
     def _prepare(self):

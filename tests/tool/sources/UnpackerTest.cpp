@@ -312,7 +312,7 @@ TEST_F(Unpacker, GivesUpAnArchiveWithTooManyDamagedMembers) {
 
 TEST_F(Unpacker, FindsAnyDamageThatAnArchiveHasASumFor) {
     put("Cali-7.xml", "description");
-    put("Cali-7-noise.dat", noise(20000));
+    put("Cali-7-noise.dat", noise(600000));
     for (std::string const format : {"zip", "7z", "tar.gz", "tar.xz"}) {
         std::string const archive = packed(format);
         std::string const intact = told(archive);
@@ -410,6 +410,21 @@ TEST_F(Unpacker, KnowsNamesOfAnyEncoding) {
               "file M\xC3\xBCnchen/\xE3\x82\xAB/Kennlinie-7-x.prn: x\n"
               "file \x83J\x83\x81/Cali-7-\x83J.dat: x\n"
               "done");
+}
+
+TEST_F(Unpacker, SaysThatThereAreNamesThatCannotBeTold) {
+    put("M\xC3\xBCnchen/Cali-7.xml", "description");
+    put("M\xC3\xBCnchen/Cali-7-x.dat", "x");
+    put("Cali-7-y.dat", "y");
+    std::string const archive = root.path() + "/names.7z";
+    std::string const command =
+        "cd " + folder + " && env LC_ALL=C.UTF-8 7z a -bd -y " + archive + " . > /dev/null";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    ASSERT_NE(std::setlocale(LC_CTYPE, "C"), nullptr);
+    EXPECT_EQ(told(archive), "file Cali-7-y.dat: y\nother ?\ndone");
+    ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
+    EXPECT_EQ(told(archive), "file Cali-7-y.dat: y\nfile M\xC3\xBCnchen/Cali-7-x.dat: x\n"
+                             "file M\xC3\xBCnchen/Cali-7.xml: description\ndone");
 }
 
 TEST_F(Unpacker, LeavesNamesOfOtherLocalesToTheStore) {

@@ -34,9 +34,8 @@ la_int64_t seekInput(archive* /*reader*/, void* input, la_int64_t offset, int wh
     std::int64_t from = 0;
     if (whence != SEEK_SET)
         from = whence == SEEK_CUR ? file.offset() : file.size();
-    if (offset < -from || offset > file.size() - from)
-        return ARCHIVE_FATAL;
-    file.moveTo(from + offset);
+    // A place outside the file is that of a damaged archive, in which the library then finds fault.
+    file.moveTo(from + std::clamp<std::int64_t>(offset, -from, file.size() - from));
     return file.offset();
 }
 
