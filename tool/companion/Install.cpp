@@ -204,7 +204,8 @@ void installAll(Options const& options, ProgressLine& progress, Terminal const& 
 
 void addInstallOptions(CLI::App& parser, Options& options) {
     addSerialOrAll(parser, options, "Every camera whose description the stick holds");
-    addSourceOrArchive(parser, options, "; without it, the mounted medium that holds the description");
+    addSourceOrArchive(parser, options,
+                       "; without it, the mounted medium that holds the description");
     addDirectory(parser, options);
     addFlag(parser, "--partial", options.partial,
             "Install what there is although files are missing");
