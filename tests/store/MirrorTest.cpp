@@ -35,7 +35,7 @@ using zel::store::MirrorOutcome;
 using zel::store::Source;
 using zel::store::word;
 
-std::string seen(MirrorOutcome const& outcome) {
+std::string seenOf(MirrorOutcome const& outcome) {
     std::ostringstream out;
     auto const tell = [&](zel::store::Failure const& failure) {
         out << "failed: " << failure.message << ' ' << failure.path;
@@ -132,9 +132,9 @@ protected:
     std::string mirrored(MirrorOptions const& options = {},
                          std::vector<unsigned long> const& serials = {7}) const {
         Tree const before = treeOf(root.path());
-        std::string const planned = seen(mirror(dryMirror(options), serials));
+        std::string const planned = seenOf(mirror(dryMirror(options), serials));
         EXPECT_EQ(treeOf(root.path()), before);
-        std::string const done = seen(mirror(options, serials));
+        std::string const done = seenOf(mirror(options, serials));
         EXPECT_EQ(planned, done);
         EXPECT_FALSE(fs::exists(beside));
         return done;
@@ -214,7 +214,7 @@ protected:
 
 TEST_F(StoreMirror, PutsASetIntoTheFolderThatADownloadExpects) {
     putOnStick(camera(12345678));
-    EXPECT_EQ(seen(mirror({}, {12345678, 7, 7})),
+    EXPECT_EQ(seenOf(mirror({}, {12345678, 7, 7})),
               "changed, complete\n7 changed, complete\n" + states("installed") +
                   "12345678 changed, complete\nCali-12345678-23-M20-100.dat: installed\n"
                   "Cali-12345678.xml: installed\nKennlinie-12345678-23-M20-100.prn: installed\n");
@@ -243,7 +243,7 @@ TEST_F(StoreMirror, ListsSumsSizesAndTheDateBesideTheSet) {
 TEST_F(StoreMirror, GivesEverybodyTheRightToReadWhateverTheMask) {
     setTime(stick + "/" + data, 1234567890);
     mode_t const mask = umask(0077);
-    EXPECT_EQ(seen(mirror(servedAt("http://h"))), allNew + "downloadlinks.xml: installed\n");
+    EXPECT_EQ(seenOf(mirror(servedAt("http://h"))), allNew + "downloadlinks.xml: installed\n");
     umask(mask);
     for (std::string const& folder : {web, web + "/7", web + "/7/7", set})
         EXPECT_EQ(rightsOf(folder), 0755U) << folder;
@@ -256,14 +256,14 @@ TEST_F(StoreMirror, GivesEverybodyTheRightToReadWhateverTheMask) {
 TEST_F(StoreMirror, WritesNothingWhenThereIsNothingToDo) {
     mirror(servedAt("http://h/cali"));
     std::string const before = stampsOf(root.path());
-    EXPECT_EQ(seen(mirror(servedAt("http://h/cali/"))),
+    EXPECT_EQ(seenOf(mirror(servedAt("http://h/cali/"))),
               nothingToDo + "downloadlinks.xml: unchanged\n");
-    EXPECT_EQ(seen(mirror()), nothingToDo);
+    EXPECT_EQ(seenOf(mirror()), nothingToDo);
     EXPECT_EQ(stampsOf(root.path()), before);
     for (auto const& name : {description, data, curve}) // copied to another stick
         setTime(stick + "/" + name, 1000000000);
     std::string const after = stampsOf(web);
-    EXPECT_EQ(seen(mirror()), nothingToDo);
+    EXPECT_EQ(seenOf(mirror()), nothingToDo);
     EXPECT_EQ(stampsOf(web), after);
 }
 
@@ -274,7 +274,7 @@ TEST_F(StoreMirror, ReadsNoFileOfTheSameSizeAndTimeAgain) {
     setTime(set + "/" + data, modified);
     writeFile(stick + "/" + data, "2 " + data);
     setTime(stick + "/" + data, modified);
-    EXPECT_EQ(seen(mirror()), nothingToDo);
+    EXPECT_EQ(seenOf(mirror()), nothingToDo);
     setTime(stick + "/" + data, modified + 1);
     EXPECT_TRUE(mirror().changed);
     EXPECT_EQ(served(data), "2 " + data);
@@ -345,14 +345,14 @@ TEST_F(StoreMirror, MendsWhatSomebodyAltered) {
         EXPECT_EQ(served(data), "1 " + data) << i;
         EXPECT_FALSE(fs::is_symlink(set + "/" + data)) << i;
         EXPECT_FALSE(fs::exists(set + "/SHA256SUMS.asc")) << i;
-        EXPECT_EQ(seen(mirror()), nothingToDo) << i;
+        EXPECT_EQ(seenOf(mirror()), nothingToDo) << i;
     }
     EXPECT_EQ(readFile(root.path() + "/data"), "1 " + data); // the links were not followed
 }
 
 TEST_F(StoreMirror, DoesNotWriteAnIncompleteSetAndLeavesTheOldOne) {
-    EXPECT_EQ(seen(mirror({}, {8})), "unchanged, not complete\n8 unchanged, not complete\n"
-                                     "Cali-8.xml: missing\n");
+    EXPECT_EQ(seenOf(mirror({}, {8})), "unchanged, not complete\n8 unchanged, not complete\n"
+                                       "Cali-8.xml: missing\n");
     EXPECT_FALSE(fs::exists(root.path() + "/srv"));
     mirror();
     fs::remove(stick + "/" + data);
@@ -393,17 +393,26 @@ TEST_F(StoreMirror, IsAStickFromWhichASetIsInstalled) {
               "unchanged, not complete\n" + data.substr(0, 16));
 }
 
+TEST_F(StoreMirror, IsNotMadeOfAnArchive) {
+    writeFile(root.path() + "/set.tar", "");
+    auto const source = Source::open(root.path() + "/set.tar", {});
+    auto const outcome = zel::store::mirror(web, {7}, *source.source, {}, {});
+    ASSERT_TRUE(outcome.failure);
+    EXPECT_EQ(outcome.failure->kind, FailureKind::unusableSource);
+    EXPECT_FALSE(fs::exists(root.path() + "/srv"));
+}
+
 TEST_F(StoreMirror, CanBeMadeOfAnotherMirrorAndOfItself) {
     mirror();
     auto const source = Source::open(web, {});
     std::string const other = root.path() + "/other";
     auto outcome = zel::store::mirror(other, source.source->cameras(), *source.source, {}, {});
-    EXPECT_EQ(seen(outcome), allNew);
+    EXPECT_EQ(seenOf(outcome), allNew);
     outcome = zel::store::mirror(other, source.source->cameras(), *source.source, {}, {});
-    EXPECT_EQ(seen(outcome), nothingToDo);
+    EXPECT_EQ(seenOf(outcome), nothingToDo);
     fs::remove(set + "/SHA256SUMS");
     outcome = zel::store::mirror(web, {7}, *source.source, {}, {});
-    EXPECT_EQ(seen(outcome), "changed, complete\n7 changed, complete\n" + states("unchanged"));
+    EXPECT_EQ(seenOf(outcome), "changed, complete\n7 changed, complete\n" + states("unchanged"));
     expectAgreement();
 }
 
@@ -485,7 +494,7 @@ TEST_F(StoreMirror, RemovesNothingThatIsNotOfTheSet) {
         auto const outcome = mirror();
         ASSERT_TRUE(outcome.cameras.at(0).failure) << name;
         EXPECT_EQ(outcome.cameras.at(0).failure->kind, FailureKind::inTheWay) << name;
-        EXPECT_EQ(seen(mirror(dryMirror())), seen(outcome));
+        EXPECT_EQ(seenOf(mirror(dryMirror())), seenOf(outcome));
         EXPECT_EQ(treeOf(web), before) << name;
         fs::remove_all(set + "/" + name.substr(0, name.find('/')));
         putOnStick(camera(7));
@@ -500,14 +509,14 @@ TEST_F(StoreMirror, RemovesWhatAKilledProcessLeft) {
         writeFile(beside + "/stage/Cali-7.xml", "old");
         writeFile(beside + "/stage/0", "old");
         fs::create_directory(beside + "/folder");
-        EXPECT_EQ(seen(mirror()), isDone ? nothingToDo : allNew);
+        EXPECT_EQ(seenOf(mirror()), isDone ? nothingToDo : allNew);
         EXPECT_FALSE(fs::exists(beside));
     }
     fs::create_directories(beside + "/somebody's");
-    EXPECT_EQ(seen(mirror()), nothingToDo);
+    EXPECT_EQ(seenOf(mirror()), nothingToDo);
     EXPECT_TRUE(fs::exists(beside + "/somebody's"));
     writeFile(beside + "/folder/x", "not empty");
-    EXPECT_EQ(seen(mirror()), nothingToDo);
+    EXPECT_EQ(seenOf(mirror()), nothingToDo);
     putOnStick(camera(7), "2");
     EXPECT_EQ(mirror().failure->error, ENOTEMPTY);
 }
@@ -551,7 +560,7 @@ TEST_F(StoreMirror, MayBeNamedByALinkOrRelatively) {
     EXPECT_TRUE(zel::store::mirror(root.path() + "/link/", {7}, *source.source, {}, {}).complete);
     expectAgreement();
     fs::current_path(web);
-    EXPECT_EQ(seen(zel::store::mirror(".", {7}, *source.source, {}, {})), nothingToDo);
+    EXPECT_EQ(seenOf(zel::store::mirror(".", {7}, *source.source, {}, {})), nothingToDo);
     EXPECT_TRUE(zel::store::mirror("new", {7}, *source.source, {}, {}).complete);
     EXPECT_TRUE(fs::exists(web + "/new/7/7/Califiles SN7/SHA256SUMS"));
     fs::current_path("/");
@@ -634,7 +643,7 @@ TEST_F(StoreMirror, PlansAgainWhatAnotherProcessMayHaveWrittenMeanwhile) {
         }
         return true;
     };
-    EXPECT_EQ(seen(zel::store::mirror(web, {7}, *source.source, {}, progress)), nothingToDo);
+    EXPECT_EQ(seenOf(zel::store::mirror(web, {7}, *source.source, {}, progress)), nothingToDo);
     EXPECT_EQ(stampsOf(web), before);
 }
 

@@ -140,7 +140,7 @@ void tellMirror(MirrorOutcome const& outcome, Source const& source, Options cons
 
 void mirrorFrom(Source const& source, Options const& options, ProgressLine& progress,
                 Terminal const& terminal, Result& result) {
-    if (options.all && source.cameras().empty()) {
+    if (options.all && source.archive() == nullptr && source.cameras().empty()) {
         requireSuccess(zel::store::listSource(source, {}).failure, options);
         addProblem(source.path() + " holds no camera's description.", source.path(),
                    result.members["problems"], result);

@@ -146,6 +146,16 @@ TEST_F(CompanionMirror, SaysWhatIsWrongWithTheCommandLine) {
     EXPECT_TRUE(contains(answerTo({}), "\"command\": \"mirror\",\n  \"status\": 2,"));
 }
 
+TEST_F(CompanionMirror, IsNotMadeOfAnArchive) {
+    writeFile(root.path() + "/set.tar", "");
+    for (std::string const which : {"7", "--all"}) {
+        auto const outcome = ask({"mirror", which, "-s", "set.tar", "-o", "web"});
+        EXPECT_EQ(outcome.exitStatus, 3);
+        EXPECT_EQ(outcome.standardError,
+                  said("A mirror is made from a directory, not from set.tar"));
+    }
+}
+
 TEST_F(CompanionMirror, GoesOnWithTheNextSetAndNamesEachThatFailed) {
     for (unsigned long const serial : {8, 9})
         support::writeSmallSet(usb + "/" + std::to_string(serial), serial);
