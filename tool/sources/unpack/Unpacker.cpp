@@ -117,8 +117,8 @@ private:
             ++m_done;
             if (!tell(entry))
                 return false;
-            if (m_stream && archive_read_data_skip(m_archive.get()) != ARCHIVE_OK)
-                stop();
+            if (m_stream)
+                archive_read_data_skip(m_archive.get()); // a failure shows at the next header
             m_endOfMembers = archive_filter_bytes(m_archive.get(), 0);
         }
         if (m_stream && index == 0) // any file that begins with zeros looks like it
