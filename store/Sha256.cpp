@@ -30,12 +30,12 @@ std::optional<Digest> digestFrom(std::string_view digits) noexcept {
     Digest digest;
     if (digits.size() != 2 * digest.size())
         return std::nullopt;
-    std::uint8_t all = 0;
+    unsigned int all = 0;
     for (std::size_t i = 0; i < digest.size(); ++i) {
-        std::uint8_t const high = valueOf(digits[2 * i]);
-        std::uint8_t const low = valueOf(digits[2 * i + 1]);
-        all = static_cast<std::uint8_t>(all | high | low);
-        digest[i] = static_cast<std::uint8_t>((high << 4U | low) & 0xFFU);
+        unsigned int const high = valueOf(digits[2 * i]);
+        unsigned int const low = valueOf(digits[2 * i + 1]);
+        all |= high | low;
+        digest[i] = static_cast<std::uint8_t>(high << 4U | low);
     }
     return all < 0x10 ? std::optional(digest) : std::nullopt;
 }

@@ -11,7 +11,10 @@
 #include "store/Mirror.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstddef>
+#include <string>
 #include <utility>
 
 namespace companion {
@@ -60,24 +63,29 @@ Failure failureOfMirror(zel::store::Failure const& store, bool changed, Options 
     return failure;
 }
 
+/// @return Such as ": 2 changed, 1 not written"; empty without cameras.
+std::string counted(std::vector<MirroredCamera> const& cameras) {
+    constexpr std::array<char const*, 3> words{" changed", " unchanged", " not written"};
+    std::array<std::size_t, words.size()> numbers{};
+    for (MirroredCamera const& camera : cameras)
+        ++numbers.at(camera.changed ? 0 : 1 + static_cast<std::size_t>(!camera.complete));
+    std::string text;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        if (numbers.at(i) != 0)
+            text.append(text.empty() ? ": " : ", ")
+                .append(std::to_string(numbers.at(i)))
+                .append(words.at(i));
+    }
+    return text;
+}
+
 std::string closingSentenceOfMirror(MirrorOutcome const& outcome, Options const& options) {
     if (!outcome.changed && outcome.complete)
         return "The mirror is unchanged and complete.";
-    auto const& cameras = outcome.cameras;
-    auto const count = [&](auto const& isMeant, char const* what) {
-        auto const number = std::count_if(cameras.begin(), cameras.end(), isMeant);
-        return number == 0 ? "" : ", " + std::to_string(number) + what;
-    };
-    std::string const counts =
-        count([](MirroredCamera const& one) { return one.changed; }, " changed") +
-        count([](MirroredCamera const& one) { return one.complete && !one.changed; },
-              " unchanged") +
-        count([](MirroredCamera const& one) { return !one.complete && !one.changed; },
-              " not written");
     std::string text = options.dryRun ? "The mirror would " : "The mirror is ";
     text += outcome.complete ? "" : "not ";
     text += options.dryRun ? "be complete" : "complete";
-    return text + (counts.empty() ? "." : ": " + counts.substr(2) + ".");
+    return text + counted(outcome.cameras) + ".";
 }
 
 /// There may be a million files, so nothing is made that is not shown.

@@ -164,5 +164,9 @@ TEST_F(CompanionArchive, TakesAnotherPackage) {
                                               : "sudo apt-get install zentho-cali-sources";
     EXPECT_NE(seen.find(hinted("Archives take another package:", {command})), std::string::npos)
         << seen;
+    EXPECT_NE(seenOfShell("SUDO_UID=1000 ./moved install 7 -s sets.zip -t cali")
+                  .find(hinted("Archives take another package:",
+                               {"sudo apt-get install zentho-cali-sources"})),
+              std::string::npos);
     EXPECT_TRUE(fs::is_empty(cali));
 }

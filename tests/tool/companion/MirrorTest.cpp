@@ -183,6 +183,12 @@ TEST_F(CompanionMirror, TellsHowToGetTheRights) {
                                 {"sudo zentho-cali mirror --all -s usb -o closed/web"})));
 }
 
+TEST_F(CompanionMirror, NamesWhatIsInTheWayOfItsDirectory) {
+    writeFile(root.path() + "/file", "x");
+    EXPECT_EQ(seenOf({"mirror", "--all", "-s", "usb", "-o", "file/web"}),
+              exited(3, "", said("Cannot use the mirror's directory file/web: Not a directory")));
+}
+
 TEST_F(CompanionMirror, NamesTheSigningProgramThatIsMissing) {
     EXPECT_EQ(seenOfShell("PATH=none; \"$0\" mirror --all -s usb -o web --sign-with me"),
               exited(3, "",
