@@ -157,7 +157,7 @@ TEST_F(CompanionMirror, IsNotMadeOfAnArchive) {
 }
 
 TEST_F(CompanionMirror, GoesOnWithTheNextSetAndNamesEachThatFailed) {
-    for (unsigned long const serial : {8, 9})
+    for (unsigned long const serial : {8UL, 9UL})
         support::writeSmallSet(usb + "/" + std::to_string(serial), serial);
     for (std::string const serial : {"7", "8"})
         writeFile(web + "/" + serial + "/" + serial + "/Califiles SN" + serial + "/mine", "x");

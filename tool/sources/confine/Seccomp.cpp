@@ -320,7 +320,7 @@ void allowPairs(Filter& filter) {
     constexpr scmp_datum_t typeMask = 0xFF;
     filter.addIf(SCMP_ACT_ALLOW, SCMP_SYS(socketpair),
                  std::array{has(0, AF_UNIX), hasBits(1, typeMask, SOCK_STREAM)});
-    for (unsigned int const command : {FIONBIO, FIONREAD})
+    for (scmp_datum_t const command : {scmp_datum_t{FIONBIO}, scmp_datum_t{FIONREAD}})
         filter.addIf(SCMP_ACT_ALLOW, SCMP_SYS(ioctl), std::array{has(1, command)});
 }
 
