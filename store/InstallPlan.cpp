@@ -43,7 +43,7 @@ public:
         if (readDescription(asked))
             planFiles(asked);
         for (auto const& [path, why] : m_tree.damagedSumsFor(m_serial))
-            refuse(baseName(path), FileState::damaged, {path}, why);
+            refuseDamaged(baseName(path), path, why);
         finish();
         return std::move(m_plan);
     }
@@ -71,8 +71,7 @@ private:
         Digest const digest = readSum(opened, m_tree.shownPath(path), m_reporter).digest;
         auto description = readSetDescription(opened.file, m_tree.shownPath(path), m_serial);
         if (!description.description) {
-            refuse(m_descriptionName, FileState::damaged, {m_tree.shownPath(path)},
-                   description.whyNot);
+            refuseDamaged(m_descriptionName, m_tree.shownPath(path), description.whyNot);
             return false;
         }
         m_sameDescription = sumIfInstalled(m_descriptionName, *found, look).has_value();
@@ -92,8 +91,7 @@ private:
                                       "name:"});
         for (SourceFile const* const file : copies.displaced()) {
             if (file->held && !file->held->damage.empty())
-                refuse(file->name, FileState::damaged, {m_tree.shownPath(file->path())},
-                       file->held->damage);
+                refuseDamaged(file->name, m_tree.shownPath(file->path()), file->held->damage);
         }
         for (auto const& [name, found] : copies.all()) {
             planFile(name, found);
@@ -263,17 +261,20 @@ private:
     bool refuse(std::string const& name, Copies const& copies, CopiesLook const& look) {
         bool const isOfSet = name == m_descriptionName || m_asked.count(name) != 0;
         if (!look.damagedPath.empty())
-            refuse(name, FileState::damaged, {look.damagedPath}, look.damage);
+            refuseDamaged(name, look.damagedPath, look.damage);
         else if (!look.contradictedPath.empty())
-            refuse(name, FileState::damaged, {look.contradictedPath},
-                   "SHA256SUMS beside it has another sum.");
+            refuseDamaged(name, look.contradictedPath, "SHA256SUMS beside it has another sum.");
         else if (look.differ)
             refuse(name, FileState::ambiguous, pathsOf(m_tree, copies), "These files differ.");
         else if (isOfSet && look.size == 0)
-            refuse(name, FileState::damaged, {pathsOf(m_tree, copies).front()}, "It is empty.");
+            refuseDamaged(name, pathsOf(m_tree, copies).front(), "It is empty.");
         else
             return false;
         return true;
+    }
+
+    void refuseDamaged(std::string const& name, std::string const& path, std::string message) {
+        refuse(name, FileState::damaged, std::vector<std::string>(1, path), std::move(message));
     }
 
     void refuse(std::string const& name, FileState state, std::vector<std::string> paths,

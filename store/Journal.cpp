@@ -200,8 +200,9 @@ JournalReading readJournal(std::string_view text, unsigned long serial) {
     if (!body)
         return {};
     std::string_view rest = *body;
-    if (after(versionMark, takeLine(rest)) != version ||
-        after(serialMark, takeLine(rest)) != std::to_string(serial))
+    if (after(versionMark, takeLine(rest)) != version)
+        return {};
+    if (after(serialMark, takeLine(rest)) != std::to_string(serial))
         return {};
     JournalReader reader(serial);
     forEachLine(rest, [&](std::string_view line) { reader.read(line); });

@@ -23,18 +23,13 @@ std::string_view fieldOf(std::string_view line, std::size_t index) noexcept {
     return line.substr(0, line.find(' '));
 }
 
-bool isOctal(char c) noexcept {
-    return c >= '0' && c <= '7';
-}
-
 /// Undoes the kernel's escapes: a blank, tab, line break or backslash is written as a backslash and
-/// three octal digits.
+/// three octal digits. No other backslash is left in its table.
 std::string withoutOctal(std::string_view text) {
     std::string plain;
     for (std::size_t i = 0; i < text.size(); ++i) {
         std::string_view const digits = text.substr(i + 1, 3);
-        if (text[i] != '\\' || digits.size() != 3 ||
-            !std::all_of(digits.begin(), digits.end(), isOctal)) {
+        if (text[i] != '\\' || digits.size() != 3) {
             plain += text[i];
             continue;
         }

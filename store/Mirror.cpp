@@ -180,10 +180,10 @@ private:
         if (S_ISDIR(status.st_mode))
             stop(FailureKind::inTheWay,
                  "A folder stands in a file's place:", folder.pathOf(linksName));
-        bool const isSame =
-            S_ISREG(status.st_mode) &&
-            readWhole(folder.get(), linksName, largestLinks) == linksText(m_options.url);
-        return isSame ? FileState::unchanged : FileState::replaced;
+        if (!S_ISREG(status.st_mode))
+            return FileState::replaced;
+        auto const text = readWhole(folder.get(), linksName, largestLinks);
+        return text == linksText(m_options.url) ? FileState::unchanged : FileState::replaced;
     }
 
     template <class Body>

@@ -65,8 +65,8 @@ VerifyOutcome compareAll(Target const& target, SetLook& look, std::set<std::stri
     }
     // A file of the source that cannot be read says nothing about the set.
     auto const isUnreadable = [&](File const& file) {
-        bool const isHere =
-            file.paths.empty() || file.paths.front() == target.folder().pathOf(file.name);
+        std::string const path = target.folder().pathOf(file.name);
+        bool const isHere = file.paths.empty() || file.paths.front() == path;
         return isHere && file.state == FileState::unreadable && isAskedData(file.name);
     };
     outcome.complete = look.problems.empty() &&

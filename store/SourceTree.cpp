@@ -51,7 +51,9 @@ FileDescriptor openAlong(int folder, std::string const& path, int flags) {
 }
 
 std::string joined(std::string const& folder, std::string const& name) {
-    return folder.empty() ? name : folder + "/" + name;
+    if (folder.empty())
+        return name;
+    return folder + "/" + name;
 }
 
 } // namespace
@@ -295,7 +297,9 @@ Look SourceTree::look(std::string const& path) const {
 }
 
 std::uint64_t SourceTree::sizeOf(SourceFile const& file) const {
-    return file.held ? file.held->size : open(file.path()).size();
+    if (file.held)
+        return file.held->size;
+    return open(file.path()).size();
 }
 
 bool SourceTree::hasSumsFor(std::string const& folder, unsigned long serial) const {

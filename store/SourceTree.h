@@ -41,7 +41,11 @@ struct SourceFile {
     std::shared_ptr<Held const> held; ///< of a member of an archive; null for a file
 
     /// @return Its path, from the source on. @throws std::bad_alloc
-    std::string path() const { return folder.empty() ? name : folder + "/" + name; }
+    std::string path() const {
+        if (folder.empty())
+            return name;
+        return folder + "/" + name;
+    }
 };
 
 /// A small file of a source that is kept in memory.

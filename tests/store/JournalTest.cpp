@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace {
 
 using namespace zel::store;
@@ -21,14 +23,19 @@ Journal journal() {
     return journal;
 }
 
-/// The text of a journal with another line before its end, and the right sum.
-std::string withLine(std::string const& line) {
-    std::string text = journal().text();
-    text.erase(text.rfind("end "));
-    text += line + "\n";
+/// The text of a journal with the right sum at its end, whatever stood there.
+std::string withSum(std::string text) {
+    text.erase(std::min(text.rfind("end "), text.size()));
     Sha256 sum;
     sum.add(text);
     return text + "end " + hexadecimal(sum.finish()) + "\n";
+}
+
+/// The text of a journal with another line before its end, and the right sum.
+std::string withLine(std::string const& line) {
+    std::string text = journal().text();
+    text.insert(text.rfind("end "), line + "\n");
+    return withSum(text);
 }
 
 std::string const digits(64, 'a');
@@ -45,6 +52,18 @@ TEST(StoreJournal, IsReadAsItWasWritten) {
 
 TEST(StoreJournal, IsNoneForAnotherCamera) {
     EXPECT_FALSE(readJournal(journal().text(), 8).journal);
+}
+
+TEST(StoreJournal, IsNoneWithoutItsFirstLinesWhateverItsSum) {
+    std::string const start = "zentho-cali journal 1\n";
+    std::string const whole = journal().text();
+    ASSERT_EQ(whole.compare(0, start.size(), start), 0);
+    EXPECT_TRUE(readJournal(withSum(whole), 7).journal);
+    EXPECT_FALSE(
+        readJournal(withSum("another journal 1\n" + whole.substr(start.size())), 7).journal);
+    auto const next = whole.find('\n', start.size()) + 1;
+    EXPECT_FALSE(readJournal(withSum(start + whole.substr(next)), 7).journal);
+    EXPECT_FALSE(readJournal(withSum(start), 7).journal);
 }
 
 TEST(StoreJournal, NamesOnlyFilesOfItsCamera) {

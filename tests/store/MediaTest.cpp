@@ -42,14 +42,19 @@ TEST_F(StoreMedia, AreFoundWhereDesktopsMountThem) {
         plugIn("/mnt/media/someone/USB STICK", 7);
         plugIn("/mnt/back\\slash\ttab", 7);
         plugIn("/mnt/other", 71);
+        support::mountTmpfs("/run");
+        plugIn("/run/media/someone/stick", 72);
+        plugIn("/run/mediathek", 73);
         EXPECT_EQ(found(7), "/mnt/back\\slash\ttab\n/mnt/media/someone/USB STICK\n");
         EXPECT_EQ(found(71), "/mnt/other\n");
         EXPECT_EQ(found(5), "/mnt\n");
         EXPECT_EQ(found(9), "");
+        EXPECT_EQ(found(72), "/run/media/someone/stick\n");
+        EXPECT_EQ(found(73), "");
         auto const cancelled = zel::store::findMedia(7, [](auto const&) { return false; });
         ASSERT_TRUE(cancelled.failure);
         EXPECT_EQ(cancelled.failure->kind, FailureKind::cancelled);
         EXPECT_EQ(found(0), "/mnt\n/mnt/back\\slash\ttab\n/mnt/media/someone/USB STICK\n"
-                            "/mnt/other\n");
+                            "/mnt/other\n/run/media/someone/stick\n");
     });
 }
