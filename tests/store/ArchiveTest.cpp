@@ -2,6 +2,7 @@
 #include "tests/store/StoreFixture.h"
 #include "tests/support/Archives.h"
 #include "tests/support/Command.h"
+#include "tests/support/Namespace.h"
 
 #include <filesystem>
 #include <fstream>
@@ -9,6 +10,7 @@
 #include <sstream>
 
 #include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -437,6 +439,17 @@ TEST_F(ArchiveSource, StopsEarlyWhenThereIsNoRoom) {
         EXPECT_TRUE(fs::is_empty(cali));
     }
     support::run({"umount", cali});
+}
+
+TEST_F(ArchiveSource, IsInstalledWhereTheFileSystemDoesNotTellItsRoom) {
+    putOnStick(camera(7));
+    std::string const path = packed();
+    support::inPrivateNamespaces([&] {
+        fs::create_directories(cali);
+        ASSERT_EQ(mount("none", cali.c_str(), "ramfs", 0, "mode=0755"), 0);
+        EXPECT_EQ(seen(installFrom(path)), allInstalled);
+        EXPECT_EQ(check(7), "complete\n");
+    });
 }
 
 TEST_F(ArchiveSource, IsVerifiedAgainst) {
