@@ -218,6 +218,48 @@ TEST_F(Unpacker, ReadsAgainWhatOnlyALinkNeeds) {
                                         "hard link b/Cali-7.xml = a/Cali-7.xml\ndone");
 }
 
+TEST_F(Unpacker, ReadsNoFurtherThanLinksNeedEvenPastNamesThatItCannotConvert) {
+    ASSERT_NE(std::setlocale(LC_CTYPE, "C"), nullptr);
+    std::string const archive =
+        byPython("import tarfile, io\n"
+                 "t = tarfile.open(archive, 'w', format=tarfile.PAX_FORMAT)\n"
+                 "for name in ('M\\u00fcnchen', 'blob', 'last'):\n"
+                 "    i = tarfile.TarInfo(name); i.size = 5; t.addfile(i, io.BytesIO(b'bytes'))\n"
+                 "i = tarfile.TarInfo('Cali-7.xml'); i.type = tarfile.LNKTYPE\n"
+                 "i.linkname = 'blob'; t.addfile(i)\n"
+                 "t.close()\n",
+                 "set.tar");
+    EXPECT_EQ(told(archive, camera(7)), "file Cali-7.xml: bytes\ndone");
+}
+
+TEST_F(Unpacker, TakesALinkWithTheModeOfAFolderForALink) {
+    std::string const archive = byPython(
+        "import tarfile, io\n"
+        "def header(name, kind, target, mode, size):\n"
+        "    i = tarfile.TarInfo(name); i.type = kind; i.linkname = target; i.size = size\n"
+        "    b = bytearray(i.tobuf(tarfile.USTAR_FORMAT))\n"
+        "    b[100:108] = b'%07o\\0' % mode\n"
+        "    b[148:156] = b' ' * 8\n"
+        "    b[148:156] = b'%06o\\0 ' % sum(b)\n"
+        "    return bytes(b)\n"
+        "open(archive, 'wb').write(\n"
+        "    header('Cali-7.xml', tarfile.REGTYPE, '', 0o644, 5) + b'first'.ljust(512, b'\\0') +\n"
+        "    header('Cali-7-l.dat', tarfile.LNKTYPE, 'Cali-7.xml', 0o40755, 0) + bytes(1024))\n",
+        "set.tar");
+    EXPECT_EQ(told(archive, camera(7)),
+              "file Cali-7.xml: first\nhard link Cali-7-l.dat = Cali-7.xml\ndone");
+}
+
+TEST_F(Unpacker, ReadsATarThatIsFilledUpWithManyZeros) {
+    put("Cali-7.xml", "description");
+    std::string const archive = packed("tar");
+    std::string const whole = told(archive);
+    writeFile(archive, readFile(archive) + std::string(2000000, '\0'));
+    EXPECT_EQ(told(archive), whole);
+    ASSERT_EQ(std::system(("gzip -f " + archive).c_str()), 0);
+    EXPECT_EQ(told(archive + ".gz"), whole);
+}
+
 TEST_F(Unpacker, KnowsZstdFilesThatBeginWithAFrameToSkip) {
     put("Cali-7.xml", "description");
     std::string const archive = packed("tar.zst");
@@ -268,6 +310,7 @@ TEST_F(Unpacker, SaysWhatTheSystemCannotRead) {
     put("Cali-7.xml", "description");
     FileDescriptor const writeOnly(open(packed("zip").c_str(), O_WRONLY));
     EXPECT_EQ(toldOf(writeOnly.get(), everything), "unreadable");
+    EXPECT_EQ(toldOf(-1, everything), "unreadable");
 }
 
 TEST_F(Unpacker, GoesOnBehindDamagedMembersOfAZip) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <new>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -31,15 +32,21 @@ la_int64_t skipInput(archive* /*reader*/, void* input, la_int64_t count) {
 
 la_int64_t seekInput(archive* /*reader*/, void* input, la_int64_t offset, int whence) {
     auto& file = *static_cast<Input*>(input);
-    std::int64_t from = 0;
-    if (whence != SEEK_SET)
-        from = whence == SEEK_CUR ? file.offset() : file.size();
+    // The library itself adds up what is sought from where it is.
+    std::int64_t const from = whence == SEEK_END ? file.size() : 0;
     // A place outside the file is that of a damaged archive, in which the library then finds fault.
     file.moveTo(from + std::clamp<std::int64_t>(offset, -from, file.size() - from));
     return file.offset();
 }
 
 } // namespace
+
+ArchiveReader newReader() {
+    ArchiveReader reader(archive_read_new());
+    if (reader == nullptr)
+        throw std::bad_alloc(); // GCOVR_EXCL_LINE: no test lets the memory of this run out
+    return reader;
+}
 
 Input::Input(int file) noexcept : m_file(file) {
     struct stat status {};

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -15,6 +16,12 @@ namespace unpack {
 struct ArchiveFreer {
     void operator()(archive* made) const noexcept { archive_read_free(made); }
 };
+
+/// A reader of archives.
+using ArchiveReader = std::unique_ptr<archive, ArchiveFreer>;
+
+/// @return A new one. @throws std::bad_alloc
+ArchiveReader newReader();
 
 /// Reads an open file from an offset of its own: others may read the same open file.
 class Input {

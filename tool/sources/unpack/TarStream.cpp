@@ -43,10 +43,8 @@ TarStream::TarStream(Input& input, Compression compression)
             throw std::bad_alloc(); // GCOVR_EXCL_LINE: no test lets the memory of this run out
         m_isGzipOpen = true;
     } else if (compression == Compression::other) {
-        m_filter.reset(archive_read_new());
+        m_filter = newReader();
         archive* const filter = m_filter.get();
-        if (filter == nullptr)
-            throw std::bad_alloc(); // GCOVR_EXCL_LINE: the same
         archive_read_support_filter_xz(filter);
         archive_read_support_filter_zstd(filter);
         archive_read_support_format_raw(filter);

@@ -9,7 +9,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -70,7 +69,7 @@ private:
     z_stream m_gzip{};
     bool m_isMemberDone = false; // of the gzip file, which may have several
     bool m_isGzipOpen = false;
-    std::unique_ptr<archive, ArchiveFreer> m_filter;
+    ArchiveReader m_filter;
     bool m_isFailed = false;
 };
 

@@ -10,7 +10,6 @@
 
 #include <cerrno>
 #include <map>
-#include <memory>
 #include <new>
 #include <optional>
 #include <set>
@@ -76,6 +75,12 @@ std::string pathOf(archive_entry* entry) {
     return path != nullptr ? path : "";
 }
 
+/// @return What the library says of its failure; empty when it says nothing.
+std::string errorOf(archive* reader) {
+    char const* const text = archive_error_string(reader);
+    return text != nullptr ? text : "";
+}
+
 std::string_view withoutDot(std::string_view path) {
     return path.substr(0, 2) == "./" ? path.substr(2) : path;
 }
@@ -130,10 +135,8 @@ private:
 
     void open() {
         m_input.moveTo(0);
-        m_archive.reset(archive_read_new());
+        m_archive = newReader();
         archive* const reader = m_archive.get();
-        if (reader == nullptr)
-            throw std::bad_alloc(); // GCOVR_EXCL_LINE: no test lets the memory of this run out
         archive_read_support_format_tar(reader);
         if (m_compression == Compression::none && !isTar()) {
             archive_read_support_format_zip_seekable(reader);
@@ -147,7 +150,7 @@ private:
 
     /// Nothing but a tar archive is read as a stream, so that its end can be looked at.
     bool isTar() {
-        std::unique_ptr<archive, ArchiveFreer> const reader(archive_read_new());
+        ArchiveReader const reader = newReader();
         archive_entry* entry = nullptr;
         archive_read_support_format_tar(reader.get());
         bool const is =
@@ -175,12 +178,12 @@ private:
             return tellNameless(entry);
         Use const use = useOf(baseName(names.path));
         auto const type = archive_entry_filetype(entry);
-        if (use == Use::none || (type == AE_IFDIR && archive_entry_hardlink(entry) == nullptr))
+        char const* const target = archive_entry_hardlink(entry);
+        if (use == Use::none || (type == AE_IFDIR && target == nullptr))
             return true;
         names.seconds = archive_entry_mtime(entry);
         names.nanoseconds =
             static_cast<std::uint32_t>(archive_entry_mtime_nsec(entry)) % zel::frames::secondInNano;
-        char const* const target = archive_entry_hardlink(entry);
         bool const isHardLink =
             target != nullptr && *target != '\0' && archive_entry_size(entry) == 0;
         if (isHardLink) {
@@ -308,8 +311,7 @@ private:
         header.type = Frame::broken;
         header.kind = static_cast<std::uint8_t>(isFatal ? Damage::undecodable : Damage::checksum);
         header.member = static_cast<std::uint32_t>(m_told - 1);
-        char const* const text = archive_error_string(m_archive.get());
-        send(header, text != nullptr ? text : "");
+        send(header, errorOf(m_archive.get()));
         return !isFatal;
     }
 
@@ -321,8 +323,7 @@ private:
     /// Stops because the library cannot go on.
     [[noreturn]] void stop() {
         archive* const reader = m_archive.get();
-        char const* const text = archive_error_string(reader);
-        Stop stopped{Trouble::spoilt, 0, text != nullptr ? text : ""};
+        Stop stopped{Trouble::spoilt, 0, errorOf(reader)};
         if (m_input.error() != 0) {
             stopped.trouble = Trouble::unreadable;
             stopped.number = static_cast<std::uint64_t>(m_input.error());
@@ -344,8 +345,8 @@ private:
     FrameWriter const& m_out;
     std::vector<char> m_bytes;
     std::optional<TarStream> m_stream;
-    std::unique_ptr<archive, ArchiveFreer> m_archive; // after what it reads from
-    std::uint64_t m_done = 0;                         // members of the archive
+    ArchiveReader m_archive;  // after what it reads from
+    std::uint64_t m_done = 0; // members of the archive
     std::uint64_t m_told = 0;
     bool m_isNameless = false;                               // something was
     std::set<std::string> m_unpacked;                        // paths
