@@ -284,7 +284,9 @@ void requireSound(std::vector<unsigned long> const& serials, MirrorOptions const
         if (!set::isSerial(serial))
             stop("There is no camera of this serial number:", std::to_string(serial), EINVAL);
     }
-    if (!options.url.empty() && !whyNotLinked(options.url).empty())
+    if (options.url.empty())
+        return;
+    if (!whyNotLinked(options.url).empty())
         stop("Cannot use the address", options.url, EINVAL);
 }
 

@@ -162,8 +162,12 @@ public:
     }
 
 private:
+    static File same(std::string const& name, OpenedFile const& here) {
+        return {name, FileState::same, here.size(), {}, ""};
+    }
+
     File compareCopies(std::string const& name, OpenedFile const& here, Copies const& there) const {
-        File file{name, FileState::same, here.size(), {}, ""};
+        File file = same(name, here);
         if (there.files.front()->held)
             return compareMembers(name, here, there);
         for (SourceFile const* const copy : there.files) {
@@ -182,7 +186,7 @@ private:
     /// Of members of an archive only their sums are left.
     File compareMembers(std::string const& name, OpenedFile const& here,
                         Copies const& there) const {
-        File file{name, FileState::same, here.size(), {}, ""};
+        File file = same(name, here);
         std::optional<Digest> digest;
         for (SourceFile const* const copy : there.files) {
             Held const& held = *copy->held;

@@ -133,7 +133,9 @@ private:
         std::string path = joined(entry.folder, entry.name);
         if (path.size() > longestPath)
             return noteGap(path, ENAMETOOLONG);
-        if (!isOurFolder(entry.name) && m_skipped.count(m_tree.shownPath(path)) == 0)
+        if (isOurFolder(entry.name))
+            return;
+        if (m_skipped.count(m_tree.shownPath(path)) == 0)
             m_pending.push_back(std::move(path));
     }
 
