@@ -47,18 +47,16 @@ char const* wordFor(Profile profile) noexcept {
     return words.at(static_cast<std::size_t>(profile));
 }
 
+#ifdef ZENTHO_BUILD_DIRECTORY
 /// @return Whether this program runs from the folder that it was built in.
 bool runsInBuild() {
-#ifdef ZENTHO_BUILD_DIRECTORY
     std::array<char, PATH_MAX> path{};
     ssize_t const length = readlink("/proc/self/exe", path.data(), path.size());
     std::string_view const build = ZENTHO_BUILD_DIRECTORY "/";
     return length > 0 && std::string_view(path.data(), static_cast<std::size_t>(length))
                                  .substr(0, build.size()) == build;
-#else
-    return false;
-#endif
 }
+#endif
 
 /// File actions of a start, freed at their end.
 class Actions {

@@ -189,8 +189,8 @@ Result runMirror(Options const& options, Terminal const& terminal) {
     Result result;
     result.members = blankMirrorMembers(options);
     ProgressLine progress(options.directory);
-    std::vector<Remark> remarks;
     try {
+        std::vector<Remark> remarks;
         Source const source = chosenSource(0, options, progress, remarks);
         mirrorFrom(source, options, progress, terminal, result);
     } catch (Failure& failure) {
