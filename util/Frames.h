@@ -18,8 +18,8 @@ namespace zel::frames {
 
 /// What a frame says.
 enum class Frame : std::uint8_t {
-    sandbox = 'S', ///< how the program is confined: #Confined bits as kind
-    member = 'M',  ///< a member begins: a MemberKind as kind, its size or #unknownSize as number
+    sandbox = 'S', ///< how the program is confined: `Confined` bits as kind
+    member = 'M',  ///< a member begins: a MemberKind as kind, its size or `unknownSize` as number
     data = 'D',    ///< bytes of a member, which begin at the offset that the number is
     restart = 'R', ///< a member begins anew
     end = 'E',     ///< a member is whole; the number is its size
@@ -98,7 +98,7 @@ using HeaderBytes = std::array<char, headerSize>;
 HeaderBytes bytesOf(Header const& header) noexcept;
 
 /// Reads a header, and accepts none that a program of ours would not write.
-/// @param bytes #headerSize bytes.
+/// @param bytes `headerSize` bytes.
 /// @return The header; nothing when type or kind are not known, the payload would be too long for
 ///         the type, or something is set that the type does not have.
 std::optional<Header> readHeader(std::string_view bytes) noexcept;
@@ -111,7 +111,7 @@ struct MemberNames {
     std::string target;            ///< the path of the member that a hard link stands for
 };
 
-/// @return The payload, at most #largestMember bytes. @throws std::bad_alloc
+/// @return The payload, at most `largestMember` bytes. @throws std::bad_alloc
 std::string payloadOf(MemberNames const& names);
 
 /// @return What a payload says; nothing when it has another form. @throws std::bad_alloc
